@@ -1,0 +1,356 @@
+/*
+ * vemoflashcache.h: SSD caches of the storage appliance.
+ *
+ * Conventions, stated once for all functions below:
+ *
+ * Results.    An operation that acts returns 0 when done and -1 when it failed. A question returns 1
+ *             or 0 and folds a failure into 0. A reader of lists returns the number of records, or -1.
+ *             What departs from this says so.
+ * Arguments.  Texts are NUL-terminated. Texts and records passed in stay the caller's. "Required"
+ *             means that NULL is refused with error 0x0D00.
+ * Out values. Written on success only, unless said otherwise. Out texts are cut to their buffer and
+ *             always terminated; buffer sizes are in bytes and count the terminator.
+ * Ownership.  Records and lists that a function returns belong to the caller, who releases them with
+ *             the release function named there; single texts are released with free().
+ * Errors.     Every failure is logged to syslog at LOG_ERR as "<module>:<line> <what happened>".
+ *             Some also record a code in the platform's error slot of the calling thread, read with
+ *             VLIBCErrGet(): 0x0D00 missing or invalid argument, 0x0600 no such cache is running,
+ *             0x0900 a file could not be opened, 0x0B00 a write came out short, 0x8100 an external
+ *             program failed.
+ * Threads.    Calls share no state; any thread may call. Concurrent lifecycle operations on one
+ *             cache are the caller's to prevent.
+ * Paths.      SSD and space (data volume) device paths begin with "/dev/", cache device paths with
+ *             "/dev/mapper/cachedev".
+ */
+#ifndef VEMOFLASHCACHE_H
+#define VEMOFLASHCACHE_H
+
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#define VEMOFLASHCACHE_API __attribute__((visibility("default")))
+#else
+#define VEMOFLASHCACHE_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Enumerations -------------------------------------------------------------------------- */
+
+/* How a cache treats writes. 3 has no meaning and is refused. */
+typedef int32_t FLASHCACHE_WRITE_MODE;
+enum {
+    FLASHCACHE_WRITE_THRU = 0,        /* "thru" */
+    FLASHCACHE_WRITE_BACK = 1,        /* "back" */
+    FLASHCACHE_WRITE_AROUND = 2,      /* "around" */
+    FLASHCACHE_WRITE_BACK_BYPASS = 4, /* "back_bypass" */
+    FLASHCACHE_WRITE_BACK_CRASH = 5   /* "back_crash" */
+};
+
+/* Which block a full cache gives up first. The kernel's own knob numbers these the other way round. */
+typedef int32_t FLASHCACHE_RECLAIM_POLICY;
+enum {
+    FLASHCACHE_RECLAIM_LRU = 0, /* "lru" */
+    FLASHCACHE_RECLAIM_FIFO = 1 /* "fifo" */
+};
+
+/* Format of a cache's metadata on the SSD. */
+typedef int32_t FLASHCACHE_VERSION;
+enum {
+    FLASHCACHE_VERSION_UNKNOWN = -1,
+    FLASHCACHE_VERSION_ORIGINAL = 0, /* "original": blocks of 4 KiB */
+    FLASHCACHE_VERSION_NEW = 1       /* "new(vemo)": blocks of 64 KiB */
+};
+
+/* Which text of a search names the cache. */
+typedef int32_t FLASHCACHE_SEARCH_TYPE;
+enum {
+    FLASHCACHE_SEARCH_BY_SSD_UUID = 1,
+    FLASHCACHE_SEARCH_BY_SECTION = 2,
+    FLASHCACHE_SEARCH_BY_SSD_DEV_PATH = 3,
+    FLASHCACHE_SEARCH_BY_SPACE_PATH = 4,
+    FLASHCACHE_SEARCH_BY_REFERENCE_PATH = 5,
+    FLASHCACHE_SEARCH_BY_CACHE_DEV_PATH = 6 /* status searches only */
+};
+
+/* The run-time knobs of a loaded cache device. 0 names no knob. */
+typedef int32_t FLASHCACHE_SYSCTL;
+enum {
+    FLASHCACHE_SYSCTL_FALLOW_DELAY = 1, /* seconds before an idle dirty block is cleaned */
+    FLASHCACHE_SYSCTL_FALLOW_CLEAN_SPEED = 2,
+    FLASHCACHE_SYSCTL_CACHE_ALL = 3,
+    FLASHCACHE_SYSCTL_FAST_REMOVE = 4, /* 1: removal leaves dirty blocks unwritten */
+    FLASHCACHE_SYSCTL_ZERO_STATS = 5,
+    FLASHCACHE_SYSCTL_RECLAIM_POLICY = 6, /* kernel numbering: 0 FIFO, 1 LRU */
+    FLASHCACHE_SYSCTL_PID_EXPIRY_SECS = 7,
+    FLASHCACHE_SYSCTL_MAX_PIDS = 8,
+    FLASHCACHE_SYSCTL_DO_PID_EXPIRY = 9,
+    FLASHCACHE_SYSCTL_MAX_CLEAN_IOS_SET = 10,
+    FLASHCACHE_SYSCTL_MAX_CLEAN_IOS_TOTAL = 11,
+    FLASHCACHE_SYSCTL_DIRTY_THRESH_PCT = 12, /* percent of a set that may be dirty */
+    FLASHCACHE_SYSCTL_STOP_SYNC = 13,
+    FLASHCACHE_SYSCTL_DO_SYNC = 14,
+    FLASHCACHE_SYSCTL_IO_LATENCY_HIST = 15,
+    FLASHCACHE_SYSCTL_SKIP_SEQ_THRESH_KB = 16 /* KiB; longer sequential I/O bypasses the cache; 0: never */
+};
+
+/* ---- Records ------------------------------------------------------------------------------- */
+
+/* A cache's configured tuning. */
+typedef struct FLASHCACHE_POLICY {
+    int32_t WriteMode;          /* FLASHCACHE_WRITE_MODE */
+    int32_t ReclaimPolicy;      /* FLASHCACHE_RECLAIM_POLICY */
+    int32_t DelaySeconds;       /* fallow delay in seconds; 0 or less leaves the kernel's default */
+    int32_t DirtyThreshPercent; /* 0 or less leaves the kernel's default */
+    int32_t SkipSeqIO;          /* boolean: sequential I/O bypasses the cache */
+} FLASHCACHE_POLICY;
+
+/* One cache's configuration entry, a link of a list. The texts are the record's own: who replaces
+ * one frees the old text and stores a newly allocated one. */
+typedef struct FLASHCACHE_CONFIG {
+    char *SSDUUID;
+    char *SSDDevPath;
+    char *SectionName; /* the section of the file that holds this entry */
+    char *SpacePath;
+    char *ReferencePath; /* mount path of the volume, "/volume%d" */
+    FLASHCACHE_POLICY Policy;
+    struct FLASHCACHE_CONFIG *Next; /* NULL at the end */
+    char *SSDID;
+    char *DiskLoc;
+    int32_t CacheMissing; /* nonzero: the SSD side is missing */
+    int32_t SpaceMissing;
+    int32_t loaded;
+    uint64_t CacheSizeByte;
+    int32_t CacheVersion; /* FLASHCACHE_VERSION; -1 when unknown */
+    int32_t CreateCritSection;
+    int32_t ConfigSource;
+    char *FlushState; /* "normal", "flushing", "flush_done" or empty */
+} FLASHCACHE_CONFIG;
+
+/* Selects one configuration entry: zero the record, set `type` (1 to 5) and the text that it names.
+ * Texts are compared whole; NULL matches nothing. The texts stay the caller's. */
+typedef struct FLASHCACHE_CONFIG_SEARCH {
+    int32_t type; /* FLASHCACHE_SEARCH_TYPE */
+    const char *SSDUUID;
+    const char *SSDDevPath;
+    const char *SectionName;
+    const char *ReferencePath;
+    const char *SpacePath;
+} FLASHCACHE_CONFIG_SEARCH;
+
+/* The I/O counters of one cache. Sequential I/O that bypassed the cache is left out of the base of
+ * the percentages. */
+typedef struct FLASHCACHE_COUNT_STAT {
+    uint32_t ReadHitPercent;
+    uint32_t WriteHitPercent; /* write hits and SSD write misses */
+    uint64_t Reads;
+    uint64_t Writes;
+    uint64_t ReadHits;
+    uint64_t WriteHits; /* 0 for write-around caches */
+    uint64_t UncachedSeqReads;
+    uint64_t UncachedSeqWrites;
+    uint64_t WriteMissSSD; /* 0 for write-around caches */
+} FLASHCACHE_COUNT_STAT;
+
+/* The status of one live cache, a link of a list. The two paths are the record's own. */
+typedef struct FLASHCACHE_STAT {
+    char *SSDDevPath;
+    char *SpacePath;
+    int32_t WriteMode;      /* FLASHCACHE_WRITE_MODE 0, 1 or 2; -1 when unknown */
+    int32_t ReclaimPolicy;  /* FLASHCACHE_RECLAIM_POLICY; -1 when unknown */
+    int32_t FallowDelay;    /* seconds; 0 unless write-back */
+    int32_t DirtyThreshPct; /* 0 unless write-back */
+    FLASHCACHE_COUNT_STAT CountStat;
+    uint64_t TotalBlocks;
+    uint64_t CachedBlocks;
+    int32_t SupportPin;
+    struct FLASHCACHE_STAT *Next; /* NULL at the end */
+    int32_t BlockSizeKB;
+} FLASHCACHE_STAT;
+
+/* Selects one live cache: zero the record, set `type` (3, 4 or 6) and the path that it names. */
+typedef struct FLASHCACHE_STAT_SEARCH {
+    int32_t type; /* FLASHCACHE_SEARCH_TYPE */
+    const char *SSDDevPath;
+    const char *SpacePath;
+    const char *CacheDevPath;
+} FLASHCACHE_STAT_SEARCH;
+
+/* What a new cache is made of. */
+typedef struct FLASHCACHE_CREATE_PARAM {
+    const char *SSDDevPath;   /* required */
+    const char *SpacePath;    /* required */
+    const char *CacheDevPath; /* wanted cache device path; NULL: the first free cachedev_N */
+    uint64_t CacheSizeKB;     /* size of the cache in KiB, not 0 */
+    FLASHCACHE_POLICY Policy;
+    int32_t CacheVersion; /* FLASHCACHE_VERSION */
+} FLASHCACHE_CREATE_PARAM;
+
+/* ---- The platform's error slot --------------------------------------------------------------
+ * Functions of the platform's core library (libvemocore), declared here for the callers' comfort.
+ * The slot is per thread, and calls that succeed leave it as it was. */
+
+/* The code recorded last, 0 when none was. */
+int VLIBCErrGet(void);
+
+/* Source file and line that recorded it; never NULL. */
+const char *VLIBCErrorGetFile(void);
+int VLIBCErrorGetLine(void);
+
+/* ---- Locks and utilities ------------------------------------------------------------------- */
+
+/* Takes an advisory lock on the file `path`, which is made (mode 0644) when absent and never removed.
+ * Tries every 100 ms, at most 300 times, so that a call takes about 30 seconds at the most.
+ * exclusive: nonzero for an exclusive lock, 0 for a shared one.
+ * fd: receives the descriptor that holds the lock, for VEMOFlashCacheUnlock; untouched on failure.
+ * Returns 1 when the lock is held, else 0. Two acquisitions in one process exclude each other too. */
+VEMOFLASHCACHE_API int VEMOFlashCacheLock(const char *path, int exclusive, int *fd);
+
+/* Releases the lock held by `fd` and closes it. Returns 1 when done, else 0; when the unlocking itself
+ * failed, fd stays open. */
+VEMOFLASHCACHE_API int VEMOFlashCacheUnlock(int fd);
+
+/* The text after the last "/" of the device path `path` (not NULL), as a pointer into it, or NULL when
+ * it does not begin with "/dev/". */
+VEMOFLASHCACHE_API const char *VEMOFlashCacheGetShortDevName(const char *path);
+
+/* The last line, line end included, of the file `entry` in the kernel's directory of the cache that
+ * pairs these two devices. The caller frees the text. NULL on failure. */
+VEMOFLASHCACHE_API char *FlashCacheUtilProcRead(const char *ssdPath, const char *spacePath, const char *entry);
+
+/* Copies the file `src` over `dst`. Returns 0 or -1. */
+VEMOFLASHCACHE_API int VEMOFCCopyFile(const char *src, const char *dst);
+
+/* Makes sure that `path` is a directory, making it (mode 0755, no parents) when absent. Returns 0 or -1. */
+VEMOFLASHCACHE_API int VEMOFCCheckDirExistOrCreate(const char *path);
+
+/* ---- Configuration ------------------------------------------------------------------------- */
+
+/* Reads the configuration file "/usr/vemo/etc/flashcache.conf" under its lock.
+ * criteria: NULL for all entries, else which one.
+ * list: address of a pointer that holds NULL, or NULL when only the count is wanted. Receives the
+ *       entries in file order, or the first one that matches; VEMOFlashCacheConfigFree releases them.
+ * Returns the number of entries without criteria; 1 found or 0 not found with criteria; 0 without a
+ * file; -1 on failure, and then *list is NULL. One section without keys fails the whole read. */
+VEMOFLASHCACHE_API int VEMOFlashCacheConfigGet(const FLASHCACHE_CONFIG_SEARCH *criteria, FLASHCACHE_CONFIG **list);
+
+/* The same from the temporary copy "/tmp/flashcache.conf". */
+VEMOFLASHCACHE_API int VEMOFlashCacheConfigTmpGet(const FLASHCACHE_CONFIG_SEARCH *criteria, FLASHCACHE_CONFIG **list);
+
+/* Searches a list in memory, holding the configuration lock meanwhile.
+ * criteria: required. list: may be NULL. found: NULL, or receives the first match, which stays part of
+ * the list. Returns 1 found, 0 not found, -1 on failure (0x0D00 without criteria). */
+VEMOFLASHCACHE_API int VEMOFlashCacheConfSearch(const FLASHCACHE_CONFIG_SEARCH *criteria, FLASHCACHE_CONFIG *list,
+                                                FLASHCACHE_CONFIG **found);
+
+/* Releases a list of entries with all their texts. NULL does nothing. */
+VEMOFLASHCACHE_API void VEMOFlashCacheConfigFree(FLASHCACHE_CONFIG *list);
+
+/* Writes one entry (`Next` is not followed) as the section `SectionName` of the configuration file,
+ * replacing the section or appending it, and refreshes the temporary copy.
+ * config, its SectionName and its SSDUUID are required.
+ * Returns 0, or -1: 0x0D00 for a missing argument; nothing is written then, nor for a reclaim policy
+ * or write mode without a text. -1 too when only the refresh failed; the file is changed then. */
+VEMOFLASHCACHE_API int VEMOFlashCacheConfigSet(const FLASHCACHE_CONFIG *config);
+
+/* Replaces the temporary copy with a copy of the configuration file, at once and whole. Takes no lock.
+ * Returns 0, or -1 (without a configuration file, for one); the old copy then stays. */
+VEMOFLASHCACHE_API int VEMOFlashCacheConfigTmpUpdate(void);
+
+/* Removes the entry that matches `criteria` and refreshes the temporary copy; with NULL removes the
+ * whole configuration file and leaves the copy. Returns 0 also when nothing matched, -1 on failure. */
+VEMOFLASHCACHE_API int VEMOFlashCacheConfigDelete(const FLASHCACHE_CONFIG_SEARCH *criteria);
+
+/* ---- Run-time knobs ------------------------------------------------------------------------ */
+
+/* The kernel's name of the cache that pairs these two devices, "<ssd>+<space>" of their short names,
+ * as a text that the caller frees. NULL on failure (0x0D00 for a path that is missing or not under
+ * "/dev/"). */
+VEMOFLASHCACHE_API char *VEMOFlashCacheSysctlDevNameGet(const char *ssdPath, const char *spacePath);
+
+/* Reads one knob of the loaded cache into *value. Returns 0, or -1 (0x0D00 for a bad argument). */
+VEMOFLASHCACHE_API int VEMOFlashCacheSysctlGet(FLASHCACHE_SYSCTL knob, const char *ssdPath, const char *spacePath,
+                                               int32_t *value);
+
+/* Writes one knob of the loaded cache. Returns 0, or -1: 0x0D00 for a bad argument, 0x8100 when the
+ * kernel did not take the value. */
+VEMOFLASHCACHE_API int VEMOFlashCacheDoSysctlSet(FLASHCACHE_SYSCTL knob, int32_t value, const char *ssdPath,
+                                                 const char *spacePath);
+
+/* Applies a cache's tuning: dirty threshold and fallow delay where above 0, reclaim policy, fast removal
+ * for write-back and crashed write-back, sequential skip. Stops at the first knob that fails; those
+ * before it stay written. Returns 0, or -1 (0x0D00 for a missing argument). */
+VEMOFLASHCACHE_API int VEMOFlashCacheSysctlSet(const FLASHCACHE_POLICY *policy, const char *ssdPath,
+                                               const char *spacePath);
+
+/* ---- Status -------------------------------------------------------------------------------- */
+
+/* Describes the live caches.
+ * search: NULL for all, else which one. *out receives the list (NULL when empty), released with
+ * VEMOFlashCacheStatFree.
+ * Returns the number of records; -1 on failure: 0x0D00 for a bad argument. A named cache that is not
+ * live is a failure, too, except where "/dev/mapper" itself is absent. One cache that cannot be
+ * described (a write-through cache never can) fails a query for all. */
+VEMOFLASHCACHE_API int VEMOFlashCacheStatGet(const FLASHCACHE_STAT_SEARCH *search, FLASHCACHE_STAT **out);
+
+/* Releases a list with its texts and sets *list to NULL. NULL does nothing. */
+VEMOFLASHCACHE_API void VEMOFlashCacheStatFree(FLASHCACHE_STAT **list);
+
+/* Finds the cache device whose SSD or volume path begins with `path` and writes its path into `out`.
+ * Returns 1 found, 0 not found, -1 on failure: 0x0D00 for a bad argument, no code when there is no
+ * cache device at all. The comparison is of prefixes: "/dev/md2" also finds a cache on "/dev/md20". */
+VEMOFLASHCACHE_API int VEMOFlashcacheGetCachePath(const char *path, char *out, int outSize);
+
+/* Writes the SSD device path of a cache device into `out`. Returns 0, or -1: 0x0D00 for a bad
+ * argument, 0x0600 when the cache is not live. */
+VEMOFLASHCACHE_API int VEMOFlashCacheSSDPathGet(const char *cacheDevPath, char *out, int outSize);
+
+/* Reads the I/O counters of the cache that pairs the devices with these short names (no "/dev/").
+ * writeMode: FLASHCACHE_WRITE_MODE of the cache; write-through caches have no counters.
+ * Returns 0; -1 for a missing argument, an unreadable file or another mode; -2 when the counters do not
+ * parse. */
+VEMOFLASHCACHE_API int VEMOFlashCacheCountStatGet(const char *ssdName, const char *spaceName,
+                                                  FLASHCACHE_WRITE_MODE writeMode, FLASHCACHE_COUNT_STAT *out);
+
+/* ---- Lifecycle ----------------------------------------------------------------------------- */
+
+/* Whether the kernel module `name` is loaded: 1, or 0 (also when that cannot be told). */
+VEMOFLASHCACHE_API int VEMOFlashCacheIsKModuleLoad(const char *name);
+
+/* Loads the kernel module `name` from "/lib/modules/<name>.ko" unless it is loaded. Returns 0 or -1. */
+VEMOFLASHCACHE_API int CheckAndInsertSingleModule(const char *name);
+
+/* Loads the three modules that caches need, in order; stops at the first that fails. Returns 0 or -1. */
+VEMOFLASHCACHE_API int CheckAndInsertKernelModule(void);
+
+/* The text of a write mode as the cache tools and the configuration know it, a constant; NULL for a
+ * value without one. */
+VEMOFLASHCACHE_API const char *FlashCacheWriteModeToStr(FLASHCACHE_WRITE_MODE mode);
+
+/* Builds a new cache device: loads the modules, wipes the cache metadata on the SSD, runs the creation
+ * tool, applies the tuning. The configuration entry is the caller's to write (VEMOFlashCacheConfigSet).
+ * out: NULL, or receives the new cache device path; outSize in bytes, 0 for none.
+ * Returns 0, or -1: 0x0D00 for a bad argument. Nothing is undone once the tool has run: a device that
+ * was made stays, also when `out` was too small. */
+VEMOFLASHCACHE_API int VEMOFlashCacheCreate(const FLASHCACHE_CREATE_PARAM *param, char *out, int outSize);
+
+/* Brings up a configured cache from its SSD and applies its configured tuning.
+ * out, outSize: as for VEMOFlashCacheCreate. Returns 0 or -1. */
+VEMOFLASHCACHE_API int VEMOFlashCacheLoad(const char *ssdPath, const char *spacePath, char *out, int outSize);
+
+/* Takes a cache device down; its SSD keeps the metadata. When the device is busy, the mounts and the
+ * processes that hold it go to the log. Returns 0, or -1 (0x0D00 for a bad path). */
+VEMOFLASHCACHE_API int VEMOFlashCacheUnload(const char *cacheDevPath);
+
+/* Wipes the cache metadata on an SSD. All that lies in that cache alone is lost.
+ * Returns 0 once the tool has run, also when it failed, which 0x8100 in the error slot tells; -1 with
+ * 0x0D00 only for a bad path. */
+VEMOFLASHCACHE_API int VEMOFlashCacheDestroy(const char *ssdPath);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
