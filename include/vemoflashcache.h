@@ -218,7 +218,8 @@ VEMOFLASHCACHE_API const char *VEMOFlashCacheGetShortDevName(const char *path);
 
 /* The last line, line end included, of the file `entry` in the kernel's directory of the cache that
  * pairs these two devices. The caller frees the text. NULL on failure. */
-VEMOFLASHCACHE_API char *FlashCacheUtilProcRead(const char *ssdPath, const char *spacePath, const char *entry);
+VEMOFLASHCACHE_API char *FlashCacheUtilProcRead(const char *ssdPath, const char *spacePath,
+                                                const char *entry);
 
 /* Copies the file `src` over `dst`. Returns 0 or -1. */
 VEMOFLASHCACHE_API int VEMOFCCopyFile(const char *src, const char *dst);
@@ -234,16 +235,18 @@ VEMOFLASHCACHE_API int VEMOFCCheckDirExistOrCreate(const char *path);
  *       entries in file order, or the first one that matches; VEMOFlashCacheConfigFree releases them.
  * Returns the number of entries without criteria; 1 found or 0 not found with criteria; 0 without a
  * file; -1 on failure, and then *list is NULL. One section without keys fails the whole read. */
-VEMOFLASHCACHE_API int VEMOFlashCacheConfigGet(const FLASHCACHE_CONFIG_SEARCH *criteria, FLASHCACHE_CONFIG **list);
+VEMOFLASHCACHE_API int VEMOFlashCacheConfigGet(const FLASHCACHE_CONFIG_SEARCH *criteria,
+                                               FLASHCACHE_CONFIG **list);
 
 /* The same from the temporary copy "/tmp/flashcache.conf". */
-VEMOFLASHCACHE_API int VEMOFlashCacheConfigTmpGet(const FLASHCACHE_CONFIG_SEARCH *criteria, FLASHCACHE_CONFIG **list);
+VEMOFLASHCACHE_API int VEMOFlashCacheConfigTmpGet(const FLASHCACHE_CONFIG_SEARCH *criteria,
+                                                  FLASHCACHE_CONFIG **list);
 
 /* Searches a list in memory, holding the configuration lock meanwhile.
  * criteria: required. list: may be NULL. found: NULL, or receives the first match, which stays part of
  * the list. Returns 1 found, 0 not found, -1 on failure (0x0D00 without criteria). */
-VEMOFLASHCACHE_API int VEMOFlashCacheConfSearch(const FLASHCACHE_CONFIG_SEARCH *criteria, FLASHCACHE_CONFIG *list,
-                                                FLASHCACHE_CONFIG **found);
+VEMOFLASHCACHE_API int VEMOFlashCacheConfSearch(const FLASHCACHE_CONFIG_SEARCH *criteria,
+                                                FLASHCACHE_CONFIG *list, FLASHCACHE_CONFIG **found);
 
 /* Releases a list of entries with all their texts. NULL does nothing. */
 VEMOFLASHCACHE_API void VEMOFlashCacheConfigFree(FLASHCACHE_CONFIG *list);
@@ -271,8 +274,8 @@ VEMOFLASHCACHE_API int VEMOFlashCacheConfigDelete(const FLASHCACHE_CONFIG_SEARCH
 VEMOFLASHCACHE_API char *VEMOFlashCacheSysctlDevNameGet(const char *ssdPath, const char *spacePath);
 
 /* Reads one knob of the loaded cache into *value. Returns 0, or -1 (0x0D00 for a bad argument). */
-VEMOFLASHCACHE_API int VEMOFlashCacheSysctlGet(FLASHCACHE_SYSCTL knob, const char *ssdPath, const char *spacePath,
-                                               int32_t *value);
+VEMOFLASHCACHE_API int VEMOFlashCacheSysctlGet(FLASHCACHE_SYSCTL knob, const char *ssdPath,
+                                               const char *spacePath, int32_t *value);
 
 /* Writes one knob of the loaded cache. Returns 0, or -1: 0x0D00 for a bad argument, 0x8100 when the
  * kernel did not take the value. */
@@ -312,7 +315,8 @@ VEMOFLASHCACHE_API int VEMOFlashCacheSSDPathGet(const char *cacheDevPath, char *
  * Returns 0; -1 for a missing argument, an unreadable file or another mode; -2 when the counters do not
  * parse. */
 VEMOFLASHCACHE_API int VEMOFlashCacheCountStatGet(const char *ssdName, const char *spaceName,
-                                                  FLASHCACHE_WRITE_MODE writeMode, FLASHCACHE_COUNT_STAT *out);
+                                                  FLASHCACHE_WRITE_MODE writeMode,
+                                                  FLASHCACHE_COUNT_STAT *out);
 
 /* ---- Lifecycle ----------------------------------------------------------------------------- */
 

@@ -56,19 +56,22 @@ int VLIBCFileSetSection(const char *file, const char *section, const char *newNa
                         const char *format);
 int VLIBCFileAddSection(const char *file, const char *section, const VLIBC_SZHASH *hash,
                         const char *format); /* positive; makes the file */
-int VLIBCFileRemoveSection(const char *file, const char *section); /* 1 removed, 0 not there, negative on error */
+/* 1 removed, 0 not there, negative on error. */
+int VLIBCFileRemoveSection(const char *file, const char *section);
 
 /* ---- Key-value files: lines of key=value ---- */
 int VLIBCFileGetKeyValue(const char *file, const char *key, char *buffer, int size,
                          int flag); /* positive found, 0 absent, negative on error */
-int VLIBCFileSetKeyValue(const char *file, const char *key, const char *value, int flag); /* 1, -1; makes the file */
+/* 1, -1; makes the file. */
+int VLIBCFileSetKeyValue(const char *file, const char *key, const char *value, int flag);
 int VLIBCFileRemoveKey(const char *file, const char *key); /* 1 removed, 0 not there, -1 */
 
 /* ---- Files and texts ---- */
 int VLIBCFileExist(const char *path);    /* 1 or 0 */
 int VLIBCFileCheckDir(const char *path); /* 1 or 0 */
 int VLIBCFileTouch(const char *path);    /* 0, -1 */
-int VLIBCFileLockTimeByFile(const char *path, int mode, int seconds, int *fd); /* 0, -1; waits at most `seconds` */
+/* 0, -1; waits at most `seconds`. */
+int VLIBCFileLockTimeByFile(const char *path, int mode, int seconds, int *fd);
 int VLIBCFileUnlockByFile(int fd); /* 0, -1; the descriptor stays open */
 int VLIBCStrTrimSpace(char *text, int flag); /* trims both ends in place; 0, -1 */
 
