@@ -1,0 +1,195 @@
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdarg>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "errors.h"
+#include "whole_file.h"
+
+using namespace vemo::platform;
+
+namespace {
+
+void ThrowOnError(int result) {
+    if (result != 0) throw std::bad_alloc();  // these calls fail for want of memory alone
+}
+
+// What a child begins with: /dev/null where it has no pipe, nothing else of ours open, signals as the system
+// sets them.
+class SpawnPlan {
+  public:
+    // `pipeEnd` becomes the child's descriptor `target`; -1: no pipe.
+    explicit SpawnPlan(int pipeEnd = -1, int target = -1) {
+        ThrowOnError(posix_spawn_file_actions_init(&files_));
+        ThrowOnError(posix_spawnattr_init(&attributes_));
+        // The pipe first: its number may be one of those that are taken below.
+        if (pipeEnd >= 0) ThrowOnError(posix_spawn_file_actions_adddup2(&files_, pipeEnd, target));
+        for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+            if (fd == target) continue;
+            const int access = fd == STDIN_FILENO ? O_RDONLY : O_WRONLY;
+            ThrowOnError(posix_spawn_file_actions_addopen(&files_, fd, "/dev/null", access, 0));
+        }
+        ThrowOnError(posix_spawn_file_actions_addclosefrom_np(&files_, STDERR_FILENO + 1));
+        sigset_t signals;
+        sigemptyset(&signals);
+        posix_spawnattr_setsigmask(&attributes_, &signals);
+        sigfillset(&signals);
+        posix_spawnattr_setsigdefault(&attributes_, &signals);
+        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    }
+    SpawnPlan(const SpawnPlan&) = delete;
+    SpawnPlan& operator=(const SpawnPlan&) = delete;
+    ~SpawnPlan() {
+        posix_spawn_file_actions_destroy(&files_);
+        posix_spawnattr_destroy(&attributes_);
+    }
+
+    // Starts `program`, sought in the system's folders when it names none. False, with errno set, when it
+    // cannot be started.
+    bool Start(const char* program, char* const* arguments, pid_t& pid) const {
+        if (std::strchr(program, '/') != nullptr) return StartFile(program, arguments, pid);
+        errno = ENOENT;
+        if (*program == '\0') return false;
+        for (const std::string_view folder : {"/usr/bin/", "/bin/", "/usr/sbin/", "/sbin/"}) {
+            if (StartFile((std::string(folder) + program).c_str(), arguments, pid)) return true;
+            if (errno != ENOENT && errno != ENOTDIR && errno != EACCES) return false;
+        }
+        return false;
+    }
+
+  private:
+    bool StartFile(const char* file, char* const* arguments, pid_t& pid) const {
+        const int error = posix_spawn(&pid, file, &files_, &attributes_, arguments, environ);
+        if (error != 0) errno = error;
+        return error == 0;
+    }
+
+    posix_spawn_file_actions_t files_{};
+    posix_spawnattr_t attributes_{};
+};
+
+// The argument vector of `program` from the arguments that follow, closed by a null pointer.
+std::vector<char*> ArgumentVector(const char* program, va_list rest) {
+    std::vector<char*> arguments;
+    for (const char* argument = program; argument != nullptr; argument = va_arg(rest, const char*)) {
+        arguments.push_back(const_cast<char*>(argument));  // exec does not write to them
+    }
+    arguments.push_back(nullptr);
+    return arguments;
+}
+
+// The child's exit status, 128 + signal when one ended it; -1 when somebody else has waited for it.
+int Wait(pid_t pid) {
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0) {
+        if (errno != EINTR) return Fail(VLIBC_ERR_COMMAND_FAILED);
+    }
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+// Which child writes to which of the streams that are open.
+class Children {
+  public:
+    // Never destroyed: streams may be closed by other threads, or handlers, while the process ends.
+    static Children& Instance() {
+        static auto* const instance = new Children;
+        return *instance;
+    }
+    void Set(FILE* stream, pid_t pid) {
+        const std::lock_guard guard(mutex_);
+        pids_[stream] = pid;
+    }
+    // Forgets the stream; its child, or -1.
+    pid_t Take(FILE* stream) {
+        const std::lock_guard guard(mutex_);
+        const auto found = pids_.find(stream);
+        if (found == pids_.end()) return -1;
+        const pid_t pid = found->second;
+        pids_.erase(found);
+        return pid;
+    }
+
+  private:
+    std::mutex mutex_;
+    std::unordered_map<FILE*, pid_t> pids_;
+};
+
+struct CloseStream {
+    void operator()(FILE* stream) const {
+        const int savedErrno = errno;
+        std::fclose(stream);
+        errno = savedErrno;
+    }
+};
+
+int Run(const char* program, va_list rest) {
+    const auto arguments = ArgumentVector(program, rest);
+    pid_t pid = -1;
+    if (!SpawnPlan().Start(program, arguments.data(), pid)) return Fail(VLIBC_ERR_COMMAND_FAILED);
+    return Wait(pid);
+}
+
+// Starts a program that writes its descriptor `source` to the stream.
+FILE* OpenStream(const char* program, int source, va_list rest) {
+    const auto arguments = ArgumentVector(program, rest);
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) return nullptr;
+    UniqueFd readEnd(ends[0]);
+    const UniqueFd writeEnd(ends[1]);
+    std::unique_ptr<FILE, CloseStream> stream(fdopen(readEnd.Get(), "r"));
+    if (!stream) return nullptr;
+    readEnd.Release();
+    Children::Instance().Set(stream.get(), -1);  // what may fail for want of memory, before there is a child
+    pid_t pid = -1;
+    if (!SpawnPlan(writeEnd.Get(), source).Start(program, arguments.data(), pid)) {
+        Children::Instance().Take(stream.get());
+        return nullptr;
+    }
+    Children::Instance().Set(stream.get(), pid);
+    return stream.release();
+}
+
+}  // namespace
+
+int VLIBCExecl(const char* program, int option, ...) {
+    if (program == nullptr) return Fail(VLIBC_ERR_BAD_PARAMETER);
+    va_list rest;
+    va_start(rest, option);
+    const int result = Guard(-1, [&] { return Run(program, rest); });
+    va_end(rest);
+    return result;
+}
+
+FILE* VLIBCPopen(const char* program, const char* mode, ...) {
+    const std::string_view wanted = mode == nullptr ? "" : mode;
+    if (program == nullptr || (wanted != "r" && wanted != "rE")) {
+        errno = EINVAL;
+        Fail(VLIBC_ERR_BAD_PARAMETER);
+        return nullptr;
+    }
+    va_list rest;
+    va_start(rest, mode);
+    FILE* const stream = Guard(static_cast<FILE*>(nullptr), [&] {
+        return OpenStream(program, wanted == "rE" ? STDERR_FILENO : STDOUT_FILENO, rest);
+    });
+    va_end(rest);
+    if (stream == nullptr) Fail(VLIBC_ERR_COMMAND_FAILED);
+    return stream;
+}
+
+int VLIBCPclose(FILE* stream) {
+    const pid_t pid = stream == nullptr ? -1 : Children::Instance().Take(stream);
+    if (pid < 0) return Fail(VLIBC_ERR_BAD_PARAMETER);
+    std::fclose(stream);  // before the wait: a child that still writes must not wait for a reader
+    return Wait(pid);
+}

@@ -1,0 +1,43 @@
+// Small helpers for texts.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vemo::platform {
+
+constexpr bool IsBlank(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+// `text` without the blanks at both ends.
+std::string_view Trim(std::string_view text);
+
+// Takes the first line, its line end included, from `rest` into `line`; false when nothing is left.
+bool NextLine(std::string_view& rest, std::string_view& line);
+
+// `text` with blanks for line ends and other control characters.
+std::string OneLine(std::string_view text);
+
+// Keeps copies of texts, each closed by a NUL, at fixed addresses and without an allocation for each.
+class TextArena {
+  public:
+    std::string_view Keep(std::string_view text);
+    // Forgets all texts; keeps the first block for the next ones.
+    void Clear();
+
+  private:
+    struct Block {
+        std::unique_ptr<char[]> bytes;
+        size_t size = 0;
+    };
+    void AddBlock(size_t atLeast);
+
+    std::vector<Block> blocks_;
+    char* next_ = nullptr;
+    size_t room_ = 0;
+};
+
+}  // namespace vemo::platform

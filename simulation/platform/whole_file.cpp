@@ -1,0 +1,178 @@
+#include "whole_file.h"
+
+#include <fcntl.h>
+#include <sys/random.h>
+
+#include <climits>
+#include <cstdio>
+
+#include "errors.h"
+
+namespace vemo::platform {
+
+namespace {
+
+constexpr size_t kLargestFile = size_t{64} << 20;
+
+// Reads to the end, one byte more asked for than is expected: its absence shows the end.
+bool ReadAll(int fd, size_t expected, std::string& text) {
+    size_t length = 0;
+    text.resize(expected + 1);
+    for (;;) {
+        const ssize_t count = read(fd, text.data() + length, text.size() - length);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return false;
+        length += static_cast<size_t>(count);
+        if (count == 0 || length == expected) break;
+        if (length > kLargestFile) {
+            errno = EFBIG;
+            return false;
+        }
+        if (length == text.size()) text.resize(2 * length + 4096);
+    }
+    text.resize(length);
+    return true;
+}
+
+bool WriteAll(int fd, std::string_view content) {
+    while (!content.empty()) {
+        const ssize_t count = write(fd, content.data(), content.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return false;
+        content.remove_prefix(static_cast<size_t>(count));
+    }
+    return true;
+}
+
+// Follows the symbolic links at the end of `path`; the file itself need not exist.
+std::string FollowLinks(std::string path) {
+    constexpr int kMostLinks = 40;
+    char link[PATH_MAX];
+    for (int hops = 0; hops < kMostLinks; ++hops) {
+        const ssize_t length = readlink(path.c_str(), link, sizeof link);
+        if (length <= 0) break;
+        const std::string_view target(link, static_cast<size_t>(length));
+        path.erase(target.front() == '/' ? 0 : path.rfind('/') + 1);
+        path += target;
+    }
+    return path;
+}
+
+// A file in the making, in the folder where it will stand. It has no name until it is complete, so that
+// nothing is left of it should we die; where the file system has no nameless files, it has one from the
+// start.
+class NewFile {
+  public:
+    NewFile(int folder, bool nameless, mode_t mode) : folder_(folder) {
+        if (nameless) {
+            file_.Reset(openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
+            return;
+        }
+        WithFreshName([&] {
+            file_.Reset(openat(folder_, name_, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC | O_NOFOLLOW, mode));
+            return static_cast<bool>(file_);
+        });
+    }
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+    ~NewFile() {
+        const int savedErrno = errno;
+        if (named_) unlinkat(folder_, name_, 0);
+        errno = savedErrno;
+    }
+
+    explicit operator bool() const { return static_cast<bool>(file_); }
+    int Fd() const { return file_.Get(); }
+
+    bool GiveName() {
+        return named_ || WithFreshName([&] {
+                   if (linkat(file_.Get(), "", folder_, name_, AT_EMPTY_PATH) == 0) return true;
+                   if (errno == EEXIST) return false;
+                   const std::string self = "/proc/self/fd/" + std::to_string(file_.Get());
+                   return linkat(AT_FDCWD, self.c_str(), folder_, name_, AT_SYMLINK_FOLLOW) == 0;
+               });
+    }
+    bool RenameTo(const char* name) {
+        if (renameat(folder_, name_, folder_, name) != 0) return false;
+        named_ = false;
+        return true;
+    }
+
+  private:
+    template <typename Make>
+    bool WithFreshName(const Make& make) {
+        for (int attempt = 0; attempt < 100 && !named_; ++attempt) {
+            unsigned number = 0;
+            if (getrandom(&number, sizeof number, 0) != sizeof number) return false;
+            std::snprintf(name_, sizeof name_, ".vemo-%08x", number);
+            named_ = make();
+            if (!named_ && errno != EEXIST) return false;
+        }
+        return named_;
+    }
+
+    int folder_;
+    UniqueFd file_;
+    bool named_ = false;
+    char name_[24] = "";
+};
+
+// Fills the new file and puts it in the place of `name`; `old` is what stands there, if anything.
+bool Install(NewFile& file, int folder, const char* name, std::string_view content, const struct stat* old) {
+    if (!WriteAll(file.Fd(), content)) return false;
+    if (old != nullptr) {  // owner first: a change of owner may clear bits of the mode
+        if (fchown(file.Fd(), old->st_uid, old->st_gid) != 0) return false;
+        if (fchmod(file.Fd(), old->st_mode & 07777) != 0) return false;
+    }
+    if (fsync(file.Fd()) != 0 || !file.GiveName() || !file.RenameTo(name)) return false;
+    return fsync(folder) == 0 || errno == EINVAL;  // EINVAL: a file system without durable folders
+}
+
+}  // namespace
+
+std::optional<std::string> ReadWholeFile(const char* path, struct stat* status) {
+    struct stat own{};
+    struct stat& found = status == nullptr ? own : *status;
+    // Without O_NONBLOCK a named pipe would hold us up for ever.
+    const UniqueFd file(open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    std::string text;
+    bool good = file && fstat(file.Get(), &found) == 0;
+    if (good && !S_ISREG(found.st_mode)) {
+        errno = S_ISDIR(found.st_mode) ? EISDIR : EINVAL;
+        good = false;
+    } else if (good && static_cast<size_t>(found.st_size) > kLargestFile) {
+        errno = EFBIG;
+        good = false;
+    }
+    if (good && ReadAll(file.Get(), static_cast<size_t>(found.st_size), text)) return text;
+    Fail(VLIBC_ERR_OPEN_FAILED);
+    return std::nullopt;
+}
+
+std::optional<std::string> ReadFileToEdit(const char* path) {
+    struct stat status{};
+    if (stat(path, &status) != 0 && errno == ENOENT) return std::string();
+    return ReadWholeFile(path);
+}
+
+int ReplaceFile(const char* path, std::string_view content) {
+    const std::string target = FollowLinks(path);
+    const size_t nameAt = target.rfind('/') + 1;
+    const char* const name = target.c_str() + nameAt;
+    const UniqueFd folder(
+        open(nameAt == 0 ? "." : target.substr(0, nameAt).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder) return Fail(VLIBC_ERR_OPEN_FAILED);
+    struct stat old{};
+    const bool exists = fstatat(folder.Get(), name, &old, AT_SYMLINK_NOFOLLOW) == 0;
+    if (!exists && errno != ENOENT) return Fail(VLIBC_ERR_OPEN_FAILED);
+    const mode_t mode = exists ? 0600 : 0666;
+    for (const bool nameless : {true, false}) {
+        NewFile file(folder.Get(), nameless, mode);
+        if (!file) continue;
+        if (Install(file, folder.Get(), name, content, exists ? &old : nullptr)) return 0;
+        return Fail(VLIBC_ERR_SHORT_WRITE);
+    }
+    return Fail(VLIBC_ERR_OPEN_FAILED);
+}
+
+}  // namespace vemo::platform
