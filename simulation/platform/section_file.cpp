@@ -188,7 +188,7 @@ int VLIBCFileGetSection(const char* file, const char* section, VLIBC_SZHASH** ha
         if (*hash == nullptr) *hash = new VLIBC_SZHASH;
         if ((*hash)->Entries().empty()) return ReadKeys(*body, **hash);
         VLIBC_SZHASH
-            read;  // what the hash held gives way, while the first of two equal keys of the file counts
+        read;  // what the hash held gives way, while the first of two equal keys of the file counts
         const int count = ReadKeys(*body, read);
         for (const TextMap::Entry& pair : read.Entries()) (*hash)->Set(pair.key, pair.value);
         return count;

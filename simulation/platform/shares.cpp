@@ -9,7 +9,6 @@
 
 #include "errors.h"
 #include "platform/vemosdk.h"
-#include "sz_list.h"
 
 using namespace vemo::platform;
 
@@ -43,8 +42,9 @@ int VEMOShareEnumByMntPathAndEnumType(const char* mountPath, int /*mask*/, VLIBC
                 names.emplace_back(entry->d_name);
         }
         std::sort(names.begin(), names.end());
-        if (*list == nullptr) *list = new VLIBC_SZLIST;
-        for (const std::string& name : names) (*list)->Add(name);
+        for (const std::string& name : names) {
+            if (VLIBCStrTok(name.c_str(), "", list) != 1) return -1;  // no separators: one piece, the name
+        }
         return static_cast<int>(names.size());
     });
 }

@@ -21,14 +21,6 @@ bool NextLine(std::string_view& rest, std::string_view& line) {
     return true;
 }
 
-std::string OneLine(std::string_view text) {
-    std::string line(text);
-    for (char& c : line) {
-        if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = ' ';
-    }
-    return line;
-}
-
 std::string_view TextArena::Keep(std::string_view text) {
     if (text.size() + 1 > room_) AddBlock(text.size() + 1);
     char* const copy = next_;

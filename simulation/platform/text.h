@@ -19,7 +19,13 @@ std::string_view Trim(std::string_view text);
 bool NextLine(std::string_view& rest, std::string_view& line);
 
 // `text` with blanks for line ends and other control characters.
-std::string OneLine(std::string_view text);
+inline std::string OneLine(std::string_view text) {
+    std::string line(text);
+    for (char& c : line) {
+        if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = ' ';
+    }
+    return line;
+}
 
 // Keeps copies of texts, each closed by a NUL, at fixed addresses and without an allocation for each.
 class TextArena {
