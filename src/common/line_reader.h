@@ -1,0 +1,31 @@
+// Line by line over a stream.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+namespace flashcache {
+
+/// Yields the lines of a stream, line end included where there is one. A line longer than the limit
+/// comes in pieces and reading ends after kLongestText, so that no tool gone wild exhausts memory or
+/// keeps the caller for ever: closing the stream then ends it.
+class LineReader {
+  public:
+    static constexpr std::size_t kLongestLine = 1U << 20U;
+    static constexpr std::size_t kLongestText = 16U << 20U;
+
+    /// stream: borrowed, may not be NULL. limit: longest piece in characters.
+    explicit LineReader(std::FILE* stream, std::size_t limit = kLongestLine)
+        : stream_(stream), limit_(limit) {}
+
+    /// The next line, valid until the next call; NULL at the end. Throws std::bad_alloc.
+    const char* Next();
+
+  private:
+    std::FILE* stream_;
+    std::size_t limit_;
+    std::size_t total_ = 0;
+    std::string line_;
+};
+
+}  // namespace flashcache
