@@ -1,0 +1,268 @@
+#include "caches/describe.h"
+
+#include <fmt/format.h>
+
+#include "support/device.h"
+
+namespace cli {
+namespace {
+
+constexpr const char* kProblemKey = "problem";
+
+// An entry's text; nothing when empty or not known.
+Value Text(const char* text) {
+    return text == nullptr ? Value() : KnownText(text);
+}
+
+// `read` of a record that may be absent.
+template <typename Source, typename Read>
+Value From(const Source* source, Read read) {
+    return source == nullptr ? Value() : Value(read(*source));
+}
+
+template <typename Read>
+Value FromStat(const Cache& cache, Read read) {
+    return From(cache.stat.get(), read);
+}
+
+std::uint64_t BlockSize(const FLASHCACHE_STAT& stat) {
+    return static_cast<std::uint64_t>(stat.BlockSizeKB) * 1024;
+}
+
+// What a write-back cache alone has.
+template <typename Read>
+Value FromWriteBack(const Cache& cache, Read read) {
+    return cache.stat && cache.stat->WriteMode == FLASHCACHE_WRITE_BACK ? Value(read(*cache.stat)) : Value();
+}
+
+const char* State(const Cache& cache) {
+    if (!cache.IsUp()) {
+        return "unloaded";
+    }
+    return cache.stat ? "running" : "broken";
+}
+
+std::string ProblemOfUnloaded(const FLASHCACHE_CONFIG& entry) {
+    if (entry.CreateCritSection != 0) {
+        return "its creation did not finish";
+    }
+    if (entry.CacheMissing != 0 || !IsBlockDevice(entry.SSDDevPath)) {
+        return "its SSD is missing";
+    }
+    if (entry.SpaceMissing != 0 || !IsBlockDevice(entry.SpacePath)) {
+        return "its volume is missing";
+    }
+    return "";
+}
+
+std::string Problem(const Cache& cache) {
+    if (!cache.IsUp()) {
+        return ProblemOfUnloaded(*cache.entry);
+    }
+    if (cache.stat) {
+        return cache.entry == nullptr ? "not configured: it cannot be loaded after a restart" : "";
+    }
+    if (cache.entry != nullptr && cache.entry->Policy.WriteMode == FLASHCACHE_WRITE_THRU) {
+        return "a write-through cache has no counters to report";
+    }
+    const std::string reason = cache.statError.code == 0 ? "" : ": " + Meaning(cache.statError.code);
+    return "its status cannot be read" + reason;
+}
+
+Value Size(const Cache& cache) {
+    if (cache.stat) {
+        return cache.stat->TotalBlocks * BlockSize(*cache.stat);
+    }
+    return From(cache.entry, [](const auto& entry) { return entry.CacheSizeByte; });
+}
+
+Value CachedPercent(const FLASHCACHE_STAT& stat) {
+    return stat.TotalBlocks == 0 ? Value() : Value(stat.CachedBlocks * 100 / stat.TotalBlocks);
+}
+
+Value WriteMode(const Cache& cache) {
+    if (cache.stat) {
+        return WriteModeText(cache.stat->WriteMode);
+    }
+    return cache.entry == nullptr ? Value() : WriteModeText(cache.entry->Policy.WriteMode);
+}
+
+// A number of which 0 and less mean that nothing was set.
+Value IfSet(std::int32_t number) {
+    return number <= 0 ? Value() : Value(std::int64_t{number});
+}
+
+void AddIdentity(Record& record, const Cache& cache) {
+    const auto* entry = cache.entry;
+    record.fields.insert(record.fields.end(), {{"name", "Name", cache.Name()},
+                                               {"state", "State", State(cache)},
+                                               {"device", "Device", KnownText(cache.device)},
+                                               {"ssd", "SSD", KnownText(cache.Ssd())},
+                                               {"volume", "Volume", KnownText(cache.Volume())},
+                                               {"mount_path", "Mount path",
+                                                entry == nullptr ? Value() : Text(entry->ReferencePath)},
+                                               {"write_mode", "Mode", WriteMode(cache)}});
+}
+
+void AddBlocks(Record& record, const Cache& cache) {
+    const auto cachedBytes = [](const auto& stat) { return stat.CachedBlocks * BlockSize(stat); };
+    record.fields.insert(
+        record.fields.end(),
+        {{"size_bytes", "Size", Size(cache), Format::kBytes, true},
+         {"cached_bytes", "Cached", FromStat(cache, cachedBytes), Format::kBytes},
+         {"cached_percent", "Cached part", cache.stat ? CachedPercent(*cache.stat) : Value(),
+          Format::kPercent},
+         {"block_size_bytes", "Block size", FromStat(cache, BlockSize), Format::kBytes},
+         {"total_blocks", "Blocks", FromStat(cache, [](const auto& stat) { return stat.TotalBlocks; })},
+         {"cached_blocks", "Cached blocks",
+          FromStat(cache, [](const auto& stat) { return stat.CachedBlocks; })}});
+}
+
+void AddTuning(Record& record, const Cache& cache) {
+    record.fields.insert(
+        record.fields.end(),
+        {{"reclaim_policy", "Reclaim policy",
+          cache.stat ? ReclaimPolicyText(cache.stat->ReclaimPolicy) : Value(), Format::kPlain, true},
+         {"fallow_delay_seconds", "Fallow delay",
+          FromWriteBack(cache, [](const auto& stat) { return std::int64_t{stat.FallowDelay}; }),
+          Format::kSeconds},
+         {"dirty_threshold_percent", "Dirty threshold",
+          FromWriteBack(cache, [](const auto& stat) { return std::int64_t{stat.DirtyThreshPct}; }),
+          Format::kPercent},
+         {"supports_pinning", "Supports pinning",
+          FromStat(cache, [](const auto& stat) { return stat.SupportPin != 0; })}});
+}
+
+void AddCounters(Record& record, const Cache& cache) {
+    const auto counter = [&](auto member) {
+        return FromStat(cache, [&](const auto& stat) { return std::uint64_t{stat.CountStat.*member}; });
+    };
+    using Counters = FLASHCACHE_COUNT_STAT;
+    record.fields.insert(
+        record.fields.end(),
+        {{"reads", "Reads", counter(&Counters::Reads), Format::kPlain, true},
+         {"read_hits", "Read hits", counter(&Counters::ReadHits)},
+         {"read_hit_percent", "Read hit rate", counter(&Counters::ReadHitPercent), Format::kPercent},
+         {"uncached_sequential_reads", "Sequential reads past it", counter(&Counters::UncachedSeqReads)},
+         {"writes", "Writes", counter(&Counters::Writes)},
+         {"write_hits", "Write hits", counter(&Counters::WriteHits)},
+         {"write_misses_to_ssd", "Write misses to SSD", counter(&Counters::WriteMissSSD)},
+         {"write_hit_percent", "Write hit rate", counter(&Counters::WriteHitPercent), Format::kPercent},
+         {"uncached_sequential_writes", "Sequential writes past it", counter(&Counters::UncachedSeqWrites)}});
+}
+
+void AddConfigured(Record& record, const Cache& cache) {
+    const auto* entry = cache.entry;
+    record.fields.insert(
+        record.fields.end(),
+        {{"configured", "Configured", entry != nullptr, Format::kPlain, true},
+         {"configured_write_mode", "Configured mode",
+          entry == nullptr ? Value() : WriteModeText(entry->Policy.WriteMode)},
+         {"format", "Format", entry == nullptr ? Value() : VersionText(entry->CacheVersion)},
+         {"ssd_uuid", "SSD UUID", entry == nullptr ? Value() : Text(entry->SSDUUID)},
+         {"flush_state", "Flush state", entry == nullptr ? Value() : Text(entry->FlushState)}});
+}
+
+Field ProblemOf(const Cache& cache) {
+    return {kProblemKey, "Problem", KnownText(Problem(cache)), Format::kPlain, false, true};
+}
+
+}  // namespace
+
+Value WriteModeText(std::int32_t mode) {
+    // Asked for a value without a text, the library would log a failure.
+    const bool named = mode >= FLASHCACHE_WRITE_THRU && mode <= FLASHCACHE_WRITE_BACK_CRASH && mode != 3;
+    return named ? Text(FlashCacheWriteModeToStr(mode)) : Value();
+}
+
+Value ReclaimPolicyText(std::int32_t policy) {
+    switch (policy) {
+        case FLASHCACHE_RECLAIM_LRU:
+            return "lru";
+        case FLASHCACHE_RECLAIM_FIFO:
+            return "fifo";
+        default:
+            return {};
+    }
+}
+
+Value VersionText(std::int32_t version) {
+    switch (version) {
+        case FLASHCACHE_VERSION_ORIGINAL:
+            return "original";
+        case FLASHCACHE_VERSION_NEW:
+            return "new";
+        default:
+            return {};
+    }
+}
+
+Record Summary(const Cache& cache) {
+    Record record{cache.Name(), {}};
+    AddIdentity(record, cache);
+    const auto percent = [&](auto member) {
+        return FromStat(cache, [&](const auto& stat) { return std::uint64_t{stat.CountStat.*member}; });
+    };
+    record.fields.insert(
+        record.fields.end(),
+        {{"size_bytes", "Size", Size(cache), Format::kBytes},
+         {"cached_percent", "Cached", cache.stat ? CachedPercent(*cache.stat) : Value(), Format::kPercent},
+         {"read_hit_percent", "Read hits", percent(&FLASHCACHE_COUNT_STAT::ReadHitPercent), Format::kPercent},
+         {"write_hit_percent", "Write hits", percent(&FLASHCACHE_COUNT_STAT::WriteHitPercent),
+          Format::kPercent},
+         ProblemOf(cache)});
+    return record;
+}
+
+Record Details(const Cache& cache) {
+    Record record{cache.Name(), {}};
+    AddIdentity(record, cache);
+    record.fields.push_back(ProblemOf(cache));
+    AddBlocks(record, cache);
+    AddTuning(record, cache);
+    AddCounters(record, cache);
+    AddConfigured(record, cache);
+    return record;
+}
+
+void SetProblem(Record& record, const std::string& problem) {
+    for (auto& field : record.fields) {
+        if (field.key == kProblemKey) {
+            field.value = problem;
+        }
+    }
+}
+
+Record EntrySummary(const FLASHCACHE_CONFIG& entry) {
+    return {entry.SectionName,
+            {{"name", "Name", Text(entry.SectionName)},
+             {"ssd", "SSD", Text(entry.SSDDevPath)},
+             {"volume", "Volume", Text(entry.SpacePath)},
+             {"mount_path", "Mount path", Text(entry.ReferencePath)},
+             {"write_mode", "Mode", WriteModeText(entry.Policy.WriteMode)},
+             {"size_bytes", "Size", entry.CacheSizeByte, Format::kBytes},
+             {"format", "Format", VersionText(entry.CacheVersion)},
+             {"loaded", "Loaded", entry.loaded != 0},
+             {"flush_state", "Flush state", Text(entry.FlushState)}}};
+}
+
+Record EntryDetails(const FLASHCACHE_CONFIG& entry) {
+    Record record = EntrySummary(entry);
+    const auto& policy = entry.Policy;
+    record.fields.insert(
+        record.fields.end(),
+        {{"reclaim_policy", "Reclaim policy", ReclaimPolicyText(policy.ReclaimPolicy), Format::kPlain, true},
+         {"fallow_delay_seconds", "Fallow delay", IfSet(policy.DelaySeconds), Format::kSeconds},
+         {"dirty_threshold_percent", "Dirty threshold", IfSet(policy.DirtyThreshPercent), Format::kPercent},
+         {"skip_sequential", "Skips sequential I/O", policy.SkipSeqIO != 0},
+         {"ssd_uuid", "SSD UUID", Text(entry.SSDUUID), Format::kPlain, true},
+         {"ssd_id", "SSD ID", Text(entry.SSDID)},
+         {"disk_location", "Disk location", Text(entry.DiskLoc)},
+         {"ssd_missing", "SSD missing", entry.CacheMissing != 0},
+         {"volume_missing", "Volume missing", entry.SpaceMissing != 0},
+         {"creation_unfinished", "Creation unfinished", entry.CreateCritSection != 0},
+         {"config_source", "Source", std::int64_t{entry.ConfigSource}}});
+    return record;
+}
+
+}  // namespace cli

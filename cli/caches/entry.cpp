@@ -1,0 +1,121 @@
+#include "caches/entry.h"
+
+#include <fmt/format.h>
+#include <sys/random.h>
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "support/failure.h"
+
+namespace cli {
+namespace {
+
+constexpr const char* kConfigAdvice =
+    "check that /usr/vemo/etc and /tmp can be written and have room, then try again";
+
+FLASHCACHE_CONFIG_SEARCH BySection(const std::string& section) {
+    FLASHCACHE_CONFIG_SEARCH search{};
+    search.type = FLASHCACHE_SEARCH_BY_SECTION;
+    search.SectionName = section.c_str();
+    return search;
+}
+
+void Write(const FLASHCACHE_CONFIG& record) {
+    const Outcome outcome = Attempt([&] { return VEMOFlashCacheConfigSet(&record); });
+    if (outcome.result != 0) {
+        throw LibraryFailure(
+            fmt::format("the configuration entry {} could not be written", record.SectionName), outcome,
+            kConfigAdvice);
+    }
+}
+
+}  // namespace
+
+std::string NewUuid() {
+    std::array<unsigned char, 16> bytes{};
+    if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
+        throw Failure{"no random numbers for the cache's UUID", "getrandom failed", ""};
+    }
+    bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0f) | 0x40);
+    bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3f) | 0x80);
+    std::string text;
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        text += fmt::format("{}{:02x}", i == 4 || i == 6 || i == 8 || i == 10 ? "-" : "", bytes[i]);
+    }
+    return text;
+}
+
+void WriteEntry(const NewEntry& entry, const FLASHCACHE_CREATE_PARAM& param) {
+    // The record's texts are not const, yet writing leaves them alone: these copies keep the casts away.
+    std::string section = entry.section;
+    std::string uuid = entry.uuid;
+    std::string ssd = param.SSDDevPath;
+    std::string volume = param.SpacePath;
+    std::string reference = entry.referencePath;
+    std::string none;
+    FLASHCACHE_CONFIG record{};
+    record.SectionName = section.data();
+    record.SSDUUID = uuid.data();
+    record.SSDDevPath = ssd.data();
+    record.SpacePath = volume.data();
+    record.ReferencePath = reference.data();
+    record.SSDID = none.data();
+    record.DiskLoc = none.data();
+    record.FlushState = none.data();
+    record.Policy = param.Policy;
+    record.CacheSizeByte = param.CacheSizeKB * 1024;
+    record.CacheVersion = param.CacheVersion;
+    record.CreateCritSection = entry.unfinished ? 1 : 0;
+    record.loaded = entry.loaded ? 1 : 0;
+    Write(record);
+}
+
+void ChangeEntry(const std::string& section, const std::function<void(FLASHCACHE_CONFIG&)>& change) {
+    const FLASHCACHE_CONFIG_SEARCH search = BySection(section);
+    FLASHCACHE_CONFIG* found = nullptr;
+    const Outcome outcome = Attempt([&] { return VEMOFlashCacheConfigGet(&search, &found); });
+    const ConfigList entry(found);
+    if (outcome.result < 1 || !entry) {
+        throw LibraryFailure(fmt::format("the configuration entry {} could not be read", section), outcome,
+                             "vemocachectl config list");
+    }
+    change(*entry);
+    Write(*entry);
+}
+
+void MarkLoaded(const std::string& section, bool loaded) {
+    ChangeEntry(section, [&](FLASHCACHE_CONFIG& entry) {
+        entry.loaded = loaded ? 1 : 0;
+        entry.CreateCritSection = 0;
+        if (entry.FlushState != nullptr && *entry.FlushState != '\0') {
+            char* state = strdup("normal");
+            if (state == nullptr) {
+                throw std::bad_alloc();
+            }
+            std::free(entry.FlushState);
+            entry.FlushState = state;
+        }
+    });
+}
+
+void RemoveEntry(const std::string& section) {
+    const FLASHCACHE_CONFIG_SEARCH search = BySection(section);
+    const Outcome outcome = Attempt([&] { return VEMOFlashCacheConfigDelete(&search); });
+    if (outcome.result != 0) {
+        throw LibraryFailure(fmt::format("the configuration entry {} could not be removed", section), outcome,
+                             kConfigAdvice);
+    }
+}
+
+void RefreshCopy() {
+    const Outcome outcome = Attempt([] { return VEMOFlashCacheConfigTmpUpdate(); });
+    if (outcome.result != 0) {
+        throw LibraryFailure("the temporary copy of the configuration could not be refreshed", outcome,
+                             kConfigAdvice);
+    }
+}
+
+}  // namespace cli

@@ -1,0 +1,45 @@
+// The caches of this appliance: those that run and those that are configured, as one list.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "caches/library_lists.h"
+#include "support/failure.h"
+
+namespace cli {
+
+// A configured cache, a running one, or, as is the rule, both. `entry` belongs to the Inventory.
+struct Cache {
+    const FLASHCACHE_CONFIG* entry = nullptr;
+    std::string device;  // "/dev/mapper/cachedev_N" when up, else empty
+    StatList stat;       // nothing when not up, or when its status cannot be read
+    ErrorSlot statError;
+
+    [[nodiscard]] bool IsUp() const { return !device.empty(); }
+    [[nodiscard]] std::string Name() const;  // of its entry, else of its device
+    [[nodiscard]] std::string Ssd() const;   // device paths; empty when not known
+    [[nodiscard]] std::string Volume() const;
+};
+
+struct Inventory {
+    ConfigList entries;
+    std::optional<Failure> configError;  // why there are no entries
+    std::vector<Cache> caches;           // the configured ones first, in the file's order
+};
+
+Inventory TakeInventory();
+
+// The device path of the running cache of this pair; empty when there is none. Works for caches whose
+// status cannot be read, too.
+std::string RunningDevice(const std::string& ssd, const std::string& volume);
+
+// The cache that an admin names: by section, UUID, cache device (with or without its folder), SSD, volume
+// or mount path. Throws a Failure when there is none or more than one.
+Cache& Find(Inventory& inventory, const std::string& name);
+
+// The same, but only a cache that is up.
+Cache& FindRunning(Inventory& inventory, const std::string& name);
+
+}  // namespace cli

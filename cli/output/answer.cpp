@@ -1,0 +1,29 @@
+#include "output/answer.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+
+#include "output/json.h"
+#include "output/text.h"
+
+namespace cli {
+
+void Print(const Answer& answer, bool json) {
+    fmt::print("{}", json ? JsonOf(answer) : TextOf(answer));
+}
+
+void Print(const Failure& failure, bool json) {
+    if (json) {
+        fmt::print("{}", JsonOf(failure));
+    } else {
+        std::fflush(stdout);
+        fmt::print(stderr, "{}", TextOf(failure));
+    }
+}
+
+void Note(const std::string& text) {
+    fmt::print(stderr, "note: {}\n", Printable(text));
+}
+
+}  // namespace cli

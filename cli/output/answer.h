@@ -1,0 +1,34 @@
+// What a verb answers: one call prints it as text or as one JSON object.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "output/record.h"
+#include "support/failure.h"
+
+namespace cli {
+
+// Given with every JSON object; raised only when a key changes its meaning or goes.
+inline constexpr int kFormatVersion = 1;
+
+enum class Layout { kRecord, kRecords, kTable };  // one record; one below the other; one a row
+
+struct Answer {
+    std::string key;  // JSON: the name that holds the record or the array of records
+    Layout layout = Layout::kRecord;
+    std::vector<Record> records;
+    std::string headline;  // text: a sentence above them; may be empty
+    std::string whenNone;  // text: said in place of no records
+};
+
+// Standard output gets the answer and nothing else.
+void Print(const Answer& answer, bool json);
+
+// As text on standard error, or as a JSON object on standard output.
+void Print(const Failure& failure, bool json);
+
+// A remark to the admin, on standard error.
+void Note(const std::string& text);
+
+}  // namespace cli

@@ -1,0 +1,71 @@
+#include "output/record.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <type_traits>
+
+namespace cli {
+namespace {
+
+template <typename Number>
+std::string NumberText(Number number, Format format) {
+    switch (format) {
+        case Format::kBytes:
+            return HumanSize(static_cast<std::uint64_t>(number));
+        case Format::kPercent:
+            return fmt::format("{}%", number);
+        case Format::kSeconds:
+            return fmt::format("{} s", number);
+        case Format::kPlain:
+            break;
+    }
+    return fmt::format("{}", number);
+}
+
+}  // namespace
+
+std::string HumanSize(std::uint64_t bytes) {
+    constexpr std::array kUnits = {"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+    if (bytes < 1024) {
+        return fmt::format("{} B", bytes);
+    }
+    double size = static_cast<double>(bytes) / 1024;
+    std::size_t unit = 0;
+    // 1023.95 would be rounded up to 1024.0
+    while (size >= 1023.95 && unit + 1 < kUnits.size()) {
+        size /= 1024;
+        ++unit;
+    }
+    return fmt::format("{:.1f} {}", size, kUnits[unit]);
+}
+
+std::string Printable(std::string_view text) {
+    std::string clean(text);
+    std::replace_if(clean.begin(), clean.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; }, '?');
+    return clean;
+}
+
+Value KnownText(std::string_view text) {
+    return text.empty() ? Value() : Value(std::string(text));
+}
+
+std::string ToText(const Field& field) {
+    return std::visit(
+        [&](const auto& value) -> std::string {
+            using Kind = std::decay_t<decltype(value)>;
+            if constexpr (std::is_same_v<Kind, std::monostate>) {
+                return "-";
+            } else if constexpr (std::is_same_v<Kind, bool>) {
+                return value ? "yes" : "no";
+            } else if constexpr (std::is_same_v<Kind, std::string>) {
+                return Printable(value);
+            } else {
+                return NumberText(value, field.format);
+            }
+        },
+        field.value);
+}
+
+}  // namespace cli

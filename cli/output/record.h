@@ -1,0 +1,45 @@
+// What the tool says about a thing, once: table, text and JSON are formed from the same fields.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace cli {
+
+// A fact; nothing (std::monostate) is "not known": "-" in text, null in JSON.
+using Value = std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::string>;
+
+// How text shows a number; JSON always holds the bare number in the unit that the field's key names.
+enum class Format { kPlain, kBytes, kPercent, kSeconds };
+
+struct Field {
+    std::string key;    // in JSON; never renamed, since scripts read it
+    std::string label;  // in text and, in capitals, as a table's heading
+    Value value;
+    Format format = Format::kPlain;
+    bool opensGroup = false;       // text sets it apart from the fields before it
+    bool hiddenIfUnknown = false;  // text leaves it out when it is not known (in a table: in no row)
+};
+
+// Everything told about one cache, entry, knob, ...
+struct Record {
+    std::string title;  // heads the record in text
+    std::vector<Field> fields;
+};
+
+// The text of a field's value, fit for a terminal: no control characters get through.
+std::string ToText(const Field& field);
+
+// A text as a value: an empty one is not known.
+Value KnownText(std::string_view text);
+
+// A size for people, such as "1.5 GiB"; exact numbers up to 1023 bytes.
+std::string HumanSize(std::uint64_t bytes);
+
+// `text` without control characters.
+std::string Printable(std::string_view text);
+
+}  // namespace cli

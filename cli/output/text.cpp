@@ -1,0 +1,133 @@
+#include "output/text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <variant>
+
+namespace cli {
+namespace {
+
+bool IsUnknown(const Field& field) {
+    return std::holds_alternative<std::monostate>(field.value);
+}
+
+bool IsNumber(const Field& field) {
+    return !IsUnknown(field) && !std::holds_alternative<std::string>(field.value) &&
+           !std::holds_alternative<bool>(field.value);
+}
+
+std::string BlockOf(const Record& record) {
+    std::size_t width = 0;
+    for (const auto& field : record.fields) {
+        width = std::max(width, field.label.size());
+    }
+    std::string text = record.title.empty() ? "" : Printable(record.title) + "\n";
+    for (const auto& field : record.fields) {
+        if (field.hiddenIfUnknown && IsUnknown(field)) {
+            continue;
+        }
+        text += field.opensGroup ? "\n" : "";
+        text += fmt::format("  {:<{}}  {}\n", field.label, width, ToText(field));
+    }
+    return text;
+}
+
+// One column of a table: the same field of each record.
+struct Column {
+    std::string heading;
+    std::vector<std::string> cells;
+    bool rightAligned = false;
+};
+
+Column ColumnOf(const std::vector<Record>& records, std::size_t index) {
+    Column column;
+    column.heading = records.front().fields[index].label;
+    std::transform(column.heading.begin(), column.heading.end(), column.heading.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    for (const auto& record : records) {
+        const Field& field = record.fields.at(index);
+        column.cells.push_back(ToText(field));
+        column.rightAligned = column.rightAligned || IsNumber(field);
+    }
+    return column;
+}
+
+std::vector<Column> ColumnsOf(const std::vector<Record>& records) {
+    std::vector<Column> columns;
+    for (std::size_t index = 0; index < records.front().fields.size(); ++index) {
+        const bool hidden = std::all_of(records.begin(), records.end(), [&](const Record& record) {
+            return record.fields.at(index).hiddenIfUnknown && IsUnknown(record.fields.at(index));
+        });
+        if (!hidden) {
+            columns.push_back(ColumnOf(records, index));
+        }
+    }
+    return columns;
+}
+
+// Pads to the width of the column; the cell itself may hold UTF-8, whose width fmt knows.
+std::string Pad(const Column& column, const std::string& cell) {
+    std::size_t width = column.heading.size();
+    for (const auto& other : column.cells) {
+        width = std::max(width, other.size());
+    }
+    return column.rightAligned ? fmt::format("{:>{}}", cell, width) : fmt::format("{:<{}}", cell, width);
+}
+
+void AppendRow(std::string& text, std::string row) {
+    row.erase(row.find_last_not_of(' ') + 1);
+    text += row + "\n";
+}
+
+std::string TableOf(const std::vector<Record>& records) {
+    const std::vector<Column> columns = ColumnsOf(records);
+    std::string text;
+    std::string headings;
+    for (const auto& column : columns) {
+        headings += Pad(column, column.heading) + "  ";
+    }
+    AppendRow(text, headings);
+    for (std::size_t row = 0; row < records.size(); ++row) {
+        std::string line;
+        for (const auto& column : columns) {
+            line += Pad(column, column.cells[row]) + "  ";
+        }
+        AppendRow(text, line);
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string TextOf(const Answer& answer) {
+    std::string text = answer.headline.empty() ? "" : Printable(answer.headline) + "\n";
+    if (answer.records.empty()) {
+        return answer.whenNone.empty() ? text : text + answer.whenNone + "\n";
+    }
+    if (answer.layout == Layout::kTable) {
+        return text + TableOf(answer.records);
+    }
+    for (std::size_t i = 0; i < answer.records.size(); ++i) {
+        text += (i == 0 ? "" : "\n") + BlockOf(answer.records[i]);
+    }
+    return text;
+}
+
+std::string TextOf(const Failure& failure) {
+    std::string text = "vemocachectl: " + Printable(failure.what) + "\n";
+    if (!failure.why.empty()) {
+        text += "  why:  " + Printable(failure.why) + "\n";
+    }
+    if (failure.slot && failure.slot->code != 0) {
+        text += fmt::format("  code: 0x{:04X}, {} (recorded at {}:{})\n", failure.slot->code,
+                            Meaning(failure.slot->code), Printable(failure.slot->file), failure.slot->line);
+    }
+    if (!failure.next.empty()) {
+        text += "  next: " + Printable(failure.next) + "\n";
+    }
+    return text;
+}
+
+}  // namespace cli

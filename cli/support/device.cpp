@@ -1,0 +1,171 @@
+#include "support/device.h"
+
+#include <blkid/blkid.h>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <linux/fs.h>
+#include <mntent.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+
+#include "support/failure.h"
+
+namespace cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Descriptor {
+  public:
+    Descriptor(const std::string& path, int flags) : fd_(open(path.c_str(), flags | O_CLOEXEC)) {}
+    ~Descriptor() {
+        if (fd_ >= 0) {
+            close(fd_);
+        }
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    [[nodiscard]] int Get() const { return fd_; }
+
+  private:
+    int fd_;
+};
+
+std::optional<dev_t> DeviceNumber(const std::string& path) {
+    struct stat status{};
+    if (stat(path.c_str(), &status) != 0 || !S_ISBLK(status.st_mode)) {
+        return std::nullopt;
+    }
+    return status.st_rdev;
+}
+
+// A cache's superblock begins the device; blkid does not know it.
+bool BeginsBlank(int fd) {
+    std::array<char, 4096> head{};
+    const ssize_t size = pread(fd, head.data(), head.size(), 0);
+    return size <= 0 || std::all_of(head.begin(), head.begin() + size, [](char c) { return c == 0; });
+}
+
+bool HasOpen(const fs::path& process, const std::string& device) {
+    std::error_code error;
+    for (fs::directory_iterator fd(process / "fd", error), end; !error && fd != end; fd.increment(error)) {
+        std::error_code unreadable;
+        if (fs::read_symlink(fd->path(), unreadable) == device) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+bool IsBlockDevice(const std::string& path) {
+    return DeviceNumber(path).has_value();
+}
+
+bool SameDevice(const std::string& a, const std::string& b) {
+    if (a == b) {
+        return true;
+    }
+    const auto number = DeviceNumber(a);
+    return number && number == DeviceNumber(b);
+}
+
+std::optional<std::uint64_t> DeviceSize(const std::string& path) {
+    const Descriptor device(path, O_RDONLY);
+    std::uint64_t size = 0;
+    if (device.Get() < 0 || ioctl(device.Get(), BLKGETSIZE64, &size) != 0) {
+        return std::nullopt;
+    }
+    return size;
+}
+
+std::vector<std::string> MountPoints(const std::string& path) {
+    std::vector<std::string> points;
+    const std::unique_ptr<FILE, int (*)(FILE*)> table(setmntent("/proc/mounts", "r"), endmntent);
+    while (table) {
+        const mntent* entry = getmntent(table.get());
+        if (entry == nullptr) {
+            break;
+        }
+        if (SameDevice(entry->mnt_fsname, path)) {
+            points.emplace_back(entry->mnt_dir);
+        }
+    }
+    return points;
+}
+
+std::vector<std::string> Holders(const std::string& path) {
+    std::vector<std::string> holders;
+    std::error_code error;
+    for (fs::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
+        const std::string pid = entry->path().filename();
+        if (pid.find_first_not_of("0123456789") == std::string::npos && HasOpen(entry->path(), path)) {
+            std::string name;
+            std::getline(std::ifstream(entry->path() / "comm"), name);
+            holders.push_back(fmt::format("{} ({})", name, pid));
+        }
+    }
+    return holders;
+}
+
+bool IsHeld(const std::string& path) {
+    const Descriptor device(path, O_RDONLY | O_EXCL);
+    return device.Get() < 0 && errno == EBUSY;
+}
+
+std::string Content(const std::string& path) {
+    const Descriptor device(path, O_RDONLY);
+    const std::unique_ptr<blkid_struct_probe, void (*)(blkid_probe)> probe(blkid_new_probe(),
+                                                                           blkid_free_probe);
+    if (device.Get() < 0 || !probe || blkid_probe_set_device(probe.get(), device.Get(), 0, 0) != 0) {
+        return "";
+    }
+    blkid_probe_enable_partitions(probe.get(), 1);
+    if (blkid_do_safeprobe(probe.get()) == 0) {
+        const char* name = nullptr;
+        if (blkid_probe_lookup_value(probe.get(), "TYPE", &name, nullptr) == 0) {
+            return fmt::format("a known format ({})", name);
+        }
+        if (blkid_probe_lookup_value(probe.get(), "PTTYPE", &name, nullptr) == 0) {
+            return fmt::format("a partition table ({})", name);
+        }
+    }
+    return BeginsBlank(device.Get()) ? "" : "the metadata of a cache or other data";
+}
+
+void RequireBlockDevice(const std::string& path, const std::string& role) {
+    if (!path.starts_with("/dev/")) {
+        throw Failure{fmt::format("{} is no device path", path),
+                      fmt::format("the {} must be given as a path under /dev/", role), ""};
+    }
+    if (!IsBlockDevice(path)) {
+        throw Failure{fmt::format("the {} {} is not there", role, path),
+                      fs::exists(path) ? "it is not a block device" : "no such device exists",
+                      "check the path; lsblk lists the block devices"};
+    }
+}
+
+void RequireUnused(const std::string& path, const std::string& role) {
+    const auto mounts = MountPoints(path);
+    if (!mounts.empty()) {
+        throw Failure{fmt::format("the {} {} is in use", role, path),
+                      fmt::format("it is mounted on {}", fmt::join(mounts, ", ")), "unmount it first"};
+    }
+    if (IsHeld(path)) {
+        throw Failure{fmt::format("the {} {} is in use", role, path),
+                      "another device or program holds it exclusively",
+                      "release it first; lsblk shows what lies on it"};
+    }
+}
+
+}  // namespace cli

@@ -1,0 +1,39 @@
+// How a verb fails: it throws what failed, why, and what to do next.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace cli {
+
+// What a failing library call left in the platform's error slot; code 0: nothing.
+struct ErrorSlot {
+    int code = 0;
+    std::string file;
+    int line = 0;
+};
+
+// The meaning of an error code for an admin.
+std::string Meaning(int code);
+
+struct Failure {
+    std::string what;
+    std::string why;
+    std::string next;
+    std::optional<ErrorSlot> slot = std::nullopt;
+};
+
+// A library call's result and what it recorded.
+struct Outcome {
+    int result = 0;
+    ErrorSlot slot;
+};
+
+// Runs a library call so that what it records can be told from what others recorded before.
+Outcome Attempt(const std::function<int()>& call);
+
+// The failure of a library call: what its error slot and the log say of it.
+Failure LibraryFailure(std::string what, const Outcome& outcome, std::string next);
+
+}  // namespace cli

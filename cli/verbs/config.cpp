@@ -1,0 +1,100 @@
+#include <fmt/format.h>
+
+#include "caches/describe.h"
+#include "caches/entry.h"
+#include "output/answer.h"
+#include "support/consent.h"
+#include "verbs/verb.h"
+
+namespace cli {
+namespace {
+
+struct Options {
+    std::string entry;
+    bool forgetCache = false;
+};
+
+constexpr const char* kEntryHelp = "the entry: its name, or the path of its SSD, volume or mount";
+
+Inventory Configured() {
+    Inventory inventory = TakeInventory();
+    if (inventory.configError) {
+        throw Failure(*inventory.configError);
+    }
+    return inventory;
+}
+
+const Cache& FindEntry(Inventory& inventory, const std::string& name) {
+    const Cache& cache = Find(inventory, name);
+    if (cache.entry == nullptr) {
+        throw Failure{fmt::format("the cache {} has no configuration entry", cache.Name()), "", ""};
+    }
+    return cache;
+}
+
+void List(Context& context, const Options&) {
+    const Inventory inventory = Configured();
+    Answer answer{"entries", Layout::kTable, {}, "", "No cache is configured."};
+    for (const auto* entry = inventory.entries.get(); entry != nullptr; entry = entry->Next) {
+        answer.records.push_back(EntrySummary(*entry));
+    }
+    Print(answer, context.json);
+}
+
+void Show(Context& context, const Options& options) {
+    Inventory inventory = Configured();
+    const Cache& cache = FindEntry(inventory, options.entry);
+    Print(Answer{"entry", Layout::kRecord, {EntryDetails(*cache.entry)}, "", ""}, context.json);
+}
+
+void Remove(Context& context, const Options& options) {
+    Inventory inventory = Configured();
+    const Cache& cache = FindEntry(inventory, options.entry);
+    if (cache.IsUp()) {
+        throw Failure{
+            fmt::format("the cache {} is running", cache.Name()),
+            "without its entry it could neither be flushed nor loaded again",
+            fmt::format("vemocachectl unload {} first, to keep its blocks on the SSD", cache.Name())};
+    }
+    RequireConsent(
+        {fmt::format("forget the cache {} on {}, so that it cannot be loaded again, with all blocks that "
+                     "are not yet on its volume {}",
+                     cache.Name(), cache.Ssd(), cache.Volume()),
+         "--forget-cache"},
+        options.forgetCache, !context.json);
+    RemoveEntry(cache.Name());
+    Print(Answer{"removed",
+                 Layout::kRecord,
+                 {EntryDetails(*cache.entry)},
+                 "Removed this entry; the SSD still holds the cache:",
+                 ""},
+          context.json);
+}
+
+}  // namespace
+
+void AddConfig(CLI::App& app, Context& context) {
+    CLI::App* config =
+        app.add_subcommand("config", "List, show or remove the configuration entries of caches");
+    config->require_subcommand(1);
+    AddVerb<Options>(
+        *config, context, "list", "List the configured caches", "vemocachectl config list",
+        [](CLI::App&, Options&) {}, List);
+    AddVerb<Options>(
+        *config, context, "show", "Show a whole entry", "vemocachectl config show /dev/md3",
+        [](CLI::App& verb, Options& options) {
+            verb.add_option("ENTRY", options.entry, kEntryHelp)->required();
+        },
+        Show);
+    AddVerb<Options>(
+        *config, context, "remove", "Remove an entry; its cache cannot be loaded without it",
+        "vemocachectl config remove md3+volume_1 --forget-cache",
+        [](CLI::App& verb, Options& options) {
+            verb.add_option("ENTRY", options.entry, kEntryHelp)->required();
+            verb.add_flag("--forget-cache", options.forgetCache,
+                          "consent to the loss; asked for on a terminal when left out");
+        },
+        Remove);
+}
+
+}  // namespace cli

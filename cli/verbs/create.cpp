@@ -1,0 +1,256 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+
+#include "caches/describe.h"
+#include "caches/entry.h"
+#include "caches/inventory.h"
+#include "output/answer.h"
+#include "support/consent.h"
+#include "support/device.h"
+#include "support/signals.h"
+#include "support/size.h"
+#include "verbs/verb.h"
+
+namespace cli {
+namespace {
+
+const std::map<std::string, std::int32_t> kModes = {{"thru", FLASHCACHE_WRITE_THRU},
+                                                    {"back", FLASHCACHE_WRITE_BACK},
+                                                    {"around", FLASHCACHE_WRITE_AROUND},
+                                                    {"back_bypass", FLASHCACHE_WRITE_BACK_BYPASS},
+                                                    {"back_crash", FLASHCACHE_WRITE_BACK_CRASH}};
+const std::map<std::string, std::int32_t> kReclaimPolicies = {{"lru", FLASHCACHE_RECLAIM_LRU},
+                                                              {"fifo", FLASHCACHE_RECLAIM_FIFO}};
+const std::map<std::string, std::int32_t> kFormats = {{"new", FLASHCACHE_VERSION_NEW},
+                                                      {"original", FLASHCACHE_VERSION_ORIGINAL}};
+
+struct Options {
+    std::string ssd;
+    std::string volume;
+    std::uint64_t size = 0;  // bytes; 0: all of the SSD
+    std::string mode = "back";
+    std::string reclaimPolicy = "lru";
+    std::string format = "new";
+    FLASHCACHE_POLICY tuning{};
+    bool skipSequential = false;
+    std::string name;
+    std::string mountPath;
+    std::string device;
+    bool discardContent = false;
+};
+
+void RequireFree(const Inventory& inventory, const std::string& path, const std::string& role) {
+    for (const auto& cache : inventory.caches) {
+        if (SameDevice(cache.Ssd(), path) || SameDevice(cache.Volume(), path)) {
+            throw Failure{fmt::format("the {} {} belongs to the cache {}", role, path, cache.Name()),
+                          cache.IsUp() ? fmt::format("it runs as {}", cache.device)
+                                       : "it is configured, but not loaded",
+                          fmt::format("vemocachectl status {} tells more", cache.Name())};
+        }
+    }
+    RequireUnused(path, role);
+}
+
+void CheckDevices(const Options& options, const Inventory& inventory) {
+    RequireBlockDevice(options.ssd, "SSD");
+    RequireBlockDevice(options.volume, "volume");
+    if (SameDevice(options.ssd, options.volume)) {
+        throw Failure{"SSD and volume are one device", fmt::format("both are {}", options.ssd), ""};
+    }
+    RequireFree(inventory, options.ssd, "SSD");
+    RequireFree(inventory, options.volume, "volume");
+    if (!options.device.empty() && IsBlockDevice(options.device)) {
+        throw Failure{fmt::format("the cache device {} exists already", options.device), "",
+                      "name another, or none for the first that is free"};
+    }
+}
+
+std::uint64_t SizeFor(const Options& options) {
+    const std::uint64_t available = DeviceSize(options.ssd).value_or(0);
+    const std::uint64_t size = options.size == 0 ? available : options.size;
+    if (size > available) {
+        throw Failure{fmt::format("a cache of {} does not fit", HumanSize(size)),
+                      fmt::format("the SSD {} has {}", options.ssd, HumanSize(available)),
+                      "name a smaller --size"};
+    }
+    if (size < 1024) {
+        throw Failure{"a cache of less than 1 KiB cannot be", "", "name a larger --size"};
+    }
+    return size;
+}
+
+// The kernel's name of the pair is short, and no two running caches can share it.
+std::string NameFor(const Options& options, const Inventory& inventory) {
+    std::string name = options.name;
+    if (name.empty()) {
+        const std::unique_ptr<char, decltype(&std::free)> pair(
+            VEMOFlashCacheSysctlDevNameGet(options.ssd.c_str(), options.volume.c_str()), std::free);
+        name = pair ? pair.get() : "";
+    }
+    const bool taken = std::any_of(inventory.caches.begin(), inventory.caches.end(),
+                                   [&](const Cache& cache) { return cache.Name() == name; });
+    if (taken) {
+        throw Failure{fmt::format("there is a cache {} already", name), "", "name the new one with --name"};
+    }
+    return name;
+}
+
+// The appliance mounts its volume_N on /volumeN.
+std::string MountPathFor(const Options& options) {
+    const std::string number = options.volume.substr(options.volume.rfind('/') + 1);
+    constexpr std::string_view kPrefix = "volume_";
+    const bool named = number.starts_with(kPrefix) && number.size() > kPrefix.size() &&
+                       number.find_first_not_of("0123456789", kPrefix.size()) == std::string::npos;
+    if (!options.mountPath.empty() || !named) {
+        return options.mountPath;
+    }
+    return "/volume" + number.substr(kPrefix.size());
+}
+
+FLASHCACHE_CREATE_PARAM ParamFor(const Options& options) {
+    FLASHCACHE_CREATE_PARAM param{};
+    param.SSDDevPath = options.ssd.c_str();
+    param.SpacePath = options.volume.c_str();
+    param.CacheDevPath = options.device.empty() ? nullptr : options.device.c_str();
+    param.CacheSizeKB = SizeFor(options) / 1024;
+    param.Policy = options.tuning;
+    param.Policy.WriteMode = kModes.at(options.mode);
+    param.Policy.ReclaimPolicy = kReclaimPolicies.at(options.reclaimPolicy);
+    param.Policy.SkipSeqIO = options.skipSequential ? 1 : 0;
+    param.CacheVersion = kFormats.at(options.format);
+    return param;
+}
+
+void RequireConsentToContent(const Context& context, const Options& options) {
+    const std::string content = Content(options.ssd);
+    if (!content.empty()) {
+        RequireConsent(
+            {fmt::format("overwrite the SSD {}, which holds {}", options.ssd, content), "--discard-content"},
+            options.discardContent, !context.json);
+    }
+}
+
+// A creation that failed half-way may have left its device up, with nothing in it yet.
+void Undo(const std::string& section, const FLASHCACHE_CREATE_PARAM& param) {
+    const std::string device = RunningDevice(param.SSDDevPath, param.SpacePath);
+    if (!device.empty()) {
+        const Outcome outcome = Attempt([&] { return VEMOFlashCacheUnload(device.c_str()); });
+        if (outcome.result != 0) {
+            throw LibraryFailure(
+                fmt::format("the cache could not be created, and its device {} is still up", device), outcome,
+                fmt::format("vemocachectl unload {0}, then config remove {0}", section));
+        }
+        Attempt([&] { return VEMOFlashCacheDestroy(param.SSDDevPath); });
+    }
+    RemoveEntry(section);
+}
+
+// The entry is written first: no cache may come to be that nothing on this machine knows of.
+void CreateWithEntry(const NewEntry& planned, const FLASHCACHE_CREATE_PARAM& param) {
+    NewEntry entry = planned;
+    entry.unfinished = true;
+    WriteEntry(entry, param);
+    const Outcome outcome = Attempt([&] { return VEMOFlashCacheCreate(&param, nullptr, 0); });
+    if (outcome.result != 0) {
+        Undo(entry.section, param);
+        throw LibraryFailure(
+            fmt::format("the cache on {} could not be created; all is as it was, but the SSD may "
+                        "have lost its content",
+                        param.SSDDevPath),
+            outcome, "look at the log for what the creation tool said");
+    }
+    entry.unfinished = false;
+    entry.loaded = true;
+    WriteEntry(entry, param);
+}
+
+void Create(Context& context, const Options& options) {
+    Inventory inventory = TakeInventory();
+    if (inventory.configError) {
+        throw Failure(*inventory.configError);
+    }
+    CheckDevices(options, inventory);
+    const FLASHCACHE_CREATE_PARAM param = ParamFor(options);
+    const NewEntry entry{NameFor(options, inventory), NewUuid(), MountPathFor(options)};
+    RequireConsentToContent(context, options);
+    if (param.Policy.WriteMode == FLASHCACHE_WRITE_THRU) {
+        Note("the status of a write-through cache cannot be read: its counters will not be shown");
+    }
+    const SignalsHeld held;
+    CreateWithEntry(entry, param);
+    Inventory after = TakeInventory();
+    const Cache& cache = Find(after, entry.section);
+    Print(Answer{"cache",
+                 Layout::kRecord,
+                 {Summary(cache)},
+                 fmt::format("Created the cache {}: use {} in place of {}.", cache.Name(), cache.device,
+                             options.volume),
+                 ""},
+          context.json);
+}
+
+std::string CheckName(const std::string& name) {
+    if (name.empty() || name.find_first_of("]/\n\r") != std::string::npos || name.starts_with("cachedev") ||
+        name.front() == ' ' || name.back() == ' ' || name != Printable(name)) {
+        return "a name has no \"/\", no \"]\", no control characters, no blanks around, and is no cachedev_N";
+    }
+    return "";
+}
+
+std::string CheckDeviceName(const std::string& path) {
+    return path.starts_with("/dev/mapper/cachedev") && path.find('/', 12) == std::string::npos
+               ? ""
+               : "a cache device is /dev/mapper/cachedev_N";
+}
+
+std::vector<std::string> Keys(const std::map<std::string, std::int32_t>& map) {
+    std::vector<std::string> keys;
+    std::transform(map.begin(), map.end(), std::back_inserter(keys),
+                   [](const auto& pair) { return pair.first; });
+    return keys;
+}
+
+void Declare(CLI::App& verb, Options& options) {
+    verb.add_option("SSD", options.ssd, "device path of the SSD; what it holds is lost")->required();
+    verb.add_option("VOLUME", options.volume, "device path of the volume; what it holds stays")->required();
+    verb.add_option("--size", options.size, "size of the cache, such as 120G; default: all of the SSD")
+        ->transform(SizeText());
+    verb.add_option("--mode", options.mode, "how writes are treated")
+        ->capture_default_str()
+        ->check(CLI::IsMember(Keys(kModes)));
+    verb.add_option("--reclaim", options.reclaimPolicy, "which block a full cache gives up first")
+        ->capture_default_str()
+        ->check(CLI::IsMember(Keys(kReclaimPolicies)));
+    verb.add_option("--format", options.format,
+                    "of the metadata: new has blocks of 64 KiB, original of 4 KiB")
+        ->capture_default_str()
+        ->check(CLI::IsMember(Keys(kFormats)));
+    verb.add_option("--fallow-delay", options.tuning.DelaySeconds,
+                    "seconds before an idle dirty block is cleaned")
+        ->check(CLI::Range(1, 2147483647));
+    verb.add_option("--dirty-threshold", options.tuning.DirtyThreshPercent,
+                    "percent of a set that may be dirty")
+        ->check(CLI::Range(1, 100));
+    verb.add_flag("--skip-sequential", options.skipSequential, "let long sequential I/O bypass the cache");
+    verb.add_option("--name", options.name, "name of its configuration entry; default: SSD+VOLUME, shortened")
+        ->check(CheckName);
+    verb.add_option("--mount", options.mountPath, "mount path of the volume; default: /volumeN for volume_N");
+    verb.add_option("--device", options.device,
+                    "the cache device; default: the first free /dev/mapper/cachedev_N")
+        ->check(CheckDeviceName);
+    verb.add_flag("--discard-content", options.discardContent,
+                  "consent to the loss of what the SSD holds; asked for on a terminal when left out");
+}
+
+}  // namespace
+
+void AddCreate(CLI::App& app, Context& context) {
+    AddVerb<Options>(app, context, "create", "Make a cache on an SSD in front of a volume, and configure it",
+                     "vemocachectl create /dev/md3 /dev/vg1/volume_1 --size 120G --mode back", Declare,
+                     Create);
+}
+
+}  // namespace cli

@@ -1,0 +1,157 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+#include "caches/inventory.h"
+#include "output/answer.h"
+#include "verbs/verb.h"
+
+namespace cli {
+namespace {
+
+struct Knob {
+    FLASHCACHE_SYSCTL number;
+    const char* name;
+    const char* meaning;
+};
+
+constexpr std::array kKnobs = {
+    Knob{FLASHCACHE_SYSCTL_FALLOW_DELAY, "fallow_delay", "seconds before an idle dirty block is cleaned"},
+    Knob{FLASHCACHE_SYSCTL_FALLOW_CLEAN_SPEED, "fallow_clean_speed",
+         "how fast idle dirty blocks are cleaned"},
+    Knob{FLASHCACHE_SYSCTL_CACHE_ALL, "cache_all", "1: new blocks enter the cache"},
+    Knob{FLASHCACHE_SYSCTL_FAST_REMOVE, "fast_remove", "1: removal leaves dirty blocks on the SSD"},
+    Knob{FLASHCACHE_SYSCTL_ZERO_STATS, "zero_stats", "1: sets the counters to 0"},
+    Knob{FLASHCACHE_SYSCTL_RECLAIM_POLICY, "reclaim_policy", "0: fifo, 1: lru"},
+    Knob{FLASHCACHE_SYSCTL_PID_EXPIRY_SECS, "pid_expiry_secs", "seconds that a process stays listed"},
+    Knob{FLASHCACHE_SYSCTL_MAX_PIDS, "max_pids", "most processes listed"},
+    Knob{FLASHCACHE_SYSCTL_DO_PID_EXPIRY, "do_pid_expiry", "1: listed processes expire"},
+    Knob{FLASHCACHE_SYSCTL_MAX_CLEAN_IOS_SET, "max_clean_ios_set", "cleaning writes at once in a set"},
+    Knob{FLASHCACHE_SYSCTL_MAX_CLEAN_IOS_TOTAL, "max_clean_ios_total", "cleaning writes at once in all"},
+    Knob{FLASHCACHE_SYSCTL_DIRTY_THRESH_PCT, "dirty_thresh_pct", "percent of a set that may be dirty"},
+    Knob{FLASHCACHE_SYSCTL_STOP_SYNC, "stop_sync", "1: stops a running sync"},
+    Knob{FLASHCACHE_SYSCTL_DO_SYNC, "do_sync", "1: writes all dirty blocks back"},
+    Knob{FLASHCACHE_SYSCTL_IO_LATENCY_HIST, "io_latency_hist", "1: counts I/O by latency"},
+    Knob{FLASHCACHE_SYSCTL_SKIP_SEQ_THRESH_KB, "skip_seq_thresh_kb",
+         "KiB from which sequential I/O bypasses it, 0: never"},
+};
+
+struct Options {
+    std::string cache;
+    std::vector<std::string> knobs;
+    std::int32_t value = 0;
+};
+
+const Knob& Named(const std::string& name) {
+    // The parser has refused every other name.
+    return *std::find_if(kKnobs.begin(), kKnobs.end(), [&](const Knob& knob) { return name == knob.name; });
+}
+
+std::vector<std::string> AllNames() {
+    std::vector<std::string> names;
+    for (const auto& knob : kKnobs) {
+        names.emplace_back(knob.name);
+    }
+    return names;
+}
+
+struct Reading {
+    Outcome outcome;
+    std::int32_t value = -1;
+};
+
+Reading Read(const Cache& cache, const Knob& knob) {
+    Reading reading;
+    reading.outcome = Attempt([&] {
+        return VEMOFlashCacheSysctlGet(knob.number, cache.Ssd().c_str(), cache.Volume().c_str(),
+                                       &reading.value);
+    });
+    return reading;
+}
+
+Record Describe(const Knob& knob, const Value& value) {
+    return {knob.name,
+            {{"name", "Knob", knob.name}, {"value", "Value", value}, {"meaning", "Meaning", knob.meaning}}};
+}
+
+const Cache& FindWithPair(Inventory& inventory, const std::string& name) {
+    const Cache& cache = FindRunning(inventory, name);
+    if (cache.Ssd().empty() || cache.Volume().empty()) {
+        throw Failure{fmt::format("the knobs of {} cannot be reached", cache.Name()),
+                      "its status cannot be read and it is not configured: its SSD and volume are not known",
+                      ""};
+    }
+    return cache;
+}
+
+void Get(Context& context, const Options& options) {
+    Inventory inventory = TakeInventory();
+    const Cache& cache = FindWithPair(inventory, options.cache);
+    Answer answer{"knobs", Layout::kTable, {}, "", ""};
+    for (const auto& name : options.knobs.empty() ? AllNames() : options.knobs) {
+        const Knob& knob = Named(name);
+        const Reading reading = Read(cache, knob);
+        if (reading.outcome.result != 0 && !options.knobs.empty()) {
+            throw LibraryFailure(fmt::format("the knob {} of {} could not be read", name, cache.Name()),
+                                 reading.outcome,
+                                 "the kernel may not know it; knob get without a name shows all");
+        }
+        answer.records.push_back(
+            Describe(knob, reading.outcome.result == 0 ? Value(std::int64_t{reading.value}) : Value()));
+    }
+    Print(answer, context.json);
+}
+
+void Set(Context& context, const Options& options) {
+    Inventory inventory = TakeInventory();
+    const Cache& cache = FindWithPair(inventory, options.cache);
+    const Knob& knob = Named(options.knobs.front());
+    const Outcome outcome = Attempt([&] {
+        return VEMOFlashCacheDoSysctlSet(knob.number, options.value, cache.Ssd().c_str(),
+                                         cache.Volume().c_str());
+    });
+    if (outcome.result != 0) {
+        throw LibraryFailure(
+            fmt::format("the knob {} of {} could not be set to {}", knob.name, cache.Name(), options.value),
+            outcome, "the kernel did not take the value; the old one stays");
+    }
+    const Reading reading = Read(cache, knob);
+    const Value now = reading.outcome.result == 0 ? Value(std::int64_t{reading.value}) : Value();
+    Print(Answer{"knob",
+                 Layout::kRecord,
+                 {Describe(knob, now)},
+                 fmt::format("{} of {} was set; until the next load.", knob.name, cache.Name()),
+                 ""},
+          context.json);
+}
+
+}  // namespace
+
+void AddKnob(CLI::App& app, Context& context) {
+    CLI::App* knob = app.add_subcommand("knob", "Read or write the run-time knobs of a running cache");
+    knob->require_subcommand(1);
+    AddVerb<Options>(
+        *knob, context, "get", "Show knobs and their meaning",
+        "vemocachectl knob get cachedev_0 dirty_thresh_pct",
+        [](CLI::App& verb, Options& options) {
+            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
+            verb.add_option("KNOB", options.knobs, "knobs by name; all when left out")
+                ->check(CLI::IsMember(AllNames()));
+        },
+        Get);
+    AddVerb<Options>(
+        *knob, context, "set", "Write a knob; the value holds until the cache is loaded anew",
+        "vemocachectl knob set cachedev_0 dirty_thresh_pct 40",
+        [](CLI::App& verb, Options& options) {
+            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
+            verb.add_option("KNOB", options.knobs, "the knob by name")
+                ->required()
+                ->expected(1)
+                ->check(CLI::IsMember(AllNames()));
+            verb.add_option("VALUE", options.value, "a number")->required();
+        },
+        Set);
+}
+
+}  // namespace cli

@@ -1,0 +1,31 @@
+#include "caches/describe.h"
+#include "output/answer.h"
+#include "verbs/verb.h"
+
+namespace cli {
+namespace {
+
+struct Options {};
+
+void List(const Context& context, const Options&) {
+    const Inventory inventory = TakeInventory();
+    if (inventory.configError) {
+        Note("only running caches are listed: " + inventory.configError->what + "; " +
+             inventory.configError->next);
+    }
+    Answer answer{"caches", Layout::kTable, {}, "", "There are no caches."};
+    for (const auto& cache : inventory.caches) {
+        answer.records.push_back(Summary(cache));
+    }
+    Print(answer, context.json);
+}
+
+}  // namespace
+
+void AddList(CLI::App& app, Context& context) {
+    AddVerb<Options>(
+        app, context, "list", "List all caches, configured and running", "vemocachectl list",
+        [](CLI::App&, Options&) {}, List);
+}
+
+}  // namespace cli

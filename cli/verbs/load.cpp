@@ -1,0 +1,119 @@
+#include <fmt/format.h>
+
+#include <map>
+
+#include "caches/describe.h"
+#include "caches/entry.h"
+#include "caches/inventory.h"
+#include "output/answer.h"
+#include "support/device.h"
+#include "verbs/verb.h"
+
+namespace cli {
+namespace {
+
+struct Options {
+    std::string cache;
+    bool all = false;
+};
+
+void CheckBefore(const Cache& cache) {
+    RequireBlockDevice(cache.Ssd(), "SSD");
+    RequireBlockDevice(cache.Volume(), "volume");
+    RequireUnused(cache.Volume(), "volume");
+}
+
+Failure WhyNotLoaded(const Cache& cache, const Outcome& outcome) {
+    const std::string device = RunningDevice(cache.Ssd(), cache.Volume());
+    if (!device.empty()) {
+        return LibraryFailure(
+            fmt::format("the cache {} is up as {}, but not with its tuning", cache.Name(), device), outcome,
+            "vemocachectl knob get shows the values in force, knob set changes them");
+    }
+    return LibraryFailure(fmt::format("the cache {} could not be loaded", cache.Name()), outcome,
+                          fmt::format("see that {} is the SSD of this cache and look at dmesg", cache.Ssd()));
+}
+
+void LoadOne(const Cache& cache) {
+    if (cache.IsUp()) {
+        return;
+    }
+    CheckBefore(cache);
+    const std::string ssd = cache.Ssd();
+    const std::string volume = cache.Volume();
+    const Outcome outcome =
+        Attempt([&] { return VEMOFlashCacheLoad(ssd.c_str(), volume.c_str(), nullptr, 0); });
+    if (!RunningDevice(ssd, volume).empty()) {
+        MarkLoaded(cache.Name(), true);
+    }
+    if (outcome.result != 0) {
+        throw WhyNotLoaded(cache, outcome);
+    }
+}
+
+void LoadNamed(const Context& context, const Cache& cache) {
+    LoadOne(cache);
+    Inventory after = TakeInventory();
+    const Cache& loaded = Find(after, cache.Name());
+    const char* how = cache.IsUp() ? "was up already" : "is up";
+    Print(Answer{"cache",
+                 Layout::kRecord,
+                 {Summary(loaded)},
+                 fmt::format("The cache {} {}: {}", loaded.Name(), how, loaded.device),
+                 ""},
+          context.json);
+}
+
+// A cache that fails costs its own row and keeps no other from coming up.
+void LoadAll(Context& context, const Inventory& inventory) {
+    std::map<std::string, Failure> failures;
+    for (const auto& cache : inventory.caches) {
+        try {
+            LoadOne(cache);
+        } catch (const Failure& failure) {
+            failures.emplace(cache.Name(), failure);
+        }
+    }
+    Answer answer{"caches", Layout::kTable, {}, "", "No cache is configured."};
+    const Inventory after = TakeInventory();
+    for (const auto& cache : after.caches) {
+        answer.records.push_back(Summary(cache));
+        if (const auto failure = failures.find(cache.Name()); failure != failures.end()) {
+            SetProblem(answer.records.back(), failure->second.what + ": " + failure->second.why);
+        }
+    }
+    Print(answer, context.json);
+    context.failed = !failures.empty();
+}
+
+void Load(Context& context, const Options& options) {
+    Inventory inventory = TakeInventory();
+    if (inventory.configError) {
+        throw Failure(*inventory.configError);
+    }
+    if (inventory.entries) {
+        RefreshCopy();
+    }
+    if (options.all) {
+        LoadAll(context, inventory);
+    } else {
+        LoadNamed(context, Find(inventory, options.cache));
+    }
+}
+
+}  // namespace
+
+void AddLoad(CLI::App& app, Context& context) {
+    AddVerb<Options>(
+        app, context, "load", "Bring up a configured cache, or all, as after a restart",
+        "vemocachectl load --all",
+        [](CLI::App& verb, Options& options) {
+            auto* cache = verb.add_option("CACHE", options.cache, kCacheHelp);
+            auto* all = verb.add_flag("--all", options.all, "all configured caches");
+            all->excludes(cache);
+            verb.require_option(1);
+        },
+        Load);
+}
+
+}  // namespace cli

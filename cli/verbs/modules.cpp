@@ -1,0 +1,51 @@
+#include <fmt/format.h>
+
+#include <array>
+
+#include "output/answer.h"
+#include "vemoflashcache.h"
+#include "verbs/verb.h"
+
+namespace cli {
+namespace {
+
+// In the order of their loading.
+constexpr std::array kModules = {"vemo_flashcache_control", "flashcache", "flashcache_vemo"};
+
+struct Options {
+    bool load = false;
+};
+
+void LoadModules() {
+    const Outcome outcome = Attempt([] { return CheckAndInsertKernelModule(); });
+    if (outcome.result != 0) {
+        throw LibraryFailure("the kernel modules could not be loaded", outcome,
+                             "see that /lib/modules has them and look at dmesg");
+    }
+}
+
+void Modules(const Context& context, const Options& options) {
+    if (options.load) {
+        LoadModules();
+    }
+    Answer answer{"modules", Layout::kTable, {}, "", ""};
+    for (const char* name : kModules) {
+        const bool loaded = VEMOFlashCacheIsKModuleLoad(name) == 1;
+        answer.records.push_back({name, {{"name", "Module", name}, {"loaded", "Loaded", loaded}}});
+    }
+    Print(answer, context.json);
+}
+
+}  // namespace
+
+void AddModules(CLI::App& app, Context& context) {
+    AddVerb<Options>(
+        app, context, "modules", "Show whether the kernel modules that caches need are loaded",
+        "vemocachectl modules --load",
+        [](CLI::App& verb, Options& options) {
+            verb.add_flag("--load", options.load, "load those that are missing first");
+        },
+        Modules);
+}
+
+}  // namespace cli

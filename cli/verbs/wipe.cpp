@@ -1,0 +1,77 @@
+#include <fmt/format.h>
+
+#include "caches/inventory.h"
+#include "output/answer.h"
+#include "support/consent.h"
+#include "support/device.h"
+#include "verbs/verb.h"
+
+namespace cli {
+namespace {
+
+struct Options {
+    std::string ssd;
+    bool discardMetadata = false;
+};
+
+void RequireNoCache(const Inventory& inventory, const std::string& ssd) {
+    for (const auto& cache : inventory.caches) {
+        if (cache.IsUp() && SameDevice(cache.Ssd(), ssd)) {
+            throw Failure{fmt::format("the SSD {} is in use", ssd),
+                          fmt::format("the cache {} runs on it as {}", cache.Name(), cache.device),
+                          fmt::format("vemocachectl unload {}", cache.Name())};
+        }
+    }
+}
+
+std::string LossOf(const Inventory& inventory, const std::string& ssd) {
+    for (const auto& cache : inventory.caches) {
+        if (SameDevice(cache.Ssd(), ssd)) {
+            return fmt::format(
+                "destroy the cache {} on {}, with all blocks that are not yet on its volume {}", cache.Name(),
+                ssd, cache.Volume());
+        }
+    }
+    return fmt::format(
+        "destroy the cache on {}, if it holds one, with all blocks that are not yet on its volume", ssd);
+}
+
+void Wipe(const Context& context, const Options& options) {
+    RequireBlockDevice(options.ssd, "SSD");
+    const Inventory inventory = TakeInventory();
+    if (inventory.configError) {
+        Note(inventory.configError->what + ": whether a configured cache lies on the SSD is not known");
+    }
+    RequireNoCache(inventory, options.ssd);
+    RequireUnused(options.ssd, "SSD");
+    RequireConsent({LossOf(inventory, options.ssd), "--discard-metadata"}, options.discardMetadata,
+                   !context.json);
+    const Outcome outcome = Attempt([&] { return VEMOFlashCacheDestroy(options.ssd.c_str()); });
+    // A tool that failed shows in the error slot alone.
+    if (outcome.result != 0 || outcome.slot.code != 0) {
+        throw LibraryFailure(fmt::format("the SSD {} could not be wiped", options.ssd), outcome,
+                             "an SSD without cache metadata is refused, too; there is nothing to wipe then");
+    }
+    Print(Answer{"wiped",
+                 Layout::kRecord,
+                 {{"", {{"ssd", "SSD", options.ssd}}}},
+                 fmt::format("Wiped the cache metadata on {}.", options.ssd),
+                 ""},
+          context.json);
+}
+
+}  // namespace
+
+void AddWipe(CLI::App& app, Context& context) {
+    AddVerb<Options>(
+        app, context, "wipe", "Wipe the cache metadata on an SSD; what lies in that cache alone is lost",
+        "vemocachectl wipe /dev/md3 --discard-metadata",
+        [](CLI::App& verb, Options& options) {
+            verb.add_option("SSD", options.ssd, "device path of the SSD")->required();
+            verb.add_flag("--discard-metadata", options.discardMetadata,
+                          "consent to the loss; asked for on a terminal when left out");
+        },
+        Wipe);
+}
+
+}  // namespace cli
