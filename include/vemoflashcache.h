@@ -96,6 +96,32 @@ enum {
     FLASHCACHE_SYSCTL_SKIP_SEQ_THRESH_KB = 16 /* KiB; longer sequential I/O bypasses the cache; 0: never */
 };
 
+/* The regimes in which a loaded cache device is run, each a combination of knobs. */
+typedef int32_t FLASHCACHE_HANDLE_STATE;
+enum {
+    FLASHCACHE_HANDLE_STATE_UNKNOWN = -1,       /* "Unknown" */
+    FLASHCACHE_HANDLE_STATE_FLUSH = 0,          /* "Flush": all dirty blocks are being written back */
+    FLASHCACHE_HANDLE_STATE_NORMAL = 1,         /* "Normal": normal caching */
+    FLASHCACHE_HANDLE_STATE_REPAIRING = 2,      /* "Repairing" */
+    FLASHCACHE_HANDLE_STATE_STOP_WRITEBACK = 3  /* "StopWriteBack": dirty blocks stay where they are */
+};
+
+/* Whether a cache is to be removed by force, failed write-backs notwithstanding. */
+typedef int32_t FLASHCACHE_ATTRIBUTE;
+enum {
+    FLASHCACHE_ATTRIBUTE_NONE = 0,        /* "none" */
+    FLASHCACHE_ATTRIBUTE_FORCE_REMOVE = 1 /* "force-remove" */
+};
+
+/* The state of a removal flush, kept in the cache's configuration entry. */
+typedef uint32_t FLASHCACHE_FLUSH_STATE;
+enum {
+    FLASHCACHE_FLUSH_STATE_NORMAL = 0,    /* "normal": none is running, or it was cancelled or failed */
+    FLASHCACHE_FLUSH_STATE_FLUSHING = 1,  /* "flushing" */
+    FLASHCACHE_FLUSH_STATE_FLUSH_DONE =
+        2 /* "flush_done": nothing is dirty, the device still in state Flush */
+};
+
 /* ---- Records ------------------------------------------------------------------------------- */
 
 /* A cache's configured tuning. */
@@ -288,6 +314,35 @@ VEMOFLASHCACHE_API int VEMOFlashCacheDoSysctlSet(FLASHCACHE_SYSCTL knob, int32_t
 VEMOFLASHCACHE_API int VEMOFlashCacheSysctlSet(const FLASHCACHE_POLICY *policy, const char *ssdPath,
                                                const char *spacePath);
 
+/* ---- Handle states and attribute ------------------------------------------------------------ */
+
+/* Write the knobs of one handle state, in order; stop at the first that fails, with those before it
+ * written. Return 0 or -1. */
+VEMOFLASHCACHE_API int SetFlushState(const char *ssdPath, const char *spacePath);
+VEMOFLASHCACHE_API int SetNormalState(const char *ssdPath, const char *spacePath);
+VEMOFLASHCACHE_API int SetRepairingState(const char *ssdPath, const char *spacePath);
+VEMOFLASHCACHE_API int SetStopWritebackState(const char *ssdPath, const char *spacePath);
+
+/* Enters a handle state, as the four functions above. Returns 0; -1 also for a state that is none. */
+VEMOFLASHCACHE_API int VEMOFlashCacheHandleStateSet(const char *ssdPath, const char *spacePath,
+                                                    FLASHCACHE_HANDLE_STATE state);
+
+/* The handle state that the loaded cache's knobs make up; -1 (Unknown) when they cannot be read or
+ * make up none. */
+VEMOFLASHCACHE_API FLASHCACHE_HANDLE_STATE VEMOFlashCacheHandleStateGet(const char *ssdPath,
+                                                                        const char *spacePath);
+
+/* The state's name, a constant; "Unknown" for a value that is no state. */
+VEMOFLASHCACHE_API const char *VEMOFlashCacheHandleStateStr(FLASHCACHE_HANDLE_STATE state);
+
+/* The loaded cache's attribute, a FLASHCACHE_ATTRIBUTE; -1 on failure. */
+VEMOFLASHCACHE_API FLASHCACHE_ATTRIBUTE VEMOFlashCacheAttributeGet(const char *ssdPath,
+                                                                   const char *spacePath);
+
+/* Sets the loaded cache's attribute. Returns 0 or -1. */
+VEMOFLASHCACHE_API int VEMOFlashCacheAttributeSet(const char *ssdPath, const char *spacePath,
+                                                  FLASHCACHE_ATTRIBUTE attribute);
+
 /* ---- Status -------------------------------------------------------------------------------- */
 
 /* Describes the live caches.
@@ -352,6 +407,57 @@ VEMOFLASHCACHE_API int VEMOFlashCacheUnload(const char *cacheDevPath);
  * Returns 0 once the tool has run, also when it failed, which 0x8100 in the error slot tells; -1 with
  * 0x0D00 only for a bad path. */
 VEMOFLASHCACHE_API int VEMOFlashCacheDestroy(const char *ssdPath);
+
+/* Removes a running cache end to end: a write-back cache is flushed first, unless a fast removal is
+ * asked for, which drops its dirty blocks; then the device is taken down, the SSD of a write-back
+ * cache wiped and, when no cache is left, the kernel modules removed. The configuration entry is the
+ * caller's to remove (VEMOFlashCacheConfigDelete). May take hours.
+ * status: this cache's status record, or NULL to have it looked up (impossible for write-through
+ *         caches). fastRemove: nonzero loses what has not been written back.
+ * Returns 0, or -1: 0x0D00 for a bad path, 0x0600 when the cache is not live. Stops at the first stage
+ * that fails and can be called again; a device that the kernel refuses to remove stays up. A flush
+ * that is cancelled meanwhile does not stop the removal. */
+VEMOFLASHCACHE_API int VEMOFlashCacheDelete(const char *cacheDevPath, const FLASHCACHE_STAT *status,
+                                            int fastRemove);
+
+/* Brings the cache device in front of the volume `spacePath` to the volume's present size. The cache
+ * must be in the temporary copy of the configuration, live, and not crashed ("back_crash").
+ * Returns 0, also when the sizes were equal; -1 on failure. */
+VEMOFLASHCACHE_API int VEMOFlashCacheExpand(const char *spacePath);
+
+/* ---- Flush --------------------------------------------------------------------------------- */
+
+/* Writes all dirty blocks of a cache back to its volume, in the caller's thread and for as long as it
+ * takes; looks every 5 seconds. Records "flushing" in the cache's configuration entry, then "flush_done".
+ * Returns 1 when done (the device stays in the handle state Flush, ready for removal) and for a cache
+ * that is not write-back; 0 when cancelled, with the former handle state set again; -1 on failure
+ * (0x0D00 for a bad path, 0x0600 when the cache is not live), with the record back at "normal" and the
+ * former handle state set again. Failed write-backs end the flush, unless the attribute is
+ * "force-remove". */
+VEMOFLASHCACHE_API int VEMOFlashCacheFlush(const char *cacheDevPath);
+
+/* Asks the flush of a cache, running in whatever process, to stop; it does so at its next look.
+ * Returns 1 when asked, 0 when the flush was done already, -1 otherwise: 0x0D00 for a bad path, 0x0600
+ * when the cache is not live, no code when there is no flush to cancel. */
+VEMOFLASHCACHE_API int VEMOFlashCacheFlushCancel(const char *cacheDevPath);
+
+/* Whether flushes log more than they must: 1 when `value` is 0 and "/tmp/cache-debug-remove" exists. */
+VEMOFLASHCACHE_API int VEMOFlashCacheIsDebug(int value);
+
+/* Whether the flush state recorded for the cache on this SSD is exactly `state`: 1, or 0 (also when there
+ * is no record). */
+VEMOFLASHCACHE_API int VEMOFlashCacheIsRemoveInFlushState(const char *ssdPath, FLASHCACHE_FLUSH_STATE state);
+
+/* How far a flush has come, in percent, for the cache on the devices with these short names (no
+ * "/dev/"). Not clamped: blocks that became dirty since make it negative.
+ * progressState: 0 the removal flush, answered 0 while the recorded flush state is "normal"; 1 another
+ *                flush, answered 0 unless it is.
+ * Returns the percentage, 100.0 when nothing is left to write back, -1.0 on failure. */
+VEMOFLASHCACHE_API float VEMOFlashCacheGetFlushProgress(const char *ssdName, const char *spaceName,
+                                                        unsigned int progressState);
+
+/* The number of blocks still dirty in the cache on the devices with these short names; -1 on failure. */
+VEMOFLASHCACHE_API int VEMOFlashCacheDirtyBlockGet(const char *ssdName, const char *spaceName);
 
 #ifdef __cplusplus
 }

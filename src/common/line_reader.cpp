@@ -34,4 +34,14 @@ const char* LineReader::Next() {
     return line_.empty() ? nullptr : line_.c_str();
 }
 
+int LogLines(std::FILE* stream, Where where) {
+    int count = 0;
+    LineReader lines(stream);
+    while (const char* line = lines.Next()) {
+        LogError(where)("%s", line);
+        ++count;
+    }
+    return count;
+}
+
 }  // namespace flashcache

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <string>
 
+#include "common/log.h"
+
 namespace flashcache {
 
 /// Yields the lines of a stream, line end included where there is one. A line longer than the limit
@@ -27,5 +29,8 @@ class LineReader {
     std::size_t total_ = 0;
     std::string line_;
 };
+
+/// Copies every line into the log, under the caller's own file and line. Returns how many there were.
+int LogLines(std::FILE* stream, Where where = Where::current());
 
 }  // namespace flashcache

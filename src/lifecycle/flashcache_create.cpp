@@ -94,16 +94,11 @@ ChildStream StartTool(FLASHCACHE_VERSION version, const ToolArguments& arguments
 
 /// A tool that succeeds says nothing.
 bool SaysNothing(const ChildStream& tool) {
-    bool silent = true;
-    LineReader lines(tool.get());
-    while (const char* line = lines.Next()) {
-        LogError()("%s", line);
-        silent = false;
+    if (LogLines(tool.get()) == 0) {
+        return true;
     }
-    if (!silent) {
-        LogError()("Get error messages, Create cache failed");
-    }
-    return silent;
+    LogError()("Get error messages, Create cache failed");
+    return false;
 }
 
 int Create(const FLASHCACHE_CREATE_PARAM& param, char* out, int outSize) {

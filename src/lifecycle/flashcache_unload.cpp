@@ -13,13 +13,6 @@ namespace {
 constexpr const char* kDmsetup = "/sbin/dmsetup";
 constexpr const char* kLsof = "/bin/lsof";
 
-void LogLines(const ChildStream& output) {
-    LineReader lines(output.get());
-    while (const char* line = lines.Next()) {
-        LogError()("%s", line);
-    }
-}
-
 int LogMounts() {
     LogError()("==== /proc/mount start ==== ");
     const ChildStream mounts(VLIBCPopen("/bin/cat", "r", "/proc/mounts", nullptr));
@@ -27,7 +20,7 @@ int LogMounts() {
         LogError()("Reading /proc/mounts failed");
         return -1;
     }
-    LogLines(mounts);
+    LogLines(mounts.get());
     LogError()("==== /proc/mount end ==== ");
     return 0;
 }
@@ -39,7 +32,7 @@ int LogHolders(const char* cacheDevPath) {
         LogError()("Reading the result of lsof failed");
         return -1;
     }
-    LogLines(holders);
+    LogLines(holders.get());
     LogError()("==== lsof [%s] end ==== ", cacheDevPath);
     return 0;
 }
