@@ -12,6 +12,7 @@ namespace vemo::platform {
 
 // Beside the codes that callers know.
 inline constexpr int kErrOutOfMemory = 0x0100;
+inline constexpr int kErrLocked = 0x0200;
 
 // Records `code` and the caller's place in the error slot; errno stays. Always -1, for "return Fail(...)".
 inline int Fail(int code, const std::source_location& where = std::source_location::current()) noexcept {

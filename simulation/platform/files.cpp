@@ -60,7 +60,7 @@ int VLIBCFileLockTimeByFile(const char* path, int mode, int seconds, int* fd) {
         if (!file) return Fail(VLIBC_ERR_OPEN_FAILED);
         const Attempt attempt = TryLock(file.Get(), path, mode == 0 ? LOCK_SH : LOCK_EX);
         if (attempt == Attempt::kLocked) break;
-        if (attempt == Attempt::kFailed || Clock::now() >= deadline) return Fail(VLIBC_ERR_OPEN_FAILED);
+        if (attempt == Attempt::kFailed || Clock::now() >= deadline) return Fail(kErrLocked);
         if (attempt == Attempt::kReplaced) file.Reset();
         if (attempt == Attempt::kBusy) std::this_thread::sleep_for(kPause);
     }

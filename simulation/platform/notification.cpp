@@ -13,7 +13,7 @@ int VEMOSysNotifySendNotifiction(const char* name, VLIBC_SZHASH** hash) {
     return Guard(-1, [&] {
         std::string line = OneLine(name);
         if (hash != nullptr && *hash != nullptr) {
-            for (const TextMap::Entry& pair : (*hash)->Entries()) {
+            for (const TextMap::Entry& pair : (*hash)->map.Entries()) {
                 line.append(" [")
                     .append(OneLine(pair.key))
                     .append("=")

@@ -6,10 +6,6 @@ namespace vemo::platform {
 
 namespace {
 
-bool HasNul(std::string_view text) {
-    return text.find('\0') != text.npos;
-}
-
 char FirstLetter(std::string_view line) {
     for (const char c : line) {
         if (!IsBlank(c)) return c;
@@ -23,7 +19,7 @@ std::optional<KeyLine> ParseKeyLine(std::string_view line) {
     line = Trim(line);
     if (line.empty() || line.front() == '#' || line.front() == ';' || line.front() == '[') return {};
     const size_t equals = line.find('=');
-    if (equals == line.npos || HasNul(line)) return {};
+    if (equals == line.npos) return {};
     const std::string_view key = Trim(line.substr(0, equals));
     if (key.empty()) return {};
     return KeyLine{key, Trim(line.substr(equals + 1))};
@@ -37,8 +33,9 @@ std::optional<std::string_view> ParseHeader(std::string_view line) {
     if (!IsHeader(line)) return {};
     line.remove_prefix(line.find('[') + 1);
     const size_t end = line.find(']');
-    if (end == line.npos || HasNul(line.substr(0, end))) return {};
-    return line.substr(0, end);
+    const std::string_view name = line.substr(0, end);
+    if (end == line.npos || name.find('\0') != name.npos) return {};
+    return name;
 }
 
 bool IsRemark(std::string_view line) {
@@ -52,8 +49,7 @@ SectionDocument::SectionDocument(std::string text) : text_(std::move(text)) {
     std::optional<std::string_view> name;
     const char* bodyBegin = nullptr;
     const auto closeSection = [&](const char* bodyEnd) {
-        if (!name || sections_.Find(*name) != nullptr) return;
-        sections_.Insert(*name, {bodyBegin, static_cast<size_t>(bodyEnd - bodyBegin)});
+        if (name) sections_.Insert(*name, {bodyBegin, static_cast<size_t>(bodyEnd - bodyBegin)});
     };
     while (NextLine(rest, line)) {
         if (!IsHeader(line)) continue;

@@ -33,9 +33,10 @@ std::optional<std::string> LayOut(std::string_view format, std::string_view key,
     return line;
 }
 
-// Whether `line` is one line and nothing but a line.
-bool IsOneLine(std::string_view line) {
-    return line.find_first_of("\r\n") == line.size() - 1 && line.back() == '\n';
+// Whether the text is one line and nothing but a line.
+bool IsOneLine(std::string_view text) {
+    constexpr std::string_view kEnds("\r\n\0", 3);
+    return !text.empty() && text.back() == '\n' && text.find_first_of(kEnds) == text.size() - 1;
 }
 
 // The line to write for a pair; nothing when it would not read back as that pair.
@@ -57,7 +58,7 @@ std::optional<std::string> HeaderText(std::string_view name) {
 // All lines to write, one for each entry of the hash.
 std::optional<std::vector<std::string>> KeyLines(const VLIBC_SZHASH& hash, const char* format) {
     std::vector<std::string> lines;
-    for (const TextMap::Entry& pair : hash.Entries()) {
+    for (const TextMap::Entry& pair : hash.map.Entries()) {
         auto line = KeyLineText(pair, format);
         if (!line) return {};
         lines.push_back(std::move(*line));
@@ -65,21 +66,16 @@ std::optional<std::vector<std::string>> KeyLines(const VLIBC_SZHASH& hash, const
     return lines;
 }
 
-void EndLine(std::string& text) {
-    if (!text.empty() && text.back() != '\n') text += '\n';
-}
-
 // A section's lines with `lines` in the place of those with their keys; new keys follow the last old one.
 std::string EditBody(std::string_view body, const VLIBC_SZHASH& hash, const std::vector<std::string>& lines) {
-    const auto& pairs = hash.Entries();
     std::vector<bool> written(lines.size());
     std::string edited;
     size_t lastKeyEnd = 0;
     std::string_view line;
     while (NextLine(body, line)) {
         const auto pair = ParseKeyLine(line);
-        const TextMap::Entry* const found = pair ? hash.Find(pair->key) : nullptr;
-        const size_t at = found == nullptr ? lines.size() : static_cast<size_t>(found - pairs.data());
+        const TextMap::Entry* const found = pair ? hash.map.Find(pair->key) : nullptr;
+        const size_t at = found == nullptr ? lines.size() : hash.map.IndexOf(*found);
         const bool replace = at < lines.size() && !written[at];
         edited += replace ? std::string_view(lines[at]) : line;
         if (replace) written[at] = true;
@@ -88,10 +84,6 @@ std::string EditBody(std::string_view body, const VLIBC_SZHASH& hash, const std:
     std::string added;
     for (size_t i = 0; i < lines.size(); ++i) {
         if (!written[i]) added += lines[i];
-    }
-    if (lastKeyEnd == edited.size() && !added.empty()) {
-        EndLine(edited);
-        lastKeyEnd = edited.size();
     }
     return edited.insert(lastKeyEnd, added);
 }
@@ -129,7 +121,6 @@ std::string WithKeys(const SectionDocument& document, std::string_view header, s
         const auto begin = static_cast<size_t>(body->data() - document.Text().data());
         text.replace(begin, body->size(), EditBody(*body, hash, lines));
     } else {
-        EndLine(text);
         text += header;
         for (const std::string& line : lines) text += line;
     }
@@ -148,21 +139,25 @@ int WriteSection(const char* file, const char* section, const VLIBC_SZHASH* hash
     }
     auto text = mayCreate ? ReadFileToEdit(file) : ReadWholeFile(file);
     if (!text) return -1;
+    if (!text->empty() && text->back() != '\n') *text += '\n';  // what is added begins a line of its own
     const SectionDocument document(std::move(*text));
     if (!mayCreate && !document.Body(section)) return Fail(VLIBC_ERR_SECTION_NOT_FOUND);
     if (ReplaceFile(file, WithKeys(document, *header, section, *hash, *lines)) != 0) return -1;
     return static_cast<int>(lines->size());
 }
 
-// Puts the pairs of a section's lines into the hash. Number of keys.
+// Puts the pairs of a section's lines into the hash, whose own give way; of two equal keys on the lines the
+// first counts. Number of keys.
 int ReadKeys(std::string_view body, VLIBC_SZHASH& hash) {
-    int count = 0;
+    // Kept in one piece, in which the values are then closed: the byte after a value is a blank, or the end.
+    std::string_view rest = hash.texts.Keep(body);
     std::string_view line;
-    while (NextLine(body, line)) {
+    while (NextLine(rest, line)) {
         const auto pair = ParseKeyLine(line);
-        if (pair && hash.Add(pair->key, pair->value)) ++count;
+        if (!pair || !hash.map.Insert(pair->key, pair->value)) continue;
+        const_cast<char&>(pair->value.data()[pair->value.size()]) = '\0';
     }
-    return count;
+    return static_cast<int>(hash.map.Entries().size());
 }
 
 }  // namespace
@@ -186,11 +181,10 @@ int VLIBCFileGetSection(const char* file, const char* section, VLIBC_SZHASH** ha
         const auto body = document->Body(section);
         if (!body) return Fail(VLIBC_ERR_SECTION_NOT_FOUND) + 1;
         if (*hash == nullptr) *hash = new VLIBC_SZHASH;
-        if ((*hash)->Entries().empty()) return ReadKeys(*body, **hash);
-        VLIBC_SZHASH
-        read;  // what the hash held gives way, while the first of two equal keys of the file counts
+        if ((*hash)->map.Entries().empty()) return ReadKeys(*body, **hash);
+        VLIBC_SZHASH read;
         const int count = ReadKeys(*body, read);
-        for (const TextMap::Entry& pair : read.Entries()) (*hash)->Set(pair.key, pair.value);
+        for (const TextMap::Entry& pair : read.map.Entries()) (*hash)->Set(pair.key, pair.value);
         return count;
     });
 }

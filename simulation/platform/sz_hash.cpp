@@ -19,12 +19,14 @@ int VLIBCSzHashSetValue(VLIBC_SZHASH** hash, const char* key, const char* value)
 }
 
 const char* VLIBCSzHashGetValue(const VLIBC_SZHASH* hash, const char* key) {
-    const TextMap::Entry* const entry = hash == nullptr || key == nullptr ? nullptr : hash->Find(key);
+    const TextMap::Entry* const entry = hash == nullptr || key == nullptr ? nullptr : hash->map.Find(key);
     return entry == nullptr ? nullptr : entry->value.data();
 }
 
 void VLIBCHashRemoveAll(VLIBC_SZHASH* hash) {
-    if (hash != nullptr) hash->Clear();
+    if (hash == nullptr) return;
+    hash->map.Clear();
+    hash->texts.Clear();
 }
 
 void VLIBCSzHashFree(VLIBC_SZHASH* hash) {

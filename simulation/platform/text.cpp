@@ -7,20 +7,6 @@
 
 namespace vemo::platform {
 
-std::string_view Trim(std::string_view text) {
-    while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-    while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
-    return text;
-}
-
-bool NextLine(std::string_view& rest, std::string_view& line) {
-    if (rest.empty()) return false;
-    const size_t end = rest.find('\n');
-    line = rest.substr(0, end == std::string_view::npos ? end : end + 1);
-    rest.remove_prefix(line.size());
-    return true;
-}
-
 std::string_view TextArena::Keep(std::string_view text) {
     if (text.size() + 1 > room_) AddBlock(text.size() + 1);
     char* const copy = next_;

@@ -13,10 +13,20 @@ constexpr bool IsBlank(char c) {
 }
 
 // `text` without the blanks at both ends.
-std::string_view Trim(std::string_view text);
+inline std::string_view Trim(std::string_view text) {
+    while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+    return text;
+}
 
 // Takes the first line, its line end included, from `rest` into `line`; false when nothing is left.
-bool NextLine(std::string_view& rest, std::string_view& line);
+inline bool NextLine(std::string_view& rest, std::string_view& line) {
+    if (rest.empty()) return false;
+    const size_t end = rest.find('\n');
+    line = rest.substr(0, end == std::string_view::npos ? end : end + 1);
+    rest.remove_prefix(line.size());
+    return true;
+}
 
 // `text` with blanks for line ends and other control characters.
 inline std::string OneLine(std::string_view text) {

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace vemo::platform {
@@ -18,11 +17,12 @@ class TextMap {
     };
 
     const std::vector<Entry>& Entries() const { return entries_; }
-    // The entry of `key`, null when there is none; lives until the next insertion.
+    // The entry of `key`, null when there is none; good until the next insertion.
     const Entry* Find(std::string_view key) const;
-    Entry* Find(std::string_view key) { return const_cast<Entry*>(std::as_const(*this).Find(key)); }
-    // `key` must not be in the map. Changes nothing when an allocation fails.
-    void Insert(std::string_view key, std::string_view value);
+    // False, and nothing changed, when the key is there; nothing changed either when an allocation fails.
+    bool Insert(std::string_view key, std::string_view value);
+    void Replace(const Entry& entry, std::string_view value) { entries_[IndexOf(entry)].value = value; }
+    size_t IndexOf(const Entry& entry) const { return static_cast<size_t>(&entry - entries_.data()); }
     void Clear();
 
   private:
@@ -31,8 +31,9 @@ class TextMap {
         uint32_t hash = 0;
         uint32_t position = 0;
     };
-    void Place(Slot slot);
-    void Rebuild(size_t slotCount);
+    // The slot of `key`, or the free one where it belongs.
+    size_t SlotOf(std::string_view key, uint32_t hash) const;
+    void Grow();
 
     std::vector<Entry> entries_;
     std::vector<Slot> slots_;

@@ -44,18 +44,29 @@ bool WriteAll(int fd, std::string_view content) {
     return true;
 }
 
-// Follows the symbolic links at the end of `path`; the file itself need not exist.
-std::string FollowLinks(std::string path) {
+// Follows the symbolic links at the end of `path`; the file itself need not exist. A link of somebody else,
+// who may have laid it in a folder that all can write to, is not followed: nothing on failure.
+std::optional<std::string> FollowLinks(std::string path) {
     constexpr int kMostLinks = 40;
-    char link[PATH_MAX];
     for (int hops = 0; hops < kMostLinks; ++hops) {
-        const ssize_t length = readlink(path.c_str(), link, sizeof link);
-        if (length <= 0) break;
+        const UniqueFd entry(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        struct stat status{};
+        if (!entry && errno == ENOENT) return path;
+        if (!entry || fstat(entry.Get(), &status) != 0) return std::nullopt;
+        if (!S_ISLNK(status.st_mode)) return path;
+        if (status.st_uid != 0 && status.st_uid != geteuid()) {
+            errno = EACCES;
+            return std::nullopt;
+        }
+        char link[PATH_MAX];
+        const ssize_t length = readlinkat(entry.Get(), "", link, sizeof link);
+        if (length <= 0) return std::nullopt;
         const std::string_view target(link, static_cast<size_t>(length));
         path.erase(target.front() == '/' ? 0 : path.rfind('/') + 1);
         path += target;
     }
-    return path;
+    errno = ELOOP;
+    return std::nullopt;
 }
 
 // A file in the making, in the folder where it will stand. It has no name until it is complete, so that
@@ -156,23 +167,25 @@ std::optional<std::string> ReadFileToEdit(const char* path) {
 }
 
 int ReplaceFile(const char* path, std::string_view content) {
-    const std::string target = FollowLinks(path);
-    const size_t nameAt = target.rfind('/') + 1;
-    const char* const name = target.c_str() + nameAt;
-    const UniqueFd folder(
-        open(nameAt == 0 ? "." : target.substr(0, nameAt).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (content.size() > kLargestFile) {
+        errno = EFBIG;
+        return Fail(VLIBC_ERR_SHORT_WRITE);
+    }
+    const auto target = FollowLinks(path);
+    if (!target) return Fail(VLIBC_ERR_OPEN_FAILED);
+    const size_t nameAt = target->rfind('/') + 1;
+    const char* const name = target->c_str() + nameAt;
+    const std::string folderPath = nameAt == 0 ? "." : target->substr(0, nameAt);
+    const UniqueFd folder(open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder) return Fail(VLIBC_ERR_OPEN_FAILED);
     struct stat old{};
     const bool exists = fstatat(folder.Get(), name, &old, AT_SYMLINK_NOFOLLOW) == 0;
     if (!exists && errno != ENOENT) return Fail(VLIBC_ERR_OPEN_FAILED);
-    const mode_t mode = exists ? 0600 : 0666;
     for (const bool nameless : {true, false}) {
-        NewFile file(folder.Get(), nameless, mode);
-        if (!file) continue;
-        if (Install(file, folder.Get(), name, content, exists ? &old : nullptr)) return 0;
-        return Fail(VLIBC_ERR_SHORT_WRITE);
+        NewFile file(folder.Get(), nameless, exists ? 0600 : 0666);
+        if (file && Install(file, folder.Get(), name, content, exists ? &old : nullptr)) return 0;
     }
-    return Fail(VLIBC_ERR_OPEN_FAILED);
+    return Fail(VLIBC_ERR_SHORT_WRITE);
 }
 
 }  // namespace vemo::platform
