@@ -50,6 +50,7 @@ const Knob& Named(const std::string& name) {
 
 std::vector<std::string> AllNames() {
     std::vector<std::string> names;
+    names.reserve(kKnobs.size());
     for (const auto& knob : kKnobs) {
         names.emplace_back(knob.name);
     }

@@ -24,8 +24,10 @@ bool IsShareName(std::string_view name) {
 
 bool IsFolder(DIR* parent, const dirent& entry) {
     if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_DIR;
+    const int folder = dirfd(parent);
     struct stat status{};
-    return fstatat(dirfd(parent), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
+    return folder >= 0 && fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+           S_ISDIR(status.st_mode);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <initializer_list>
 #include <iterator>
 
 #include "common/guard.h"

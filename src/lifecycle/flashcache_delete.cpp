@@ -1,7 +1,5 @@
 // Removing a running cache end to end.
 
-#include <initializer_list>
-
 #include "common/log.h"
 #include "config/config.h"
 #include "status/status.h"
