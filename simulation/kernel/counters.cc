@@ -1,0 +1,75 @@
+#include "simulation/kernel/counters.h"
+
+#include <fmt/format.h>
+
+namespace simulation {
+
+namespace {
+
+/** One name=value pair: a counter, or its percentage of another. */
+struct Field {
+    const char* name;
+    Counter counter;
+    Counter percentOf = Counter::kNone;
+    bool onlyWriteCaching = false;  // absent from a write-around cache
+};
+
+constexpr bool kOnlyWriteCaching = true;
+
+constexpr Field kFields[] = {
+    {"read_hits", Counter::kReadHits},
+    {"read_hit_percent", Counter::kReadHits, Counter::kReads},
+    {"write_hits", Counter::kWriteHits, Counter::kNone, kOnlyWriteCaching},
+    {"write_hit_percent", Counter::kWriteHits, Counter::kWrites, kOnlyWriteCaching},
+    {"write_miss_ssd", Counter::kWriteMissSsd, Counter::kNone, kOnlyWriteCaching},
+    {"dirty_write_hits", Counter::kDirtyWriteHits, Counter::kNone, kOnlyWriteCaching},
+    {"dirty_write_hit_percent", Counter::kDirtyWriteHits, Counter::kWrites, kOnlyWriteCaching},
+    {"replacement", Counter::kReplacement},
+    {"write_replacement", Counter::kWriteReplacement, Counter::kNone, kOnlyWriteCaching},
+    {"write_invalidates", Counter::kWriteInvalidates, Counter::kNone, kOnlyWriteCaching},
+    {"read_invalidates", Counter::kReadInvalidates},
+    {"pending_enqueues", Counter::kNone},
+    {"pending_inval", Counter::kNone},
+    {"metadata_dirties", Counter::kMetadataDirties, Counter::kNone, kOnlyWriteCaching},
+    {"metadata_cleans", Counter::kMetadataCleans, Counter::kNone, kOnlyWriteCaching},
+    {"metadata_batch", Counter::kMetadataBatch, Counter::kNone, kOnlyWriteCaching},
+    {"metadata_ssd_writes", Counter::kMetadataSsdWrites, Counter::kNone, kOnlyWriteCaching},
+    {"cleanings", Counter::kCleanings, Counter::kNone, kOnlyWriteCaching},
+    {"fallow_cleanings", Counter::kFallowCleanings, Counter::kNone, kOnlyWriteCaching},
+    {"no_room", Counter::kNoRoom},
+    {"front_merge", Counter::kNone, Counter::kNone, kOnlyWriteCaching},
+    {"back_merge", Counter::kNone, Counter::kNone, kOnlyWriteCaching},
+    {"disk_reads", Counter::kDiskReads},
+    {"disk_writes", Counter::kDiskWrites},
+    {"ssd_reads", Counter::kSsdReads},
+    {"ssd_writes", Counter::kSsdWrites},
+    {"uncached_reads", Counter::kUncachedReads},
+    {"uncached_writes", Counter::kUncachedWrites},
+    {"uncached_IO_requeue", Counter::kNone},
+    {"uncached_sequential_reads", Counter::kUncachedSequentialReads},
+    {"uncached_sequential_writes", Counter::kUncachedSequentialWrites},
+};
+
+}  // namespace
+
+std::string Counters::Format(WriteMode mode) const {
+    const Counters& counters = *this;
+    std::string text =
+        fmt::format("reads={} writes={}\n", counters[Counter::kReads], counters[Counter::kWrites]);
+    const char* separator = "";
+    for (const Field& field : kFields) {
+        if (mode == WriteMode::kAround && field.onlyWriteCaching) {
+            continue;
+        }
+        uint64_t value = counters[field.counter];
+        if (field.percentOf != Counter::kNone) {
+            const uint64_t whole = counters[field.percentOf];
+            value = whole == 0 ? 0 : value * 100 / whole;
+        }
+        text += fmt::format("{}{}={}", separator, field.name, value);
+        separator = " ";
+    }
+    return text + "\n";
+}
+
+}  // namespace simulation

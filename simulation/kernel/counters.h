@@ -1,0 +1,56 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "simulation/kernel/superblock.h"
+
+namespace simulation {
+
+/** What the kernel counts of one cache. Reads and writes are counted per block that they touch. */
+enum class Counter : uint8_t {
+    kNone,  // counted by nothing here: no queue, no merging
+    kReads,
+    kWrites,
+    kReadHits,
+    kWriteHits,
+    kWriteMissSsd,
+    kDirtyWriteHits,
+    kReplacement,
+    kWriteReplacement,
+    kWriteInvalidates,
+    kReadInvalidates,
+    kMetadataDirties,
+    kMetadataCleans,
+    kMetadataBatch,
+    kMetadataSsdWrites,
+    kCleanings,
+    kFallowCleanings,
+    kNoRoom,
+    kDiskReads,
+    kDiskWrites,
+    kSsdReads,
+    kSsdWrites,
+    kUncachedReads,
+    kUncachedWrites,
+    kUncachedSequentialReads,
+    kUncachedSequentialWrites,
+    kCount
+};
+
+class Counters {
+  public:
+    void Add(Counter counter, uint64_t count = 1) { values_[static_cast<size_t>(counter)] += count; }
+    uint64_t operator[](Counter counter) const { return values_[static_cast<size_t>(counter)]; }
+    void Reset() { values_ = {}; }
+
+    /** The two lines of "flashcache_stats"; a write-around cache has fewer counters than the others. */
+    std::string Format(WriteMode mode) const;
+
+  private:
+    std::array<uint64_t, static_cast<size_t>(Counter::kCount)> values_{};
+};
+
+}  // namespace simulation

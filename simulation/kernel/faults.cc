@@ -1,0 +1,57 @@
+#include "simulation/kernel/faults.h"
+
+#include <charconv>
+#include <limits>
+#include <string_view>
+
+namespace simulation {
+
+namespace {
+
+/** Takes `mark` and the number behind it off the end of a rule; true also when the mark is not there. */
+bool TakeNumber(std::string_view& rule, char mark, unsigned long& number) {
+    const size_t at = rule.rfind(mark);
+    if (at == std::string_view::npos) {
+        return true;
+    }
+    const std::string_view digits = rule.substr(at + 1);
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    rule = rule.substr(0, at);
+    return error == std::errc() && end == digits.data() + digits.size();
+}
+
+}  // namespace
+
+bool Faults::Set(const std::string& name, const std::string& rule) {
+    Rule parsed;
+    parsed.times = std::numeric_limits<unsigned long>::max();
+    std::string_view rest = rule;
+    if (!TakeNumber(rest, 'x', parsed.times) || !TakeNumber(rest, '@', parsed.skip) || rest.empty()) {
+        return false;
+    }
+    rules_.erase(name);
+    if (rest != "ok") {
+        parsed.action = rest;
+        rules_[name] = parsed;
+    }
+    return true;
+}
+
+std::string Faults::Take(const std::string& name) {
+    const auto found = rules_.find(name);
+    if (found == rules_.end()) {
+        return "";
+    }
+    Rule& rule = found->second;
+    if (rule.skip > 0) {
+        --rule.skip;
+        return "";
+    }
+    if (rule.times == 0) {
+        return "";
+    }
+    --rule.times;
+    return rule.action;
+}
+
+}  // namespace simulation

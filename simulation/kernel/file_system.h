@@ -1,0 +1,36 @@
+#pragma once
+
+#define FUSE_USE_VERSION 314
+#include <fuse3/fuse_lowlevel.h>
+
+#include <memory>
+#include <vector>
+
+#include "simulation/kernel/tree.h"
+
+namespace simulation {
+
+/** Serves a tree of nodes over FUSE. Everything goes past the page cache, so that a reader always sees the
+ * present and a block target is asked for every block. */
+class FileSystem {
+  public:
+    /** `fuseFd` is an open /dev/fuse, mounted by whoever gave it; it is closed with this. */
+    FileSystem(Tree& tree, int fuseFd);
+    ~FileSystem();
+    FileSystem(const FileSystem&) = delete;
+    FileSystem& operator=(const FileSystem&) = delete;
+
+    int Fd() const { return fuse_session_fd(session_.get()); }
+    /** Takes one request, waiting for it if need be, and answers it. False once the file system is unmounted.
+     */
+    bool ServeOne();
+
+  private:
+    struct Destroy {
+        void operator()(fuse_session* session) const { fuse_session_destroy(session); }
+    };
+    std::unique_ptr<fuse_session, Destroy> session_;
+    fuse_buf buffer_{};
+};
+
+}  // namespace simulation

@@ -1,0 +1,71 @@
+#include "simulation/kernel/superblock.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace simulation {
+
+namespace {
+
+constexpr char kMagic[16] = "vemo-flashcache";
+constexpr uint64_t kDataAlignment = 64 * 1024;
+
+uint64_t AlignUp(uint64_t value) {
+    return (value + kDataAlignment - 1) / kDataAlignment * kDataAlignment;
+}
+
+}  // namespace
+
+uint64_t Superblock::DataOffset() const {
+    return AlignUp(kMapOffset + slots * sizeof(uint64_t));
+}
+
+Superblock MakeSuperblock(const Disk& ssd, const Disk& space, const std::string& name, WriteMode mode,
+                          uint32_t version, uint64_t bytes) {
+    Superblock superblock;
+    std::memcpy(superblock.magic, kMagic, sizeof kMagic);
+    superblock.version = version;
+    superblock.blockSize = version == kVersionNew ? 64 * 1024 : 4 * 1024;
+    superblock.mode = mode;
+    name.copy(superblock.name, sizeof superblock.name - 1);
+    ssd.Path().copy(superblock.ssd, sizeof superblock.ssd - 1);
+    space.Path().copy(superblock.space, sizeof superblock.space - 1);
+    const uint64_t size = ssd.Size();
+    const uint64_t room = size - std::min(size, kMapOffset + kDataAlignment);
+    superblock.slots = room / (superblock.blockSize + sizeof(uint64_t));
+    if (bytes > 0) {
+        superblock.slots = std::min(superblock.slots, bytes / superblock.blockSize);
+    }
+    if (superblock.slots == 0 || bytes > size) {
+        errno = EINVAL;
+        ThrowErrno("no room for that cache");
+    }
+    return superblock;
+}
+
+std::optional<Superblock> ReadSuperblock(const Disk& ssd) {
+    ssd.DropCache();
+    std::array<char, sizeof(Superblock)> raw{};
+    ssd.Read(0, raw);
+    Superblock superblock;
+    std::memcpy(&superblock, raw.data(), raw.size());
+    const bool known = std::memcmp(superblock.magic, kMagic, sizeof kMagic) == 0 &&
+                       (superblock.version == kVersionOriginal || superblock.version == kVersionNew);
+    return known ? std::optional(superblock) : std::nullopt;
+}
+
+void WriteSuperblock(Disk& ssd, const Superblock& superblock) {
+    std::array<char, kMapOffset> raw{};
+    std::memcpy(raw.data(), &superblock, sizeof superblock);
+    ssd.Write(0, raw);
+    ssd.DropCache();
+}
+
+void WipeSuperblock(Disk& ssd) {
+    ssd.DropCache();
+    ssd.Write(0, std::array<char, kMapOffset>{});
+    ssd.DropCache();
+}
+
+}  // namespace simulation

@@ -1,0 +1,277 @@
+#include "simulation/launcher/init.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <set>
+#include <thread>
+
+#include "simulation/kernel/daemon.h"
+#include "simulation/launcher/devices.h"
+#include "simulation/launcher/mounts.h"
+#include "simulation/launcher/process.h"
+#include "simulation/launcher/root.h"
+
+namespace simulation {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/** Binds a socket to a path of the appliance. */
+void BindTo(int socketFd, const std::string& path, mode_t mode) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    Checked(bind(socketFd, reinterpret_cast<const sockaddr*>(&address), sizeof address), path);
+    Checked(chmod(path.c_str(), mode), path);
+}
+
+UniqueFd OpenFolder(const char* path) {
+    return UniqueFd(Checked(open(path, O_PATH | O_DIRECTORY | O_CLOEXEC), path));
+}
+
+/** Blocks the signals that init takes through a descriptor. */
+UniqueFd TakeSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : {SIGCHLD, SIGTERM, SIGHUP, SIGINT, SIGQUIT}) {
+        sigaddset(&signals, number);
+    }
+    Checked(sigprocmask(SIG_BLOCK, &signals, nullptr), "signals");
+    return UniqueFd(Checked(signalfd(-1, &signals, SFD_CLOEXEC), "signals"));
+}
+
+class Init {
+  public:
+    Init(const Options& options, const State& state) : options_(options), state_(state) {}
+
+    void Boot(int launcher);
+    int RunCommand();
+    void ShutDown();
+
+  private:
+    void AddDisks(std::vector<Disk>& disks);
+    void StartKernel(std::vector<Disk> disks);
+    [[noreturn]] void BeKernel(std::vector<Disk> disks, UniqueFd fuse, UniqueFd requests);
+    RootPlan PlanRoot() const;
+    std::optional<int> TakeSignal();
+    void TakeRequest();
+    std::vector<pid_t> OtherProcesses() const;
+
+    const Options& options_;
+    const State& state_;
+    const std::string folder_ = fs::current_path();
+    UniqueFd outerMounts_{open("/proc/self/ns/mnt", O_RDONLY | O_CLOEXEC)};
+    UniqueFd signals_ = TakeSignals();
+    UniqueFd log_{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    UniqueFd control_{socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)};
+    std::optional<Devices> devices_;
+    std::set<std::string> ownMounts_;
+    pid_t kernel_ = 0;
+    pid_t command_ = 0;
+};
+
+void Init::Boot(int launcher) {
+    const RootPlan plan = PlanRoot();
+    EnterStage();
+    devices_.emplace(OpenFolder(kStageDev));
+    std::vector<Disk> disks;
+    AddDisks(disks);
+    StartKernel(std::move(disks));
+    struct stat kernelRoot{};
+    Checked(stat(kStageKernel, &kernelRoot), "the simulated kernel");
+    dprintf(launcher, "%u\n", minor(kernelRoot.st_dev));
+    EnterRoot(plan);
+    BindTo(log_.Get(), "/dev/log", 0666);
+    BindTo(control_.Get(), kControlSocket, 0600);
+    Checked(listen(control_.Get(), SOMAXCONN), kControlSocket);
+    const std::vector<std::string> points = MountPoints();
+    ownMounts_ = {points.begin(), points.end()};
+}
+
+void Init::AddDisks(std::vector<Disk>& disks) {
+    constexpr unsigned kFirstSsd = 3;
+    for (unsigned i = 0; i < options_.pairs; ++i) {
+        const std::string ssd = "md" + std::to_string(kFirstSsd + i);
+        const std::string volume = "volume_" + std::to_string(1 + i);
+        for (const auto& [path, name, size] :
+             {std::tuple("/dev/" + ssd, ssd, options_.ssdBytes),
+              std::tuple("/dev/vg1/" + volume, volume, options_.volumeBytes)}) {
+            UniqueFd file = state_.OpenDisk(name, size);
+            UniqueFd kernelFile(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
+            const int node = devices_->AddDisk(path, std::move(file));
+            disks.emplace_back(path, std::move(kernelFile), UniqueFd(fcntl(node, F_DUPFD_CLOEXEC, 0)));
+        }
+    }
+}
+
+/** The file system is mounted first: an unmounted /dev/fuse cannot be waited on. */
+void Init::StartKernel(std::vector<Disk> disks) {
+    UniqueFd fuse(Checked(open("/dev/fuse", O_RDWR | O_CLOEXEC), "/dev/fuse"));
+    Mount("vemo-kernel", kStageKernel, "fuse", MS_NOSUID | MS_NODEV,
+          "rootmode=40000,user_id=0,group_id=0,allow_other,default_permissions,fd=" +
+              std::to_string(fuse.Get()));
+    int ends[2] = {};
+    Checked(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), "a socket pair");
+    UniqueFd ours(ends[0]);
+    UniqueFd theirs(ends[1]);
+    kernel_ = Fork([&]() -> int {
+        ours.Reset();
+        BeKernel(std::move(disks), std::move(fuse), std::move(theirs));
+    });
+    devices_->ConnectKernel(std::move(ours), OpenFolder(kStageKernel));
+}
+
+/** The daemon lives in the machine's mount namespace: in the appliance's own it would, when that is torn
+ * down, be waited for by the unmounting of what it serves. */
+void Init::BeKernel(std::vector<Disk> disks, UniqueFd fuse, UniqueFd requests) {
+    Checked(setns(outerMounts_.Get(), CLONE_NEWNS), "the machine's mount namespace");
+    prctl(PR_SET_NAME, "vemo-kernel");
+    prctl(PR_SET_IO_FLUSHER, 1, 0, 0,
+          0);  // not to be made to wait for writers that wait for us; only if allowed
+    setsid();
+    SystemLog log(std::move(log_), state_.OpenLog());
+    Kernel kernel(std::move(disks), std::move(log), OpenOwnProc(), options_.cleanRate);
+    ServeKernel(kernel, fcntl(fuse.Get(), F_DUPFD_CLOEXEC, 0), requests.Get());
+    _exit(0);
+}
+
+RootPlan Init::PlanRoot() const {
+    RootPlan plan;
+    const fs::path program = fs::read_symlink("/proc/self/exe");
+    plan.installPrefix = program.parent_path().parent_path();
+    plan.neededPaths = {plan.installPrefix, folder_};
+    std::error_code ignored;
+    const fs::path command = fs::canonical(options_.command[0], ignored);
+    if (!command.empty()) {
+        const fs::path folder = command.parent_path();
+        plan.neededPaths.push_back(folder == "/tmp" ? command : folder);
+    }
+    if (state_.IsKept()) {
+        plan.keptEtc = state_.Folder("usr-vemo-etc");
+        plan.keptDefaults = state_.Folder("etc.defaults");
+    }
+    return plan;
+}
+
+int Init::RunCommand() {
+    command_ = Fork([this] { return BecomeCommand(options_.command, folder_); });
+    for (;;) {
+        pollfd sources[] = {{signals_.Get(), POLLIN, 0}, {control_.Get(), POLLIN, 0}};
+        if (poll(sources, std::size(sources), -1) < 0) {
+            continue;
+        }
+        if (sources[0].revents != 0) {
+            if (const auto code = TakeSignal()) {
+                return *code;
+            }
+        }
+        if (sources[1].revents != 0) {
+            TakeRequest();
+        }
+    }
+}
+
+/** The exit code when the command has ended, or the kernel, without which there is no going on. */
+std::optional<int> Init::TakeSignal() {
+    signalfd_siginfo info{};
+    if (read(signals_.Get(), &info, sizeof info) != sizeof info) {
+        return std::nullopt;
+    }
+    if (info.ssi_signo != SIGCHLD) {
+        if (info.ssi_code != SI_KERNEL) {  // what the terminal sends, the command got itself
+            kill(command_, static_cast<int>(info.ssi_signo));
+        }
+        return std::nullopt;
+    }
+    std::optional<int> code;
+    int status = 0;
+    for (pid_t ended = 0; (ended = waitpid(-1, &status, WNOHANG)) > 0;) {
+        if (ended == command_) {
+            code = ExitCodeOf(status);
+        } else if (ended == kernel_) {
+            Complain("the simulated kernel died");
+            kernel_ = 0;
+            return kExitFailed;
+        }
+    }
+    return code;
+}
+
+void Init::TakeRequest() {
+    const UniqueFd peer(accept4(control_.Get(), nullptr, nullptr, SOCK_CLOEXEC));
+    const timeval patience{1, 0};
+    setsockopt(peer.Get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    if (const auto request = ReceiveWords(peer.Get())) {
+        SendAnswer(peer.Get(), devices_->Handle(*request));
+    }
+}
+
+std::vector<pid_t> Init::OtherProcesses() const {
+    std::vector<pid_t> processes;
+    for (const auto& entry : fs::directory_iterator("/proc/.kernel")) {
+        const int process = std::atoi(entry.path().filename().c_str());
+        if (process > 1 && process != kernel_) {
+            processes.push_back(process);
+        }
+    }
+    return processes;
+}
+
+/** Ends what the command left running, unmounts what it left mounted, and has everything written that is not
+ * yet. */
+void Init::ShutDown() {
+    if (kernel_ == 0) {
+        return;
+    }
+    constexpr int kTries = 2000;
+    for (int i = 0; i < kTries; ++i) {
+        while (waitpid(-1, nullptr, WNOHANG) > 0) {
+        }
+        const std::vector<pid_t> others = OtherProcesses();
+        if (others.empty()) {
+            break;
+        }
+        for (const pid_t process : others) {
+            kill(process, SIGKILL);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    const std::vector<std::string> points = MountPoints();
+    for (auto point = points.rbegin(); point != points.rend(); ++point) {
+        if (!ownMounts_.contains(*point)) {
+            umount2(point->c_str(), 0);
+        }
+    }
+    devices_->ShutDown();
+}
+
+}  // namespace
+
+int RunInit(const Options& options, const State& state, UniqueFd launcher) {
+    pollfd reader{launcher.Get(), 0, 0};
+    if (poll(&reader, 1, 0) != 0) {
+        return kExitFailed;  // the launcher died before it could take us along
+    }
+    Init init(options, state);
+    init.Boot(launcher.Get());
+    const int code = init.RunCommand();
+    init.ShutDown();
+    return code;
+}
+
+}  // namespace simulation

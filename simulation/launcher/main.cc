@@ -1,0 +1,127 @@
+// vemo-appliance: runs a command on a simulated storage appliance, and sees to running ones.
+#include <CLI/CLI.hpp>
+
+#include "simulation/launcher/client.h"
+#include "simulation/launcher/launcher.h"
+#include "simulation/launcher/process.h"
+
+namespace {
+
+using simulation::Options;
+using simulation::Which;
+
+constexpr char kAbout[] =
+    "Runs COMMAND on a simulated storage appliance, and leaves nothing behind on this machine.\n\n"
+    "The appliance shows the machine's files, with changes kept to itself; its SSD is /dev/md3, its volume\n"
+    "/dev/vg1/volume_1 (with --pairs also /dev/md4 and /dev/vg1/volume_2, and so on). Its system log is\n"
+    "/var/log/messages. The exit code is the command's, 128 and the signal when one killed it, 125 when the\n"
+    "appliance failed, 126 or 127 when the command could not be run.";
+
+constexpr char kFaults[] =
+    "Faults, and the values they take:\n"
+    "  writeback     ACTION fail: writing a dirty block back to the volume fails\n"
+    "  errors        N: the kernel reports N failed write-backs\n"
+    "  cleaning      pause, run, or N: pauses, after cleaning N blocks that are done on return\n"
+    "  remove        ACTION busy: a cache device is busy when it is to be removed\n"
+    "  knob.NAME     ACTION reject: a knob's file takes no value; knob.* for any knob\n"
+    "  tool.NAME     ACTION of a tool, such as flashcache_create or dmsetup: fail[:STATUS], hang, rubbish,\n"
+    "                flood[:LINES], crash\n"
+    "  file.NAME     TEXT that a file under /proc/flashcache, such as flashcache_errors, holds instead\n\n"
+    "An ACTION can be followed by @SKIP (that many uses go well first) and by xTIMES (and all after so many "
+    "again):\n"
+    "\"reject@3x1\" rejects the fourth write alone. \"ok\" ends a fault.";
+
+void AddWhich(CLI::App& app, Which& which) {
+    app.add_option("--state", which.stateFolder, "The appliance that runs on this state folder");
+    app.add_option("--pid", which.process, "The appliance of this vemo-appliance process");
+}
+
+struct Arguments {
+    Options options;
+    Which which;
+    std::string name;
+    std::string value;
+    uint64_t size = 0;
+    int code = 0;
+};
+
+void AddOptions(CLI::App& app, Options& options) {
+    const CLI::AsSizeValue size(false);
+    app.add_option("--state", options.stateFolder, "Keep disks and configuration in this folder");
+    app.add_option("--pairs", options.pairs, "Number of pairs of SSD and volume")
+        ->check(CLI::Range(1, 64))
+        ->capture_default_str();
+    app.add_option("--ssd-size", options.ssdBytes, "Size of a new SSD, such as 256M (default 1G)")
+        ->transform(size);
+    app.add_option("--volume-size", options.volumeBytes, "Size of a new volume (default 2G)")
+        ->transform(size);
+    app.add_option("--clean-rate", options.cleanRate, "Dirty blocks written back per second (0: no limit)")
+        ->capture_default_str();
+}
+
+void AddFault(CLI::App& app, Arguments& arguments) {
+    CLI::App* fault = app.add_subcommand("fault", "Makes something go wrong on a running appliance");
+    fault->footer(kFaults);
+    AddWhich(*fault, arguments.which);
+    fault->add_option("NAME", arguments.name)->required();
+    fault->add_option("VALUE", arguments.value)->required();
+    fault->callback([&arguments] {
+        simulation::SendRequest(arguments.which, {"fault", arguments.name, arguments.value});
+    });
+}
+
+void AddGrow(CLI::App& app, Arguments& arguments) {
+    CLI::App* grow =
+        app.add_subcommand("grow", "Grows a disk of a running appliance, such as /dev/vg1/volume_1");
+    AddWhich(*grow, arguments.which);
+    grow->add_option("DISK", arguments.name)->required();
+    grow->add_option("SIZE", arguments.size, "Its new size, such as 3G")
+        ->required()
+        ->transform(CLI::AsSizeValue(false));
+    grow->callback([&arguments] {
+        simulation::SendRequest(arguments.which, {"grow", arguments.name, std::to_string(arguments.size)});
+    });
+}
+
+void AddEnter(CLI::App& app, Arguments& arguments) {
+    CLI::App* enter = app.add_subcommand("enter", "Runs a second command on a running appliance");
+    AddWhich(*enter, arguments.which);
+    enter->prefix_command();
+    enter->callback([&arguments, enter] {
+        const std::vector<std::string> command = enter->remaining();
+        if (command.empty()) {
+            throw CLI::RequiredError("COMMAND");
+        }
+        arguments.code = simulation::Enter(arguments.which, command);
+    });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app(kAbout, "vemo-appliance");
+    app.footer(
+        "COMMAND [ARG...] follows the options. To run a program called as a subcommand is, give its path.");
+    app.prefix_command();
+    Arguments arguments;
+    AddOptions(app, arguments.options);
+    AddFault(app, arguments);
+    AddGrow(app, arguments);
+    AddEnter(app, arguments);
+    try {
+        app.parse(argc, argv);
+        if (!app.get_subcommands().empty()) {
+            return arguments.code;
+        }
+        arguments.options.command = app.remaining();
+        if (arguments.options.command.empty()) {
+            throw CLI::RequiredError("COMMAND");
+        }
+        return simulation::RunAppliance(arguments.options);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : simulation::kExitFailed;
+    } catch (const std::exception& error) {
+        simulation::Complain(error.what());
+        return simulation::kExitFailed;
+    }
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace simulation {
+
+/** What to boot. */
+struct Options {
+    std::string stateFolder;  // "": nothing is kept
+    unsigned pairs = 1;       // of SSD and volume
+    uint64_t ssdBytes = 1ULL << 30;
+    uint64_t volumeBytes = 2ULL << 30;
+    uint64_t cleanRate = 0;  // blocks per second, 0: as fast as it goes
+    std::vector<std::string> command;
+};
+
+/** Exit codes of our own, as env(1) has them; otherwise the command's own, or 128 and its signal. */
+inline constexpr int kExitFailed = 125;
+inline constexpr int kExitCannotRun = 126;
+inline constexpr int kExitNotFound = 127;
+
+}  // namespace simulation

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace simulation {
+
+/** Says on standard error what went wrong. */
+void Complain(const std::string& what);
+
+/** Forks. The child, which is killed when we are, runs `body` and ends with what that returns, or with
+ * kExitFailed and a message when it throws. */
+pid_t Fork(const std::function<int()>& body);
+
+/** Becomes a command, found by PATH, in `folder` (in "/" where that is not there), with no signal blocked.
+ * Returns, with a message, the exit code that tells why it failed. */
+int BecomeCommand(const std::vector<std::string>& command, const std::string& folder);
+
+/** A process' end as a shell tells it: its exit status, or 128 and the signal that killed it. */
+int ExitCodeOf(int waitStatus);
+
+}  // namespace simulation
