@@ -37,6 +37,9 @@
 extern "C" {
 #endif
 
+/* The platform's list of texts; made and released with the platform's own calls. */
+struct VLIBC_SZLIST;
+
 /* ---- Enumerations -------------------------------------------------------------------------- */
 
 /* How a cache treats writes. 3 has no meaning and is refused. */
@@ -214,6 +217,37 @@ typedef struct FLASHCACHE_CREATE_PARAM {
     int32_t CacheVersion; /* FLASHCACHE_VERSION */
 } FLASHCACHE_CREATE_PARAM;
 
+/* An SSD whose support is asked for. */
+typedef struct FLASHCACHE_SSD_INFO {
+    const char *Model;
+    uint64_t Size; /* bytes, not 0 */
+} FLASHCACHE_SSD_INFO;
+
+/* One SSD of the compatibility database. The texts are the record's own; NULL where the database has
+ * none, except Name. */
+typedef struct FLASHCACHE_SUPPORT_SSD {
+    char *Name; /* the section: "<model>|<capacity in GiB>" */
+    char *Brand;
+    char *Size;
+    char *Since;
+    char *SupportModels;
+} FLASHCACHE_SUPPORT_SSD;
+
+/* A link of the list of supported SSDs. */
+typedef struct FLASHCACHE_SUPPORT_SSD_LIST {
+    FLASHCACHE_SUPPORT_SSD *SSD;
+    struct FLASHCACHE_SUPPORT_SSD_LIST *Next; /* NULL at the end */
+} FLASHCACHE_SUPPORT_SSD_LIST;
+
+/* What was last touched on one day. */
+typedef struct FLASHCACHE_FILE_STAT_DAY {
+    int32_t Year;
+    int32_t Month;
+    int32_t Day;
+    uint64_t FileCount;
+    uint64_t FileSizeSum; /* bytes occupied on disk */
+} FLASHCACHE_FILE_STAT_DAY;
+
 /* ---- The platform's error slot --------------------------------------------------------------
  * Functions of the platform's core library (libvemocore), declared here for the callers' comfort.
  * The slot is per thread, and calls that succeed leave it as it was. */
@@ -291,6 +325,31 @@ VEMOFLASHCACHE_API int VEMOFlashCacheConfigTmpUpdate(void);
 /* Removes the entry that matches `criteria` and refreshes the temporary copy; with NULL removes the
  * whole configuration file and leaves the copy. Returns 0 also when nothing matched, -1 on failure. */
 VEMOFLASHCACHE_API int VEMOFlashCacheConfigDelete(const FLASHCACHE_CONFIG_SEARCH *criteria);
+
+/* ---- Serial numbers of SSDs ----------------------------------------------------------------
+ * Kept per named section in "/usr/vemo/etc/flashcache_ssd_sn_list.conf", mode 0600, under a lock that
+ * is waited for 30 seconds at the most. */
+
+/* Reads the serial numbers stored for `section` (required) into a new list at *list (required), which the
+ * caller releases with the platform's VLIBCSzListFree.
+ * Returns 1; 0 without a file or section; -1 on failure, an incomplete section included. */
+VEMOFLASHCACHE_API int VEMOFlashcacheConfigSerialListGet(const char *section, struct VLIBC_SZLIST **list);
+
+/* Stores `serials`, the numbers joined by ",", for `section`; both required. Returns 0 or -1. */
+VEMOFLASHCACHE_API int VEMOFlashcacheConfigSerialListSet(const char *section, const char *serials);
+
+/* Removes the section. Returns 0, also when it was not there, or -1. */
+VEMOFLASHCACHE_API int VEMOFlashcacheConfigSerialListDelete(const char *section);
+
+/* Whether an entry of `serials` (NULL for none) is missing among those stored for `section`: 1, or 0 (also on
+ * every failure). */
+VEMOFLASHCACHE_API int VEMOFlashcacheConfigSerialListCheck(const char *section,
+                                                           const struct VLIBC_SZLIST *serials);
+
+/* Announces a missing write-back cache: an entry in the event log and the notification "SSDCacheMissing".
+ * Remembers nothing: each call announces again. Returns 0 when that was done or not called for (the cache
+ * is there, or not write-back), -1 on failure. */
+VEMOFLASHCACHE_API int VEMOFlashCacheCheckSendMissingNotification(const FLASHCACHE_CONFIG *config);
 
 /* ---- Run-time knobs ------------------------------------------------------------------------ */
 
@@ -373,6 +432,23 @@ VEMOFLASHCACHE_API int VEMOFlashCacheCountStatGet(const char *ssdName, const cha
                                                   FLASHCACHE_WRITE_MODE writeMode,
                                                   FLASHCACHE_COUNT_STAT *out);
 
+/* Adds to *size the size in bytes of each live cache that `search` selects (NULL: all). The caller sets it
+ * to 0 first. Returns 0, or -1 (0x0D00 without size). */
+VEMOFLASHCACHE_API int VEMOFlashCacheCacheSizeGet(const FLASHCACHE_STAT_SEARCH *search, uint64_t *size);
+
+/* Adds to *bytes the kernel memory that the block metadata of each selected live cache takes. Returns 0, or
+ * -1: 0x0D00 without bytes; a block size that is neither 4 nor 64 KiB, what came before it is added. */
+VEMOFLASHCACHE_API int VEMOFlashcacheUsedMemGet(const FLASHCACHE_STAT_SEARCH *search, uint64_t *bytes);
+
+/* The fixed kernel memory in KiB of the first configured cache that matches: 4096 for the original version,
+ * 416 for the new one (and without a search), 0 on failure. */
+VEMOFLASHCACHE_API uint32_t VEMOFlashCacheGetCacheMemoryComsuptionKb(const FLASHCACHE_CONFIG_SEARCH *search);
+
+/* Adds to *bytes the kernel memory that all configured caches will need, pin bitmaps included; sets it to 0
+ * when none is configured. Returns 0; -1 when the configuration cannot be read; the number of configured
+ * caches when one of them cannot be reckoned, with what came before it added. */
+VEMOFLASHCACHE_API int VEMOFlashCacheGetTotalMemoryConsumptionByte(uint64_t *bytes);
+
 /* ---- Lifecycle ----------------------------------------------------------------------------- */
 
 /* Whether the kernel module `name` is loaded: 1, or 0 (also when that cannot be told). */
@@ -402,6 +478,13 @@ VEMOFLASHCACHE_API int VEMOFlashCacheLoad(const char *ssdPath, const char *space
 /* Takes a cache device down; its SSD keeps the metadata. When the device is busy, the mounts and the
  * processes that hold it go to the log. Returns 0, or -1 (0x0D00 for a bad path). */
 VEMOFLASHCACHE_API int VEMOFlashCacheUnload(const char *cacheDevPath);
+
+/* Whether the SSD carries cache metadata: 1, or 0 (also on every failure). */
+VEMOFLASHCACHE_API int VEMOFlashCacheCheckMetadataExist(const char *ssdPath);
+
+/* The FLASHCACHE_VERSION of the cache metadata on an SSD; -1 when there is none that we know, and on
+ * failure (0x0D00 for a bad path). */
+VEMOFLASHCACHE_API FLASHCACHE_VERSION VEMOFlashCacheVersionGet(const char *ssdPath);
 
 /* Wipes the cache metadata on an SSD. All that lies in that cache alone is lost.
  * Returns 0 once the tool has run, also when it failed, which 0x8100 in the error slot tells; -1 with
@@ -458,6 +541,107 @@ VEMOFLASHCACHE_API float VEMOFlashCacheGetFlushProgress(const char *ssdName, con
 
 /* The number of blocks still dirty in the cache on the devices with these short names; -1 on failure. */
 VEMOFLASHCACHE_API int VEMOFlashCacheDirtyBlockGet(const char *ssdName, const char *spaceName);
+
+/* ---- Power-management flush record ----------------------------------------------------------
+ * Whether the power management's flush of a cache has been done, by a key that the callers choose. */
+
+/* Records that it has (status 1) or has not (0). Returns 0, or -1 on failure; a bad argument is logged and
+ * answered with 0. */
+VEMOFLASHCACHE_API int VEMOFlashCacheApmFlushStatusSet(const char *cacheKey, unsigned int status);
+
+/* Whether it has: 1, or 0 (also on every failure). */
+VEMOFLASHCACHE_API int VEMOFlashCacheIsApmFlushDone(const char *cacheKey);
+
+/* Makes sure that the run-time file exists: a copy of the persistent one, in `runtimeDir`, or both empty.
+ * Takes no lock. Returns 0 or -1. */
+VEMOFLASHCACHE_API int CreateConfigFilesIfNeeded(const char *persistentPath, const char *runtimePath,
+                                                 const char *runtimeDir);
+
+/* ---- SSD compatibility ---------------------------------------------------------------------- */
+
+/* Whether the database's section of this name (blanks around it dropped) supports the running appliance and
+ * build: 1, or 0 (also on every failure). */
+VEMOFLASHCACHE_API int VEMOFlashCacheIsSSDSupport(const char *sectionName);
+
+/* Whether the first section whose model begins with `Model` and whose capacity is within a tenth of `Size`
+ * supports the running appliance and build: 1, or 0 (also on every failure; 0x0D00 for a bad argument). */
+VEMOFLASHCACHE_API int VEMOFlashCacheCheckSSDSupport(const FLASHCACHE_SSD_INFO *ssd);
+
+/* Hands out the database in file order. *list: the caller sets it to NULL and releases it with
+ * VEMOFlashCacheSupportSSDFree. Returns the number of entries, 0 without a database; -1 on failure. */
+VEMOFLASHCACHE_API int VEMOFlashCacheSupportSSDGet(FLASHCACHE_SUPPORT_SSD_LIST **list);
+
+/* Releases a list with all its entries and texts. NULL does nothing. */
+VEMOFLASHCACHE_API void VEMOFlashCacheSupportSSDFree(FLASHCACHE_SUPPORT_SSD_LIST *list);
+
+/* Replaces the database with a fresh copy from the update server, which is not examined. Not to be called by
+ * two threads of one process at a time. Returns 0, or -1 with the old database in place. */
+VEMOFLASHCACHE_API int VEMOFlashCacheSupportSSDUpdate(void);
+
+/* ---- Pinned files ---------------------------------------------------------------------------
+ * Files that stay resident in the cache; the pin tool's work. On a model without pinning, the bitmap
+ * and mount operations succeed without doing anything. */
+
+/* Whether this appliance model supports pinning: 1 or 0. */
+VEMOFLASHCACHE_API int ModelSupportPin(void);
+
+/* Runs the pin tool with one option for the volume mounted at `mountPath`. Returns 0 or -1. */
+VEMOFLASHCACHE_API int FlashcacheExecuteCommand(const char *option, const char *mountPath);
+
+/* Pins (`pin` nonzero) or unpins the files of `files`, a list of at most 1023 characters in the pin tool's
+ * own form, on the volume mounted at `mountPath`; both required. Returns 0 or -1. */
+VEMOFLASHCACHE_API int FlashCachePinAddOrRemoveFiles(const char *files, const char *mountPath, int pin);
+
+/* The same by name. */
+VEMOFLASHCACHE_API int VEMOFlashCachePinAddFiles(const char *files, const char *mountPath);
+VEMOFLASHCACHE_API int VEMOFlashCachePinRemoveFiles(const char *files, const char *mountPath);
+
+/* Delete the volume's pin bitmap; send it to the kernel. Return 0 or -1. */
+VEMOFLASHCACHE_API int VEMOFlashCachePinDeleteVolumeBitmap(const char *mountPath);
+VEMOFLASHCACHE_API int VEMOFlashCachePinSendVolumeBitmap(const char *mountPath);
+
+/* Tell the pin tool that the volume was mounted, or unmounted. Return 0 or -1. */
+VEMOFLASHCACHE_API int VEMOFlashCachePinHandleVolumeMount(const char *mountPath);
+VEMOFLASHCACHE_API int VEMOFlashCachePinHandleVolumeUmount(const char *mountPath);
+
+/* The size in bytes of the volume's pin bitmap. Returns 0, or -1, also on a model without pinning. */
+VEMOFLASHCACHE_API int VEMOFlashCachePinGetBitmapSizeByte(const char *mountPath, uint64_t *bytes);
+
+/* Whether the volume supports pinning: 1, or 0 (also on every failure). */
+VEMOFLASHCACHE_API int VEMOFlashCachePinIsVolumeSupport(const char *mountPath);
+
+/* Whether the file is pinned, into *isAdded (1 or 0); both required. Returns 0, or -1. */
+VEMOFLASHCACHE_API int VEMOFlashCachePinIsFileAdded(const char *filePath, uint32_t *isAdded);
+
+/* ---- File statistics ------------------------------------------------------------------------
+ * A run walks the files of a volume and counts them by age, that of the newest of their times. One run at
+ * a time, on the whole appliance: a marker file tells the others. */
+
+/* Runs and writes "/etc/flashcache_file_statistics": files and bytes for each of the last seven days.
+ * volumeName: may be NULL. volumePath: the volume's mount path, required.
+ * Returns 0, or -1: 0x0D00, 0x0900 or 0x0B00, or no code. */
+VEMOFLASHCACHE_API int FlashcacheFileStatistics(const char *volumeName, const char *volumePath);
+
+/* Runs and writes the section `volumeId` of the same file, with the bytes of four age levels; other volumes'
+ * sections stay. Both required. Returns 0 or -1. */
+VEMOFLASHCACHE_API int FlashcacheDoStatistics(const char *volumeId, const char *volumePath);
+
+/* Reads back what FlashcacheFileStatistics wrote.
+ * days: array of dayCount (at least 7) entries, filled from today on. volume, time: buffers of volumeSize and
+ * timeSize bytes. Returns 0, or -1: 0x0D00 or 0x0900, or no code for a file that does not parse. */
+VEMOFLASHCACHE_API int FlashcacheFileStatisticsGetAndParse(FLASHCACHE_FILE_STAT_DAY *days, int dayCount,
+                                                           char *volume, int volumeSize, char *time,
+                                                           int timeSize);
+
+/* Whether a run is in progress: 1 or 0; the marker of a run that died does not count. */
+VEMOFLASHCACHE_API int FlashcacheFileStatisticsIsProcessing(void);
+
+/* The same, and the id of the volume that a FlashcacheDoStatistics run walks into `volumeId`; NULL when not
+ * wanted. */
+VEMOFLASHCACHE_API int FlashcacheCheckFileStatisticsProgressFile(char *volumeId, int size);
+
+/* Whether statistics exist and can be read: 1 or 0. */
+VEMOFLASHCACHE_API int FlashcacheFileStatisticsDataIsExist(void);
 
 #ifdef __cplusplus
 }

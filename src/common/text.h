@@ -20,6 +20,11 @@ inline bool Contains(const char* text, std::string_view part) noexcept {
     return std::string_view(text).find(part) != std::string_view::npos;
 }
 
+/// A text that may be NULL, for messages: spelled as printf itself would.
+inline const char* TextOrNull(const char* text) noexcept {
+    return text == nullptr ? "(null)" : text;
+}
+
 /// The text after the last "/", the whole text when there is none; a pointer into `path`.
 const char* LastComponent(const char* path) noexcept;
 

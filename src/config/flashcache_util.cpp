@@ -65,7 +65,7 @@ using namespace flashcache;
 
 const char* VEMOFlashCacheGetShortDevName(const char* path) {
     if (!IsDevicePath(path)) {
-        LogError()("Bad device path : [%s]", path);
+        LogError()("Bad device path : [%s]", TextOrNull(path));
         return nullptr;
     }
     return LastComponent(path);

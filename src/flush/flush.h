@@ -32,4 +32,12 @@ enum class SyncErrors { kNone, kSome, kUnknown };
 /// Asks the kernel for failed write-backs of the cache on these devices.
 SyncErrors FlashCacheSyncErrorCheck(const char* ssdPath, const char* spacePath) noexcept;
 
+// ---- The power management's record ----
+
+inline constexpr const char* kApmPersistentFile = "/usr/vemo/etc/flashcache_apm_flush_done.conf";
+inline constexpr const char* kApmRuntimeFile = "/var/run/ssd-cache/flashcache_apm_flush_done.conf";
+inline constexpr const char* kApmRuntimeDir = "/var/run/ssd-cache";
+inline constexpr const char* kApmLockFile = "/run/lock/ssdcache-apm-flush.lock";
+inline constexpr const char* kApmDone = "yes";
+
 }  // namespace flashcache

@@ -1,5 +1,7 @@
 // Removing a running cache end to end.
 
+#include <initializer_list>
+
 #include "common/log.h"
 #include "config/config.h"
 #include "status/status.h"

@@ -1,0 +1,22 @@
+// File statistics: what their modules share.
+#pragma once
+
+#include <ctime>
+
+#include "common/handle.h"
+#include "file_statistics/file_ages.h"
+#include "vemoflashcache.h"
+
+namespace flashcache {
+
+inline constexpr const char* kMarkerFile = "/tmp/flashcache_file_statistics_processing";
+inline constexpr const char* kStatisticsFile = "/etc/flashcache_file_statistics";
+inline constexpr std::size_t kTextSize = 1024;
+
+using Process = Handle<VLIBC_PROC, VLIBCProcFree>;
+
+/// Walks a volume and counts its files by age, from the day that `local` is in. The result is the process's
+/// one set of accumulators, which the next walk overwrites; NULL when the walk failed.
+const FileAges* CountVolume(const tm& local, const char* volumePath);
+
+}  // namespace flashcache
