@@ -31,7 +31,7 @@ class Kernel {
     Tree& Files() { return tree_; }
     SystemLog& Log() { return log_; }
 
-    /** Carries out a request. See the table in kernel_requests.cc. */
+    /** Carries out a request. See the table in kernel_requests.cpp. */
     Answer Handle(const Words& request);
     /** Does what is due, and tells how long until there is more (milliseconds, -1: nothing before a request).
      */

@@ -11,7 +11,7 @@ struct Options {
     std::string stateFolder;  // "": nothing is kept
     unsigned pairs = 1;       // of SSD and volume
     uint64_t ssdBytes = 1ULL << 30;
-    uint64_t volumeBytes = 2ULL << 30;
+    uint64_t volumeBytes = 1ULL << 30;
     uint64_t cleanRate = 0;  // blocks per second, 0: as fast as it goes
     std::vector<std::string> command;
 };

@@ -1,9 +1,10 @@
 #include "simulation/launcher/state.h"
 
 #include <fcntl.h>
-#include <signal.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
 #include <chrono>
 #include <filesystem>
@@ -28,8 +29,11 @@ std::pair<pid_t, pid_t> NotedProcesses(const std::string& folder) {
     return noted;
 }
 
+/** A process that has ended but is not waited for yet is not alive. */
 bool IsAlive(pid_t process) {
-    return process > 0 && (kill(process, 0) == 0 || errno != ESRCH);
+    const UniqueFd handle(process > 0 ? static_cast<int>(syscall(SYS_pidfd_open, process, 0)) : -1);
+    pollfd ended{handle.Get(), POLLIN, 0};
+    return handle && poll(&ended, 1, 0) == 0;
 }
 
 }  // namespace

@@ -175,7 +175,8 @@ void Allocate(fuse_req_t request, fuse_ino_t number, int mode, off_t offset, off
 }
 
 void Initialize(void* /*userdata*/, fuse_conn_info* connection) {
-    connection->want &= ~(FUSE_CAP_SPLICE_READ | FUSE_CAP_SPLICE_WRITE | FUSE_CAP_SPLICE_MOVE);
+    connection->want &=
+        ~(FUSE_CAP_SPLICE_READ | FUSE_CAP_SPLICE_WRITE | FUSE_CAP_SPLICE_MOVE | FUSE_CAP_ATOMIC_O_TRUNC);
     connection->max_write = 1024 * 1024;
 }
 

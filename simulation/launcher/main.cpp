@@ -53,7 +53,7 @@ void AddOptions(CLI::App& app, Options& options) {
         ->capture_default_str();
     app.add_option("--ssd-size", options.ssdBytes, "Size of a new SSD, such as 256M (default 1G)")
         ->transform(size);
-    app.add_option("--volume-size", options.volumeBytes, "Size of a new volume (default 2G)")
+    app.add_option("--volume-size", options.volumeBytes, "Size of a new volume (default 1G)")
         ->transform(size);
     app.add_option("--clean-rate", options.cleanRate, "Dirty blocks written back per second (0: no limit)")
         ->capture_default_str();

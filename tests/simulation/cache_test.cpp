@@ -1,0 +1,250 @@
+// The simulated cache against a model: whatever is done to it, every byte read is one that was written, and a
+// crash loses nothing that was synced.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <random>
+#include <set>
+
+#include "simulation/kernel/cache.h"
+#include "simulation/kernel/system_log.h"
+
+namespace simulation {
+namespace {
+
+constexpr uint64_t kSector = 512;
+constexpr uint64_t kSpaceBytes = 4 * 1024 * 1024 + 3 * kSector;  // the last block is not a whole one
+constexpr uint64_t kSectors = kSpaceBytes / kSector;
+
+Disk MakeDisk(const std::string& path, uint64_t bytes) {
+    UniqueFd file(open("/tmp", O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
+    EXPECT_EQ(ftruncate(file.Get(), static_cast<off_t>(bytes)), 0);
+    return {path, std::move(file), UniqueFd()};
+}
+
+using Sector = std::array<char, kSector>;
+
+Sector Stamp(uint32_t stamp) {
+    Sector sector{};
+    for (size_t i = 0; i + sizeof stamp <= sector.size(); i += sizeof stamp) {
+        std::copy_n(reinterpret_cast<const char*>(&stamp), sizeof stamp, sector.begin() + i);
+    }
+    return sector;
+}
+
+struct Setup {
+    WriteMode mode;
+    uint32_t version;
+    int32_t reclaim;
+    uint64_t bytes;  // few, so that slots are soon taken for other blocks
+    const char* name;
+};
+
+/** A cache that is used at random, next to what each sector may hold: after a crash, also the last synced
+ * stamp or any written since. */
+class Model {
+  public:
+    Model(const Setup& setup, unsigned seed) : random_(seed) {
+        const Superblock superblock =
+            MakeSuperblock(ssd_, space_, "cachedev_0", setup.mode, setup.version, setup.bytes);
+        cache_ = Cache::Create(superblock, ssd_, space_, faults_, pace_);
+        reclaim_ = std::to_string(setup.reclaim);
+        cache_->SetKnob(Knob::kReclaimPolicy, reclaim_);
+    }
+
+    /** Seldom anything that brings the map on the SSD up to date: what it has missed is what a crash tells.
+     */
+    void Step() {
+        const uint64_t kind = Pick(100);
+        if (kind < 1) {
+            cache_->Sync();
+            synced_ = current_;
+            since_.clear();
+        } else if (kind < 2) {
+            cache_->CleanBlocks(Pick(100));
+        } else if (kind < 3) {
+            Discard();
+        } else if (kind < 4) {
+            cache_->Work();
+        } else if (kind < 6) {
+            cache_->SetKnob(Knob::kSkipSeqThreshKb, Pick(2) == 0 ? "0" : "64");
+        } else if (kind < 14) {
+            cache_->SetKnob(Knob::kCacheAll, Pick(3) == 0 ? "0" : "1");
+        } else if (kind < 40) {
+            Read();
+        } else {
+            Write();
+        }
+    }
+
+    /** The cache is gone without a word, and loaded again. What reads back is what it holds from now on. */
+    void Crash() {
+        const Superblock superblock = *ReadSuperblock(ssd_);
+        cache_ = Cache::Load(superblock, ssd_, space_, faults_, pace_);
+        cache_->SetKnob(Knob::kReclaimPolicy, reclaim_);
+        for (uint64_t sector = 0; sector < kSectors; ++sector) {
+            const uint32_t found = ReadStamp(sector);
+            ASSERT_TRUE(found == synced_[sector] || since_[sector].contains(found))
+                << "sector " << sector << " holds " << found << ", synced was " << synced_[sector];
+            current_[sector] = found;
+            since_[sector].insert(found);
+        }
+    }
+
+    void TakeDownAndLoad() {
+        cache_->TakeDown();
+        synced_ = current_;
+        since_.clear();
+        Crash();
+    }
+
+    void ExpectAllAsWritten() {
+        for (uint64_t sector = 0; sector < kSectors; ++sector) {
+            ASSERT_EQ(ReadStamp(sector), current_[sector]) << "sector " << sector;
+        }
+    }
+
+    /** After everything is cleaned, the volume alone holds it all. */
+    void ExpectVolumeAsWritten() {
+        cache_->CleanBlocks(cache_->DirtyBlocks());
+        ASSERT_EQ(cache_->DirtyBlocks(), 0U);
+        for (uint64_t sector = 0; sector < kSectors; ++sector) {
+            Sector content{};
+            space_.Read(sector * kSector, content);
+            ASSERT_EQ(content, Stamp(current_[sector])) << "sector " << sector;
+        }
+    }
+
+  private:
+    uint64_t Pick(uint64_t below) { return random_() % below; }
+
+    uint32_t ReadStamp(uint64_t sector) {
+        Sector content{};
+        cache_->Read(sector * kSector, content);
+        uint32_t stamp = 0;
+        std::copy_n(content.begin(), sizeof stamp, reinterpret_cast<char*>(&stamp));
+        EXPECT_EQ(content, Stamp(stamp)) << "sector " << sector << " is torn";
+        return stamp;
+    }
+
+    std::pair<uint64_t, uint64_t> PickRange() {
+        const uint64_t first = Pick(kSectors);
+        return {first, std::min(kSectors - first, 1 + Pick(Pick(4) == 0 ? 600 : 16))};
+    }
+
+    void Note(uint64_t sector, uint32_t stamp) {
+        current_[sector] = stamp;
+        since_[sector].insert(stamp);
+    }
+
+    void Read() {
+        const auto [first, count] = PickRange();
+        std::vector<char> content(count * kSector);
+        cache_->Read(first * kSector, content);
+        for (uint64_t i = 0; i < count; ++i) {
+            const Sector expected = Stamp(current_[first + i]);
+            const auto* const at = content.data() + i * kSector;
+            ASSERT_TRUE(std::equal(expected.begin(), expected.end(), at)) << "sector " << first + i;
+        }
+    }
+
+    void Write() {
+        const auto [first, count] = PickRange();
+        std::vector<char> content;
+        for (uint64_t i = 0; i < count; ++i) {
+            const Sector sector = Stamp(++lastStamp_);
+            content.insert(content.end(), sector.begin(), sector.end());
+            Note(first + i, lastStamp_);
+        }
+        cache_->Write(first * kSector, content);
+    }
+
+    void Discard() {
+        const auto [first, count] = PickRange();
+        cache_->Discard(first * kSector, count * kSector);
+        for (uint64_t i = 0; i < count; ++i) {
+            Note(first + i, 0);
+        }
+    }
+
+    std::mt19937 random_;
+    Faults faults_;
+    CleanPace pace_{0};
+    Disk ssd_ = MakeDisk("/dev/md3", 2 * 1024 * 1024);
+    Disk space_ = MakeDisk("/dev/vg1/volume_1", kSpaceBytes);
+    std::unique_ptr<Cache> cache_;
+    std::string reclaim_;
+    uint32_t lastStamp_ = 0;
+    std::vector<uint32_t> current_ = std::vector<uint32_t>(kSectors, 0);
+    std::vector<uint32_t> synced_ = std::vector<uint32_t>(kSectors, 0);
+    std::map<uint64_t, std::set<uint32_t>> since_;
+};
+
+class CacheModelTest : public testing::TestWithParam<Setup> {};
+
+TEST_P(CacheModelTest, KeepsWhatWasWrittenThroughEverything) {
+    for (const unsigned seed : {1U, 2U}) {
+        Model model(GetParam(), seed);
+        for (int round = 0; round < 30; ++round) {
+            for (int step = 0; step < 100; ++step) {
+                model.Step();
+            }
+            model.ExpectAllAsWritten();
+            round % 3 == 2 ? model.TakeDownAndLoad() : model.Crash();
+            if (HasFatalFailure()) {
+                return;
+            }
+        }
+        model.ExpectVolumeAsWritten();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Modes, CacheModelTest,
+    testing::Values(Setup{WriteMode::kBack, kVersionOriginal, kReclaimFifo, 256 << 10, "BackFifo"},
+                    Setup{WriteMode::kBack, kVersionOriginal, kReclaimLru, 256 << 10, "BackLru"},
+                    Setup{WriteMode::kBack, kVersionNew, kReclaimLru, 512 << 10, "BackNew"},
+                    Setup{WriteMode::kThru, kVersionOriginal, kReclaimFifo, 256 << 10, "Thru"},
+                    Setup{WriteMode::kAround, kVersionNew, kReclaimFifo, 512 << 10, "Around"}),
+    [](const auto& setup) { return setup.param.name; });
+
+TEST(CacheTest, RefusesASizeThatTheSsdCannotHold) {
+    const Disk ssd = MakeDisk("/dev/md3", 2 * 1024 * 1024);
+    const Disk space = MakeDisk("/dev/vg1/volume_1", kSpaceBytes);
+    const auto slots = [&](uint64_t bytes) {
+        return MakeSuperblock(ssd, space, "c", WriteMode::kBack, kVersionOriginal, bytes).slots;
+    };
+    EXPECT_EQ(slots(1024 * 1024), 256U);
+    EXPECT_GT(slots(0), 450U);                    // the whole SSD
+    EXPECT_EQ(slots(2 * 1024 * 1024), slots(0));  // what is left beside the map
+    EXPECT_THROW(slots(2 * 1024 * 1024 + 4096), std::system_error);
+}
+
+TEST(FaultsTest, CountSkippedAndMetUses) {
+    Faults faults;
+    ASSERT_TRUE(faults.Set("knob.*", "reject@2x1"));
+    EXPECT_EQ(faults.Take("knob.*"), "");
+    EXPECT_EQ(faults.Take("knob.*"), "");
+    EXPECT_EQ(faults.Take("knob.*"), "reject");
+    EXPECT_EQ(faults.Take("knob.*"), "");
+    ASSERT_TRUE(faults.Set("remove", "busy"));
+    EXPECT_EQ(faults.Take("remove"), "busy");
+    ASSERT_TRUE(faults.Set("remove", "ok"));
+    EXPECT_EQ(faults.Take("remove"), "");
+    for (const char* bad : {"", "@1", "fail@", "fail@x1", "fail@1x", "fail@1x2y"}) {
+        EXPECT_FALSE(faults.Set("remove", bad)) << bad;
+    }
+}
+
+TEST(SystemLogTest, MakesReadableLines) {
+    EXPECT_EQ(FormatLogLine("<11>Jan  2 03:04:05 prog: one\ntwo\n"),
+              "Jan  2 03:04:05 <3> prog: one#012two\n");
+    EXPECT_EQ(FormatLogLine(std::string_view("<15>Jan  2 03:04:05 p[1]: x\0", 28)),
+              "Jan  2 03:04:05 <7> p[1]: x\n");
+}
+
+}  // namespace
+}  // namespace simulation
