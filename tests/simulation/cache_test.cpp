@@ -43,6 +43,10 @@ struct Setup {
     const char* name;
 };
 
+void PrintTo(const Setup& setup, std::ostream* out) {
+    *out << setup.name;
+}
+
 /** A cache that is used at random, next to what each sector may hold: after a crash, also the last synced
  * stamp or any written since. */
 class Model {
@@ -188,7 +192,7 @@ class CacheModelTest : public testing::TestWithParam<Setup> {};
 TEST_P(CacheModelTest, KeepsWhatWasWrittenThroughEverything) {
     for (const unsigned seed : {1U, 2U}) {
         Model model(GetParam(), seed);
-        for (int round = 0; round < 30; ++round) {
+        for (int round = 0; round < 16; ++round) {
             for (int step = 0; step < 100; ++step) {
                 model.Step();
             }
