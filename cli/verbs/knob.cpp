@@ -149,6 +149,7 @@ void AddKnob(CLI::App& app, Context& context) {
             verb.add_option("KNOB", options.knobs, "the knob by name")
                 ->required()
                 ->expected(1)
+                ->allow_extra_args(false)  // the value is not another name
                 ->check(CLI::IsMember(AllNames()));
             verb.add_option("VALUE", options.value, "a number")->required();
         },
