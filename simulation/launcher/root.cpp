@@ -27,7 +27,10 @@ constexpr const char* kTools[] = {"/usr/bin/flashcache_create",
                                   "/usr/bin/flashcache_expand",
                                   "/sbin/dmsetup",
                                   "/sbin/insmod",
-                                  "/sbin/rmmod"};
+                                  "/sbin/rmmod",
+                                  "/usr/vemo/sbin/vemocachepinfiletool",
+                                  "/usr/vemo/bin/vemoiscsiep",
+                                  "/usr/bin/vemo-update-server"};
 
 void MakeNode(const char* name, unsigned majorNumber, unsigned minorNumber) {
     const std::string path = std::string(kStageDev) + "/" + name;
@@ -147,6 +150,10 @@ void Furnish(const RootPlan& plan) {
         std::ofstream(root / "lib/modules" / (std::string(module) + ".ko")) << module << "\n";
     }
     fs::create_directories(root / "volume1");
+    for (const auto& entry : fs::directory_iterator(plan.installPrefix + "/" VEMO_DEFAULTS_FOLDER)) {
+        fs::copy_file(entry, root / "etc.defaults" / entry.path().filename(),
+                      fs::copy_options::skip_existing);
+    }
     const fs::path ownProgram = fs::read_symlink("/proc/self/exe");
     if (!fs::exists(root / "usr/bin" / ownProgram.filename())) {
         fs::create_symlink(ownProgram, root / "usr/bin" / ownProgram.filename());

@@ -39,6 +39,9 @@ constexpr NamedTool kTools[] = {
     {"flashcache_load", FlashcacheLoad},
     {"flashcache_destroy", FlashcacheDestroy},
     {"flashcache_expand", FlashcacheExpand},
+    {"vemocachepinfiletool", PinTool},
+    {"vemoiscsiep", Iscsiep},
+    {"vemo-update-server", UpdateServer},
 };
 
 [[noreturn]] void Hang() {

@@ -16,6 +16,9 @@ int FlashcacheCreate(const Words& arguments);
 int FlashcacheLoad(const Words& arguments);
 int FlashcacheDestroy(const Words& arguments);
 int FlashcacheExpand(const Words& arguments);
+int PinTool(const Words& arguments);
+int Iscsiep(const Words& arguments);
+int UpdateServer(const Words& arguments);
 
 /** Asks the simulated kernel. */
 Answer AskKernel(const Words& request);
