@@ -28,7 +28,8 @@ void BuildParser(CLI::App& app, cli::Context& context) {
     app.add_flag("--json", context.json, "answer with JSON");
     app.add_flag("-v,--verbose", context.verbose, "show the library's log on standard error");
     for (const auto add : {cli::AddCreate, cli::AddList, cli::AddStatus, cli::AddLoad, cli::AddUnload,
-                           cli::AddKnob, cli::AddModules, cli::AddWipe, cli::AddConfig}) {
+                           cli::AddFlush, cli::AddDelete, cli::AddExpand, cli::AddKnob, cli::AddState,
+                           cli::AddAttribute, cli::AddConfig, cli::AddModules, cli::AddWipe}) {
         add(app, context);
     }
 }

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "caches/describe_entry.h"
+#include "caches/kernel_state.h"
 #include "support/device.h"
 
 namespace cli {
@@ -35,11 +37,24 @@ Value FromWriteBack(const Cache& cache, Read read) {
     return cache.stat && cache.stat->WriteMode == FLASHCACHE_WRITE_BACK ? Value(read(*cache.stat)) : Value();
 }
 
+std::optional<std::uint64_t> Dirty(const Cache& cache) {
+    return cache.IsUp() ? DirtyBlocks(cache.Ssd(), cache.Volume()) : std::nullopt;
+}
+
+Value DirtyBytes(const Cache& cache, const std::optional<std::uint64_t>& blocks) {
+    return cache.stat && blocks ? Value(*blocks * BlockSize(*cache.stat)) : Value();
+}
+
+// The library cannot describe a write-through cache, although nothing is wrong with it.
+bool IsWriteThrough(const Cache& cache) {
+    return !cache.stat && cache.entry != nullptr && cache.entry->Policy.WriteMode == FLASHCACHE_WRITE_THRU;
+}
+
 const char* State(const Cache& cache) {
     if (!cache.IsUp()) {
         return "unloaded";
     }
-    return cache.stat ? "running" : "broken";
+    return cache.stat || IsWriteThrough(cache) ? "running" : "broken";
 }
 
 std::string ProblemOfUnloaded(const FLASHCACHE_CONFIG& entry) {
@@ -62,8 +77,8 @@ std::string Problem(const Cache& cache) {
     if (cache.stat) {
         return cache.entry == nullptr ? "not configured: it cannot be loaded after a restart" : "";
     }
-    if (cache.entry != nullptr && cache.entry->Policy.WriteMode == FLASHCACHE_WRITE_THRU) {
-        return "a write-through cache has no counters to report";
+    if (IsWriteThrough(cache)) {
+        return "a write-through cache has no counters to show";
     }
     const std::string reason = cache.statError.code == 0 ? "" : ": " + Meaning(cache.statError.code);
     return "its status cannot be read" + reason;
@@ -87,24 +102,18 @@ Value WriteMode(const Cache& cache) {
     return cache.entry == nullptr ? Value() : WriteModeText(cache.entry->Policy.WriteMode);
 }
 
-// A number of which 0 and less mean that nothing was set.
-Value IfSet(std::int32_t number) {
-    return number <= 0 ? Value() : Value(std::int64_t{number});
-}
-
 void AddIdentity(Record& record, const Cache& cache) {
-    const auto* entry = cache.entry;
-    record.fields.insert(record.fields.end(), {{"name", "Name", cache.Name()},
-                                               {"state", "State", State(cache)},
-                                               {"device", "Device", KnownText(cache.device)},
-                                               {"ssd", "SSD", KnownText(cache.Ssd())},
-                                               {"volume", "Volume", KnownText(cache.Volume())},
-                                               {"mount_path", "Mount path",
-                                                entry == nullptr ? Value() : Text(entry->ReferencePath)},
-                                               {"write_mode", "Mode", WriteMode(cache)}});
+    record.fields.insert(record.fields.end(),
+                         {{"name", "Name", cache.Name()},
+                          {"state", "State", State(cache)},
+                          {"device", "Device", KnownText(cache.device), Format::kDevice},
+                          {"ssd", "SSD", KnownText(cache.Ssd()), Format::kDevice},
+                          {"volume", "Volume", KnownText(cache.Volume()), Format::kDevice},
+                          {"write_mode", "Mode", WriteMode(cache)}});
 }
 
 void AddBlocks(Record& record, const Cache& cache) {
+    const auto dirty = Dirty(cache);
     const auto cachedBytes = [](const auto& stat) { return stat.CachedBlocks * BlockSize(stat); };
     record.fields.insert(
         record.fields.end(),
@@ -112,17 +121,22 @@ void AddBlocks(Record& record, const Cache& cache) {
          {"cached_bytes", "Cached", FromStat(cache, cachedBytes), Format::kBytes},
          {"cached_percent", "Cached part", cache.stat ? CachedPercent(*cache.stat) : Value(),
           Format::kPercent},
+         {"dirty_bytes", "Dirty", DirtyBytes(cache, dirty), Format::kBytes},
          {"block_size_bytes", "Block size", FromStat(cache, BlockSize), Format::kBytes},
          {"total_blocks", "Blocks", FromStat(cache, [](const auto& stat) { return stat.TotalBlocks; })},
          {"cached_blocks", "Cached blocks",
-          FromStat(cache, [](const auto& stat) { return stat.CachedBlocks; })}});
+          FromStat(cache, [](const auto& stat) { return stat.CachedBlocks; })},
+         {"dirty_blocks", "Dirty blocks", dirty ? Value(*dirty) : Value()}});
 }
 
 void AddTuning(Record& record, const Cache& cache) {
     record.fields.insert(
         record.fields.end(),
-        {{"reclaim_policy", "Reclaim policy",
-          cache.stat ? ReclaimPolicyText(cache.stat->ReclaimPolicy) : Value(), Format::kPlain, true},
+        {{"handle_state", "Handle state", cache.IsUp() ? HandleStateText(HandleStateOf(cache)) : Value(),
+          Format::kPlain, true},
+         {"attribute", "Attribute", cache.IsUp() ? AttributeText(AttributeOf(cache)) : Value()},
+         {"reclaim_policy", "Reclaim policy",
+          cache.stat ? ReclaimPolicyText(cache.stat->ReclaimPolicy) : Value()},
          {"fallow_delay_seconds", "Fallow delay",
           FromWriteBack(cache, [](const auto& stat) { return std::int64_t{stat.FallowDelay}; }),
           Format::kSeconds},
@@ -143,12 +157,13 @@ void AddCounters(Record& record, const Cache& cache) {
         {{"reads", "Reads", counter(&Counters::Reads), Format::kPlain, true},
          {"read_hits", "Read hits", counter(&Counters::ReadHits)},
          {"read_hit_percent", "Read hit rate", counter(&Counters::ReadHitPercent), Format::kPercent},
-         {"uncached_sequential_reads", "Sequential reads past it", counter(&Counters::UncachedSeqReads)},
+         {"uncached_sequential_reads", "Uncached sequential reads", counter(&Counters::UncachedSeqReads)},
          {"writes", "Writes", counter(&Counters::Writes)},
          {"write_hits", "Write hits", counter(&Counters::WriteHits)},
          {"write_misses_to_ssd", "Write misses to SSD", counter(&Counters::WriteMissSSD)},
          {"write_hit_percent", "Write hit rate", counter(&Counters::WriteHitPercent), Format::kPercent},
-         {"uncached_sequential_writes", "Sequential writes past it", counter(&Counters::UncachedSeqWrites)}});
+         {"uncached_sequential_writes", "Uncached sequential writes",
+          counter(&Counters::UncachedSeqWrites)}});
 }
 
 void AddConfigured(Record& record, const Cache& cache) {
@@ -156,6 +171,7 @@ void AddConfigured(Record& record, const Cache& cache) {
     record.fields.insert(
         record.fields.end(),
         {{"configured", "Configured", entry != nullptr, Format::kPlain, true},
+         {"mount_path", "Mount path", entry == nullptr ? Value() : Text(entry->ReferencePath)},
          {"configured_write_mode", "Configured mode",
           entry == nullptr ? Value() : WriteModeText(entry->Policy.WriteMode)},
          {"format", "Format", entry == nullptr ? Value() : VersionText(entry->CacheVersion)},
@@ -169,36 +185,15 @@ Field ProblemOf(const Cache& cache) {
 
 }  // namespace
 
-Value WriteModeText(std::int32_t mode) {
-    // Asked for a value without a text, the library would log a failure.
-    const bool named = mode >= FLASHCACHE_WRITE_THRU && mode <= FLASHCACHE_WRITE_BACK_CRASH && mode != 3;
-    return named ? Text(FlashCacheWriteModeToStr(mode)) : Value();
-}
-
-Value ReclaimPolicyText(std::int32_t policy) {
-    switch (policy) {
-        case FLASHCACHE_RECLAIM_LRU:
-            return "lru";
-        case FLASHCACHE_RECLAIM_FIFO:
-            return "fifo";
-        default:
-            return {};
-    }
-}
-
-Value VersionText(std::int32_t version) {
-    switch (version) {
-        case FLASHCACHE_VERSION_ORIGINAL:
-            return "original";
-        case FLASHCACHE_VERSION_NEW:
-            return "new";
-        default:
-            return {};
-    }
+Record Identity(const Cache& cache) {
+    return {{{"name", "Name", cache.Name()},
+             {"device", "Device", KnownText(cache.device), Format::kDevice},
+             {"ssd", "SSD", KnownText(cache.Ssd()), Format::kDevice},
+             {"volume", "Volume", KnownText(cache.Volume()), Format::kDevice}}};
 }
 
 Record Summary(const Cache& cache) {
-    Record record{cache.Name(), {}};
+    Record record;
     AddIdentity(record, cache);
     const auto percent = [&](auto member) {
         return FromStat(cache, [&](const auto& stat) { return std::uint64_t{stat.CountStat.*member}; });
@@ -207,6 +202,7 @@ Record Summary(const Cache& cache) {
         record.fields.end(),
         {{"size_bytes", "Size", Size(cache), Format::kBytes},
          {"cached_percent", "Cached", cache.stat ? CachedPercent(*cache.stat) : Value(), Format::kPercent},
+         {"dirty_bytes", "Dirty", DirtyBytes(cache, Dirty(cache)), Format::kBytes},
          {"read_hit_percent", "Read hits", percent(&FLASHCACHE_COUNT_STAT::ReadHitPercent), Format::kPercent},
          {"write_hit_percent", "Write hits", percent(&FLASHCACHE_COUNT_STAT::WriteHitPercent),
           Format::kPercent},
@@ -215,7 +211,7 @@ Record Summary(const Cache& cache) {
 }
 
 Record Details(const Cache& cache) {
-    Record record{cache.Name(), {}};
+    Record record;
     AddIdentity(record, cache);
     record.fields.push_back(ProblemOf(cache));
     AddBlocks(record, cache);
@@ -231,38 +227,6 @@ void SetProblem(Record& record, const std::string& problem) {
             field.value = problem;
         }
     }
-}
-
-Record EntrySummary(const FLASHCACHE_CONFIG& entry) {
-    return {entry.SectionName,
-            {{"name", "Name", Text(entry.SectionName)},
-             {"ssd", "SSD", Text(entry.SSDDevPath)},
-             {"volume", "Volume", Text(entry.SpacePath)},
-             {"mount_path", "Mount path", Text(entry.ReferencePath)},
-             {"write_mode", "Mode", WriteModeText(entry.Policy.WriteMode)},
-             {"size_bytes", "Size", entry.CacheSizeByte, Format::kBytes},
-             {"format", "Format", VersionText(entry.CacheVersion)},
-             {"loaded", "Loaded", entry.loaded != 0},
-             {"flush_state", "Flush state", Text(entry.FlushState)}}};
-}
-
-Record EntryDetails(const FLASHCACHE_CONFIG& entry) {
-    Record record = EntrySummary(entry);
-    const auto& policy = entry.Policy;
-    record.fields.insert(
-        record.fields.end(),
-        {{"reclaim_policy", "Reclaim policy", ReclaimPolicyText(policy.ReclaimPolicy), Format::kPlain, true},
-         {"fallow_delay_seconds", "Fallow delay", IfSet(policy.DelaySeconds), Format::kSeconds},
-         {"dirty_threshold_percent", "Dirty threshold", IfSet(policy.DirtyThreshPercent), Format::kPercent},
-         {"skip_sequential", "Skips sequential I/O", policy.SkipSeqIO != 0},
-         {"ssd_uuid", "SSD UUID", Text(entry.SSDUUID), Format::kPlain, true},
-         {"ssd_id", "SSD ID", Text(entry.SSDID)},
-         {"disk_location", "Disk location", Text(entry.DiskLoc)},
-         {"ssd_missing", "SSD missing", entry.CacheMissing != 0},
-         {"volume_missing", "Volume missing", entry.SpaceMissing != 0},
-         {"creation_unfinished", "Creation unfinished", entry.CreateCritSection != 0},
-         {"config_source", "Source", std::int64_t{entry.ConfigSource}}});
-    return record;
 }
 
 }  // namespace cli

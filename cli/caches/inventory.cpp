@@ -148,4 +148,14 @@ Cache& FindRunning(Inventory& inventory, const std::string& name) {
     return cache;
 }
 
+Cache& FindWithPair(Inventory& inventory, const std::string& name) {
+    Cache& cache = FindRunning(inventory, name);
+    if (cache.Ssd().empty() || cache.Volume().empty()) {
+        throw Failure{fmt::format("the devices of {} are not known", cache.Name()),
+                      "its status cannot be read, and it has no configuration entry",
+                      fmt::format("vemocachectl -v status {} shows why", cache.Name()), cache.statError};
+    }
+    return cache;
+}
+
 }  // namespace cli

@@ -42,4 +42,7 @@ Cache& Find(Inventory& inventory, const std::string& name);
 // The same, but only a cache that is up.
 Cache& FindRunning(Inventory& inventory, const std::string& name);
 
+// The same, but only one whose SSD and volume are known, which its knobs go by.
+Cache& FindWithPair(Inventory& inventory, const std::string& name);
+
 }  // namespace cli

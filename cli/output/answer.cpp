@@ -9,8 +9,13 @@
 
 namespace cli {
 
+Answer One(std::string key, Record record, std::string headline) {
+    return {std::move(key), Layout::kRecord, {std::move(record)}, std::move(headline), ""};
+}
+
 void Print(const Answer& answer, bool json) {
     fmt::print("{}", json ? JsonOf(answer) : TextOf(answer));
+    std::fflush(stdout);  // who follows a flush reads line by line
 }
 
 void Print(const Failure& failure, bool json) {

@@ -22,6 +22,9 @@ struct Answer {
     std::string whenNone;  // text: said in place of no records
 };
 
+// An answer of one record.
+Answer One(std::string key, Record record, std::string headline = "");
+
 // Standard output gets the answer and nothing else.
 void Print(const Answer& answer, bool json);
 

@@ -38,7 +38,7 @@ Json ToJson(const std::optional<ErrorSlot>& slot) {
 
 std::string Dump(const Json& object) {
     // Bytes that are not UTF-8 may stand in a configuration file: they must not cost the whole answer.
-    return object.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace

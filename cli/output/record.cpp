@@ -19,6 +19,7 @@ std::string NumberText(Number number, Format format) {
         case Format::kSeconds:
             return fmt::format("{} s", number);
         case Format::kPlain:
+        case Format::kDevice:
             break;
     }
     return fmt::format("{}", number);
@@ -66,6 +67,18 @@ std::string ToText(const Field& field) {
             }
         },
         field.value);
+}
+
+std::string ToCell(const Field& field) {
+    std::string text = ToText(field);
+    if (field.format == Format::kDevice) {
+        for (const std::string_view folder : {"/dev/mapper/", "/dev/"}) {
+            if (text.starts_with(folder)) {
+                return text.substr(folder.size());
+            }
+        }
+    }
+    return text;
 }
 
 }  // namespace cli

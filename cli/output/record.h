@@ -13,7 +13,8 @@ namespace cli {
 using Value = std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::string>;
 
 // How text shows a number; JSON always holds the bare number in the unit that the field's key names.
-enum class Format { kPlain, kBytes, kPercent, kSeconds };
+// A device's path loses its folder in tables alone.
+enum class Format { kPlain, kBytes, kPercent, kSeconds, kDevice };
 
 struct Field {
     std::string key;    // in JSON; never renamed, since scripts read it
@@ -26,12 +27,14 @@ struct Field {
 
 // Everything told about one cache, entry, knob, ...
 struct Record {
-    std::string title;  // heads the record in text
     std::vector<Field> fields;
 };
 
 // The text of a field's value, fit for a terminal: no control characters get through.
 std::string ToText(const Field& field);
+
+// The same for a cell of a table, where room is scarce.
+std::string ToCell(const Field& field);
 
 // A text as a value: an empty one is not known.
 Value KnownText(std::string_view text);

@@ -13,9 +13,10 @@ bool IsUnknown(const Field& field) {
     return std::holds_alternative<std::monostate>(field.value);
 }
 
-bool IsNumber(const Field& field) {
-    return !IsUnknown(field) && !std::holds_alternative<std::string>(field.value) &&
-           !std::holds_alternative<bool>(field.value);
+bool IsNumeric(const Field& field) {
+    return field.format == Format::kBytes || field.format == Format::kPercent ||
+           field.format == Format::kSeconds || std::holds_alternative<std::int64_t>(field.value) ||
+           std::holds_alternative<std::uint64_t>(field.value);
 }
 
 std::string BlockOf(const Record& record) {
@@ -23,7 +24,7 @@ std::string BlockOf(const Record& record) {
     for (const auto& field : record.fields) {
         width = std::max(width, field.label.size());
     }
-    std::string text = record.title.empty() ? "" : Printable(record.title) + "\n";
+    std::string text;
     for (const auto& field : record.fields) {
         if (field.hiddenIfUnknown && IsUnknown(field)) {
             continue;
@@ -48,8 +49,8 @@ Column ColumnOf(const std::vector<Record>& records, std::size_t index) {
                    [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
     for (const auto& record : records) {
         const Field& field = record.fields.at(index);
-        column.cells.push_back(ToText(field));
-        column.rightAligned = column.rightAligned || IsNumber(field);
+        column.cells.push_back(ToCell(field));
+        column.rightAligned = column.rightAligned || IsNumeric(field);
     }
     return column;
 }

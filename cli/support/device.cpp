@@ -140,7 +140,7 @@ std::string Content(const std::string& path) {
             return fmt::format("a partition table ({})", name);
         }
     }
-    return BeginsBlank(device.Get()) ? "" : "the metadata of a cache or other data";
+    return BeginsBlank(device.Get()) ? "" : "data of an unknown format";
 }
 
 void RequireBlockDevice(const std::string& path, const std::string& role) {

@@ -1,7 +1,8 @@
 #include <fmt/format.h>
 
-#include "caches/describe.h"
+#include "caches/describe_entry.h"
 #include "caches/entry.h"
+#include "caches/inventory.h"
 #include "output/answer.h"
 #include "support/consent.h"
 #include "verbs/verb.h"
@@ -44,7 +45,7 @@ void List(Context& context, const Options&) {
 void Show(Context& context, const Options& options) {
     Inventory inventory = Configured();
     const Cache& cache = FindEntry(inventory, options.entry);
-    Print(Answer{"entry", Layout::kRecord, {EntryDetails(*cache.entry)}, "", ""}, context.json);
+    Print(One("entry", EntryDetails(*cache.entry), ""), context.json);
 }
 
 void Remove(Context& context, const Options& options) {
@@ -63,11 +64,8 @@ void Remove(Context& context, const Options& options) {
          "--forget-cache"},
         options.forgetCache, !context.json);
     RemoveEntry(cache.Name());
-    Print(Answer{"removed",
-                 Layout::kRecord,
-                 {EntryDetails(*cache.entry)},
-                 "Removed this entry; the SSD still holds the cache:",
-                 ""},
+    Print(One("removed", EntryDetails(*cache.entry),
+              fmt::format("Removed the entry {}; its SSD was left alone.", cache.Name())),
           context.json);
 }
 

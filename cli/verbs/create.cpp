@@ -8,8 +8,10 @@
 #include "caches/entry.h"
 #include "caches/inventory.h"
 #include "output/answer.h"
+#include "support/background_call.h"
 #include "support/consent.h"
 #include "support/device.h"
+#include "support/names.h"
 #include "support/signals.h"
 #include "support/size.h"
 #include "verbs/verb.h"
@@ -125,7 +127,8 @@ FLASHCACHE_CREATE_PARAM ParamFor(const Options& options) {
 }
 
 void RequireConsentToContent(const Context& context, const Options& options) {
-    const std::string content = Content(options.ssd);
+    const bool holdsCache = VEMOFlashCacheCheckMetadataExist(options.ssd.c_str()) == 1;
+    const std::string content = holdsCache ? "a cache" : Content(options.ssd);
     if (!content.empty()) {
         RequireConsent(
             {fmt::format("overwrite the SSD {}, which holds {}", options.ssd, content), "--discard-content"},
@@ -137,13 +140,13 @@ void RequireConsentToContent(const Context& context, const Options& options) {
 void Undo(const std::string& section, const FLASHCACHE_CREATE_PARAM& param) {
     const std::string device = RunningDevice(param.SSDDevPath, param.SpacePath);
     if (!device.empty()) {
-        const Outcome outcome = Attempt([&] { return VEMOFlashCacheUnload(device.c_str()); });
+        const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheUnload(device.c_str()); });
         if (outcome.result != 0) {
             throw LibraryFailure(
                 fmt::format("the cache could not be created, and its device {} is still up", device), outcome,
                 fmt::format("vemocachectl unload {0}, then config remove {0}", section));
         }
-        Attempt([&] { return VEMOFlashCacheDestroy(param.SSDDevPath); });
+        Uninterrupted([&] { return VEMOFlashCacheDestroy(param.SSDDevPath); });
     }
     RemoveEntry(section);
 }
@@ -153,7 +156,7 @@ void CreateWithEntry(const NewEntry& planned, const FLASHCACHE_CREATE_PARAM& par
     NewEntry entry = planned;
     entry.unfinished = true;
     WriteEntry(entry, param);
-    const Outcome outcome = Attempt([&] { return VEMOFlashCacheCreate(&param, nullptr, 0); });
+    const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheCreate(&param, nullptr, 0); });
     if (outcome.result != 0) {
         Undo(entry.section, param);
         throw LibraryFailure(
@@ -183,12 +186,9 @@ void Create(Context& context, const Options& options) {
     CreateWithEntry(entry, param);
     Inventory after = TakeInventory();
     const Cache& cache = Find(after, entry.section);
-    Print(Answer{"cache",
-                 Layout::kRecord,
-                 {Summary(cache)},
-                 fmt::format("Created the cache {}: use {} in place of {}.", cache.Name(), cache.device,
-                             options.volume),
-                 ""},
+    Print(One("cache", Summary(cache),
+              fmt::format("Created the cache {}: use {} in place of {}.", cache.Name(), cache.device,
+                          options.volume)),
           context.json);
 }
 
@@ -206,13 +206,6 @@ std::string CheckDeviceName(const std::string& path) {
                : "a cache device is /dev/mapper/cachedev_N";
 }
 
-std::vector<std::string> Keys(const std::map<std::string, std::int32_t>& map) {
-    std::vector<std::string> keys;
-    std::transform(map.begin(), map.end(), std::back_inserter(keys),
-                   [](const auto& pair) { return pair.first; });
-    return keys;
-}
-
 void Declare(CLI::App& verb, Options& options) {
     verb.add_option("SSD", options.ssd, "device path of the SSD; what it holds is lost")->required();
     verb.add_option("VOLUME", options.volume, "device path of the volume; what it holds stays")->required();
@@ -220,14 +213,14 @@ void Declare(CLI::App& verb, Options& options) {
         ->transform(SizeText());
     verb.add_option("--mode", options.mode, "how writes are treated")
         ->capture_default_str()
-        ->check(CLI::IsMember(Keys(kModes)));
+        ->check(CLI::IsMember(NamesOf(kModes)));
     verb.add_option("--reclaim", options.reclaimPolicy, "which block a full cache gives up first")
         ->capture_default_str()
-        ->check(CLI::IsMember(Keys(kReclaimPolicies)));
+        ->check(CLI::IsMember(NamesOf(kReclaimPolicies)));
     verb.add_option("--format", options.format,
                     "of the metadata: new has blocks of 64 KiB, original of 4 KiB")
         ->capture_default_str()
-        ->check(CLI::IsMember(Keys(kFormats)));
+        ->check(CLI::IsMember(NamesOf(kFormats)));
     verb.add_option("--fallow-delay", options.tuning.DelaySeconds,
                     "seconds before an idle dirty block is cleaned")
         ->check(CLI::Range(1, 2147483647));

@@ -39,7 +39,8 @@ constexpr std::array kKnobs = {
 
 struct Options {
     std::string cache;
-    std::vector<std::string> knobs;
+    std::vector<std::string> knobs;  // get
+    std::string knob;                // set
     std::int32_t value = 0;
 };
 
@@ -72,18 +73,7 @@ Reading Read(const Cache& cache, const Knob& knob) {
 }
 
 Record Describe(const Knob& knob, const Value& value) {
-    return {knob.name,
-            {{"name", "Knob", knob.name}, {"value", "Value", value}, {"meaning", "Meaning", knob.meaning}}};
-}
-
-const Cache& FindWithPair(Inventory& inventory, const std::string& name) {
-    const Cache& cache = FindRunning(inventory, name);
-    if (cache.Ssd().empty() || cache.Volume().empty()) {
-        throw Failure{fmt::format("the knobs of {} cannot be reached", cache.Name()),
-                      "its status cannot be read and it is not configured: its SSD and volume are not known",
-                      ""};
-    }
-    return cache;
+    return {{{"name", "Knob", knob.name}, {"value", "Value", value}, {"meaning", "Meaning", knob.meaning}}};
 }
 
 void Get(Context& context, const Options& options) {
@@ -107,7 +97,7 @@ void Get(Context& context, const Options& options) {
 void Set(Context& context, const Options& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindWithPair(inventory, options.cache);
-    const Knob& knob = Named(options.knobs.front());
+    const Knob& knob = Named(options.knob);
     const Outcome outcome = Attempt([&] {
         return VEMOFlashCacheDoSysctlSet(knob.number, options.value, cache.Ssd().c_str(),
                                          cache.Volume().c_str());
@@ -119,11 +109,8 @@ void Set(Context& context, const Options& options) {
     }
     const Reading reading = Read(cache, knob);
     const Value now = reading.outcome.result == 0 ? Value(std::int64_t{reading.value}) : Value();
-    Print(Answer{"knob",
-                 Layout::kRecord,
-                 {Describe(knob, now)},
-                 fmt::format("{} of {} was set; until the next load.", knob.name, cache.Name()),
-                 ""},
+    Print(One("knob", Describe(knob, now),
+              fmt::format("{} of {} was set; until the next load.", knob.name, cache.Name())),
           context.json);
 }
 
@@ -146,10 +133,8 @@ void AddKnob(CLI::App& app, Context& context) {
         "vemocachectl knob set cachedev_0 dirty_thresh_pct 40",
         [](CLI::App& verb, Options& options) {
             verb.add_option("CACHE", options.cache, kCacheHelp)->required();
-            verb.add_option("KNOB", options.knobs, "the knob by name")
+            verb.add_option("KNOB", options.knob, "the knob by name")
                 ->required()
-                ->expected(1)
-                ->allow_extra_args(false)  // the value is not another name
                 ->check(CLI::IsMember(AllNames()));
             verb.add_option("VALUE", options.value, "a number")->required();
         },

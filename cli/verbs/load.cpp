@@ -6,6 +6,7 @@
 #include "caches/entry.h"
 #include "caches/inventory.h"
 #include "output/answer.h"
+#include "support/background_call.h"
 #include "support/device.h"
 #include "verbs/verb.h"
 
@@ -30,6 +31,12 @@ Failure WhyNotLoaded(const Cache& cache, const Outcome& outcome) {
             fmt::format("the cache {} is up as {}, but not with its tuning", cache.Name(), device), outcome,
             "vemocachectl knob get shows the values in force, knob set changes them");
     }
+    if (VEMOFlashCacheCheckMetadataExist(cache.Ssd().c_str()) == 0) {
+        return {fmt::format("the cache {} could not be loaded", cache.Name()),
+                fmt::format("the SSD {} holds no cache metadata", cache.Ssd()),
+                "see that the right SSD is in place; if the cache was wiped, vemocachectl config remove "
+                "forgets it"};
+    }
     return LibraryFailure(fmt::format("the cache {} could not be loaded", cache.Name()), outcome,
                           fmt::format("see that {} is the SSD of this cache and look at dmesg", cache.Ssd()));
 }
@@ -42,7 +49,7 @@ void LoadOne(const Cache& cache) {
     const std::string ssd = cache.Ssd();
     const std::string volume = cache.Volume();
     const Outcome outcome =
-        Attempt([&] { return VEMOFlashCacheLoad(ssd.c_str(), volume.c_str(), nullptr, 0); });
+        Uninterrupted([&] { return VEMOFlashCacheLoad(ssd.c_str(), volume.c_str(), nullptr, 0); });
     if (!RunningDevice(ssd, volume).empty()) {
         MarkLoaded(cache.Name(), true);
     }
@@ -56,12 +63,9 @@ void LoadNamed(const Context& context, const Cache& cache) {
     Inventory after = TakeInventory();
     const Cache& loaded = Find(after, cache.Name());
     const char* how = cache.IsUp() ? "was up already" : "is up";
-    Print(Answer{"cache",
-                 Layout::kRecord,
-                 {Summary(loaded)},
-                 fmt::format("The cache {} {}: {}", loaded.Name(), how, loaded.device),
-                 ""},
-          context.json);
+    Print(
+        One("cache", Summary(loaded), fmt::format("The cache {} {}: {}", loaded.Name(), how, loaded.device)),
+        context.json);
 }
 
 // A cache that fails costs its own row and keeps no other from coming up.

@@ -31,7 +31,7 @@ void Modules(const Context& context, const Options& options) {
     Answer answer{"modules", Layout::kTable, {}, "", ""};
     for (const char* name : kModules) {
         const bool loaded = VEMOFlashCacheIsKModuleLoad(name) == 1;
-        answer.records.push_back({name, {{"name", "Module", name}, {"loaded", "Loaded", loaded}}});
+        answer.records.push_back({{{"name", "Module", name}, {"loaded", "Loaded", loaded}}});
     }
     Print(answer, context.json);
 }

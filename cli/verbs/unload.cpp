@@ -1,10 +1,12 @@
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
+#include "caches/describe.h"
 #include "caches/entry.h"
+#include "caches/idle.h"
 #include "caches/inventory.h"
+#include "caches/kernel_state.h"
 #include "output/answer.h"
-#include "support/device.h"
+#include "support/background_call.h"
 #include "verbs/verb.h"
 
 namespace cli {
@@ -14,49 +16,35 @@ struct Options {
     std::string cache;
 };
 
-void RequireIdle(const Cache& cache) {
-    const auto mounts = MountPoints(cache.device);
-    if (!mounts.empty()) {
-        throw Failure{fmt::format("the cache {} is in use", cache.Name()),
-                      fmt::format("{} is mounted on {}", cache.device, fmt::join(mounts, ", ")),
-                      fmt::format("umount {}, then try again", mounts.front())};
-    }
-    const auto holders = Holders(cache.device);
-    if (!holders.empty()) {
-        throw Failure{fmt::format("the cache {} is in use", cache.Name()),
-                      fmt::format("{} is held open by {}", cache.device, fmt::join(holders, ", ")),
-                      "end these programs, then try again"};
-    }
-}
-
 void TakeDown(const Cache& cache) {
-    const Outcome outcome = Attempt([&] { return VEMOFlashCacheUnload(cache.device.c_str()); });
+    const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheUnload(cache.device.c_str()); });
     if (outcome.result != 0) {
         throw LibraryFailure(fmt::format("the cache {} could not be unloaded, it is still up", cache.Name()),
                              outcome, "see what lies on the device with lsblk, release it, then try again");
     }
 }
 
+std::string HeadlineOf(const Cache& cache, const std::optional<std::uint64_t>& dirty) {
+    const std::string headline = fmt::format("Unloaded {}.", cache.Name());
+    if (dirty.value_or(0) == 0) {
+        return headline;
+    }
+    // The kernel may have written some of them back on the way down.
+    return headline +
+           fmt::format(" Up to {} dirty blocks are on the SSD alone: load it before you use the volume.",
+                       *dirty);
+}
+
 void Unload(const Context& context, const Options& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, options.cache);
     RequireIdle(cache);
+    const auto dirty = DirtyBlocks(cache.Ssd(), cache.Volume());
     TakeDown(cache);
     if (cache.entry != nullptr) {
         MarkLoaded(cache.Name(), false);
     }
-    Print(Answer{"unloaded",
-                 Layout::kRecord,
-                 {{"",
-                   {{"name", "Name", cache.Name()},
-                    {"device", "Device", cache.device},
-                    {"ssd", "SSD", KnownText(cache.Ssd())},
-                    {"volume", "Volume", KnownText(cache.Volume())}}}},
-                 fmt::format(
-                     "Unloaded {}. Its blocks stay on the SSD: use the volume through the loaded cache only.",
-                     cache.Name()),
-                 ""},
-          context.json);
+    Print(One("unloaded", Identity(cache), HeadlineOf(cache, dirty)), context.json);
 }
 
 }  // namespace

@@ -40,5 +40,10 @@ void AddKnob(CLI::App& app, Context& context);
 void AddModules(CLI::App& app, Context& context);
 void AddWipe(CLI::App& app, Context& context);
 void AddConfig(CLI::App& app, Context& context);
+void AddFlush(CLI::App& app, Context& context);
+void AddDelete(CLI::App& app, Context& context);
+void AddExpand(CLI::App& app, Context& context);
+void AddState(CLI::App& app, Context& context);
+void AddAttribute(CLI::App& app, Context& context);
 
 }  // namespace cli

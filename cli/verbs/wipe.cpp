@@ -2,6 +2,7 @@
 
 #include "caches/inventory.h"
 #include "output/answer.h"
+#include "support/background_call.h"
 #include "support/consent.h"
 #include "support/device.h"
 #include "verbs/verb.h"
@@ -46,17 +47,18 @@ void Wipe(const Context& context, const Options& options) {
     RequireUnused(options.ssd, "SSD");
     RequireConsent({LossOf(inventory, options.ssd), "--discard-metadata"}, options.discardMetadata,
                    !context.json);
-    const Outcome outcome = Attempt([&] { return VEMOFlashCacheDestroy(options.ssd.c_str()); });
+    const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheDestroy(options.ssd.c_str()); });
     // A tool that failed shows in the error slot alone.
+    if (outcome.slot.code != 0 && VEMOFlashCacheCheckMetadataExist(options.ssd.c_str()) == 0) {
+        throw Failure{fmt::format("there is nothing to wipe on {}", options.ssd),
+                      "the SSD holds no cache metadata", ""};
+    }
     if (outcome.result != 0 || outcome.slot.code != 0) {
         throw LibraryFailure(fmt::format("the SSD {} could not be wiped", options.ssd), outcome,
-                             "an SSD without cache metadata is refused, too; there is nothing to wipe then");
+                             "look at the log for what the tool said");
     }
-    Print(Answer{"wiped",
-                 Layout::kRecord,
-                 {{"", {{"ssd", "SSD", options.ssd}}}},
-                 fmt::format("Wiped the cache metadata on {}.", options.ssd),
-                 ""},
+    Print(One("wiped", Record{{{"ssd", "SSD", options.ssd}}},
+              fmt::format("Wiped the cache metadata on {}.", options.ssd)),
           context.json);
 }
 

@@ -1,0 +1,90 @@
+#include "caches/kernel_state.h"
+
+#include <cstdlib>
+#include <memory>
+
+namespace cli {
+namespace {
+
+constexpr unsigned kRemovalFlush = 0;
+
+const char* ShortName(const std::string& path) {
+    return path.starts_with("/dev/") ? VEMOFlashCacheGetShortDevName(path.c_str()) : nullptr;
+}
+
+template <typename Map>
+Value NameIn(const Map& names, std::int32_t number) {
+    for (const auto& [name, value] : names) {
+        if (value == number) {
+            return name;
+        }
+    }
+    return {};
+}
+
+}  // namespace
+
+const std::map<std::string, FLASHCACHE_HANDLE_STATE> kHandleStates = {
+    {"flush", FLASHCACHE_HANDLE_STATE_FLUSH},
+    {"normal", FLASHCACHE_HANDLE_STATE_NORMAL},
+    {"repairing", FLASHCACHE_HANDLE_STATE_REPAIRING},
+    {"stop-writeback", FLASHCACHE_HANDLE_STATE_STOP_WRITEBACK}};
+
+const std::map<std::string, FLASHCACHE_ATTRIBUTE> kAttributes = {
+    {"none", FLASHCACHE_ATTRIBUTE_NONE}, {"force-remove", FLASHCACHE_ATTRIBUTE_FORCE_REMOVE}};
+
+FLASHCACHE_HANDLE_STATE HandleStateOf(const Cache& cache) {
+    return VEMOFlashCacheHandleStateGet(cache.Ssd().c_str(), cache.Volume().c_str());
+}
+
+FLASHCACHE_ATTRIBUTE AttributeOf(const Cache& cache) {
+    return VEMOFlashCacheAttributeGet(cache.Ssd().c_str(), cache.Volume().c_str());
+}
+
+std::optional<std::uint64_t> DirtyBlocks(const std::string& ssd, const std::string& volume) {
+    const char* ssdName = ShortName(ssd);
+    const char* volumeName = ShortName(volume);
+    if (ssdName == nullptr || volumeName == nullptr) {
+        return std::nullopt;
+    }
+    const int blocks = VEMOFlashCacheDirtyBlockGet(ssdName, volumeName);
+    return blocks < 0 ? std::nullopt : std::optional<std::uint64_t>(static_cast<std::uint64_t>(blocks));
+}
+
+std::optional<std::uint64_t> WriteErrors(const std::string& ssd, const std::string& volume) {
+    // Among the counts of the file's last line: "write_disk_sync_errors=3"
+    constexpr std::string_view kKey = "write_disk_sync_errors=";
+    const std::unique_ptr<char, decltype(&std::free)> text(
+        FlashCacheUtilProcRead(ssd.c_str(), volume.c_str(), "flashcache_errors"), std::free);
+    const std::string line = text ? text.get() : "";
+    const auto at = line.find(kKey);
+    if (at == std::string::npos) {
+        return std::nullopt;
+    }
+    return std::strtoull(line.c_str() + at + kKey.size(), nullptr, 10);
+}
+
+std::optional<double> FlushPercent(const std::string& ssd, const std::string& volume) {
+    const auto isRecorded = [&](FLASHCACHE_FLUSH_STATE state) {
+        return VEMOFlashCacheIsRemoveInFlushState(ssd.c_str(), state) == 1;
+    };
+    const char* ssdName = ShortName(ssd);
+    const char* volumeName = ShortName(volume);
+    if (ssdName == nullptr || volumeName == nullptr ||
+        (!isRecorded(FLASHCACHE_FLUSH_STATE_FLUSHING) && !isRecorded(FLASHCACHE_FLUSH_STATE_FLUSH_DONE))) {
+        return std::nullopt;
+    }
+    const auto percent =
+        static_cast<double>(VEMOFlashCacheGetFlushProgress(ssdName, volumeName, kRemovalFlush));
+    return percent < 0 ? std::nullopt : std::optional(percent);
+}
+
+Value HandleStateText(FLASHCACHE_HANDLE_STATE state) {
+    return NameIn(kHandleStates, state);
+}
+
+Value AttributeText(FLASHCACHE_ATTRIBUTE attribute) {
+    return NameIn(kAttributes, attribute);
+}
+
+}  // namespace cli

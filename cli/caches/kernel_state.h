@@ -1,0 +1,31 @@
+// What the kernel tells of a running cache beyond its status, with the names that the tool uses for it.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "caches/inventory.h"
+#include "output/record.h"
+
+namespace cli {
+
+extern const std::map<std::string, FLASHCACHE_HANDLE_STATE> kHandleStates;
+extern const std::map<std::string, FLASHCACHE_ATTRIBUTE> kAttributes;
+
+FLASHCACHE_HANDLE_STATE HandleStateOf(const Cache& cache);
+FLASHCACHE_ATTRIBUTE AttributeOf(const Cache& cache);
+
+// The blocks that are not on the volume yet, and the write-backs that the volume refused.
+std::optional<std::uint64_t> DirtyBlocks(const std::string& ssd, const std::string& volume);
+std::optional<std::uint64_t> WriteErrors(const std::string& ssd, const std::string& volume);
+
+// How far a recorded flush has come, in percent; nothing when none is recorded.
+std::optional<double> FlushPercent(const std::string& ssd, const std::string& volume);
+
+// The name of a state or attribute; nothing for a value that is not known.
+Value HandleStateText(FLASHCACHE_HANDLE_STATE state);
+Value AttributeText(FLASHCACHE_ATTRIBUTE attribute);
+
+}  // namespace cli

@@ -1,0 +1,21 @@
+// One flush of a cache at a time, among the processes of this tool.
+#pragma once
+
+#include "caches/inventory.h"
+
+namespace cli {
+
+// Held while a flush runs and gone with its process, however that ends: unlike the recorded state, it
+// tells a running flush from one that was killed. Throws a Failure when another process holds it.
+class FlushLock {
+  public:
+    explicit FlushLock(const Cache& cache);
+    ~FlushLock();
+    FlushLock(const FlushLock&) = delete;
+    FlushLock& operator=(const FlushLock&) = delete;
+
+  private:
+    int fd_;
+};
+
+}  // namespace cli

@@ -1,0 +1,78 @@
+#include "flush/progress.h"
+
+#include <cmath>
+
+#include "caches/kernel_state.h"
+
+namespace cli {
+namespace {
+
+using std::chrono::seconds;
+
+constexpr seconds kRateWindow{10};
+constexpr seconds kStallTime{15};
+
+template <typename Number>
+Value Known(const std::optional<Number>& number) {
+    return number ? Value(*number) : Value();
+}
+
+}  // namespace
+
+ProgressMeter::ProgressMeter(const Cache& cache)
+    : ssd_(cache.Ssd()),
+      volume_(cache.Volume()),
+      blockSize_(cache.stat ? static_cast<std::uint64_t>(cache.stat->BlockSizeKB) * 1024 : 0) {}
+
+Progress ProgressMeter::Read() {
+    Progress progress;
+    progress.blockSize = blockSize_;
+    progress.percent = FlushPercent(ssd_, volume_);
+    progress.dirtyBlocks = DirtyBlocks(ssd_, volume_);
+    progress.writeErrors = WriteErrors(ssd_, volume_);
+    if (progress.dirtyBlocks) {
+        Rate(progress);
+    }
+    return progress;
+}
+
+void ProgressMeter::Rate(Progress& progress) {
+    const auto now = Clock::now();
+    const std::uint64_t dirty = *progress.dirtyBlocks;
+    if (samples_.empty() || dirty < samples_.back().dirtyBlocks) {
+        lastAdvance_ = now;
+    }
+    samples_.push_back({now, dirty});
+    while (samples_.size() > 2 && now - samples_.front().time > kRateWindow) {
+        samples_.pop_front();
+    }
+    progress.stalled = dirty > 0 && now - lastAdvance_ > kStallTime;
+    const std::chrono::duration<double> span = now - samples_.front().time;
+    const std::uint64_t before = samples_.front().dirtyBlocks;
+    if (span.count() > 0 && before >= dirty) {
+        progress.blocksPerSecond = static_cast<double>(before - dirty) / span.count();
+    }
+}
+
+std::optional<std::uint64_t> SecondsLeft(const Progress& progress) {
+    if (!progress.dirtyBlocks || !progress.blocksPerSecond || *progress.blocksPerSecond <= 0) {
+        return std::nullopt;
+    }
+    return static_cast<std::uint64_t>(
+        std::ceil(static_cast<double>(*progress.dirtyBlocks) / *progress.blocksPerSecond));
+}
+
+std::vector<Field> FieldsOf(const Progress& progress) {
+    const auto bytes = [&](auto blocks) {
+        return blocks ? Value(static_cast<std::uint64_t>(*blocks) * progress.blockSize) : Value();
+    };
+    return {{"percent", "Flushed", Known(progress.percent), Format::kPercent},
+            {"dirty_blocks", "Dirty blocks", Known(progress.dirtyBlocks)},
+            {"dirty_bytes", "Dirty", bytes(progress.dirtyBlocks), Format::kBytes},
+            {"bytes_per_second", "Bytes per second", bytes(progress.blocksPerSecond), Format::kBytes},
+            {"seconds_left", "Time left", Known(SecondsLeft(progress)), Format::kSeconds},
+            {"write_errors", "Failed write-backs", Known(progress.writeErrors)},
+            {"stalled", "Stalled", progress.stalled}};
+}
+
+}  // namespace cli

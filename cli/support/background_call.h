@@ -1,0 +1,46 @@
+// A long library call in a process of its own, watched from this one.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <csignal>
+#include <functional>
+#include <optional>
+
+#include "support/failure.h"
+
+namespace cli {
+
+// The call runs in its own process group: a Ctrl-C on the terminal reaches this process alone, and no tool
+// that the call runs is killed half-way. When this process dies, so does the call.
+class BackgroundCall {
+  public:
+    enum class Event { kOver, kInterrupted, kTimeUp };
+
+    explicit BackgroundCall(const std::function<int()>& call);
+    ~BackgroundCall();  // ends the call if it is not over
+    BackgroundCall(const BackgroundCall&) = delete;
+    BackgroundCall& operator=(const BackgroundCall&) = delete;
+
+    // Waits for the call's end, for SIGINT, SIGTERM or SIGHUP, or for the time.
+    Event WaitFor(std::chrono::milliseconds time);
+
+    // After kOver: what the call returned; a call that died counts as failed.
+    [[nodiscard]] const Outcome& Result() const { return outcome_; }
+
+  private:
+    void Collect();
+
+    sigset_t before_{};
+    sigset_t awaited_{};
+    pid_t child_ = -1;
+    int results_ = -1;  // read end of the pipe that brings the outcome
+    Outcome outcome_{-1, {}};
+};
+
+// Runs a call in the background to its end, whatever is typed meanwhile: for steps that must not be torn
+// apart. What the call fills in is lost.
+Outcome Uninterrupted(const std::function<int()>& call);
+
+}  // namespace cli

@@ -1,0 +1,141 @@
+#include <fmt/format.h>
+
+#include "caches/describe.h"
+#include "caches/entry.h"
+#include "caches/idle.h"
+#include "caches/kernel_state.h"
+#include "flush/run.h"
+#include "output/answer.h"
+#include "support/background_call.h"
+#include "support/consent.h"
+#include "verbs/verb.h"
+
+namespace cli {
+namespace {
+
+struct Options {
+    std::string cache;
+    bool fast = false;
+    bool discardDirty = false;
+};
+
+bool IsWriteBack(const Cache& cache) {
+    return cache.stat && cache.stat->WriteMode == FLASHCACHE_WRITE_BACK;
+}
+
+// The library cannot look up the status of a write-through cache, but takes one that it is given.
+struct GivenStatus {
+    std::string ssd;
+    std::string volume;
+    FLASHCACHE_STAT record{};
+
+    explicit GivenStatus(const Cache& cache) : ssd(cache.Ssd()), volume(cache.Volume()) {
+        record.SSDDevPath = ssd.data();
+        record.SpacePath = volume.data();
+        record.WriteMode = cache.stat ? cache.stat->WriteMode : FLASHCACHE_WRITE_THRU;
+    }
+};
+
+void RequireKnownMode(const Cache& cache) {
+    const bool writeThrough =
+        cache.entry != nullptr && cache.entry->Policy.WriteMode == FLASHCACHE_WRITE_THRU;
+    if (!cache.stat && !writeThrough) {
+        throw Failure{fmt::format("the cache {} cannot be deleted", cache.Name()),
+                      "its status cannot be read: whether it holds dirty blocks is not known",
+                      fmt::format("vemocachectl -v status {} shows why", cache.Name()), cache.statError};
+    }
+}
+
+std::string LossOf(const Cache& cache, std::optional<std::uint64_t> dirty) {
+    if (!dirty) {
+        return fmt::format("drop the dirty blocks of {}, an unknown number, unwritten", cache.Name());
+    }
+    const auto bytes = *dirty * static_cast<std::uint64_t>(cache.stat->BlockSizeKB) * 1024;
+    return fmt::format("drop {} dirty blocks ({}) of {} that are not on the volume {} yet", *dirty,
+                       HumanSize(bytes), cache.Name(), cache.Volume());
+}
+
+// Writes the dirty blocks back, or has the admin's consent to their loss.
+void SettleDirtyBlocks(const Context& context, const Options& options, const Cache& cache) {
+    const auto dirty = DirtyBlocks(cache.Ssd(), cache.Volume());
+    if (options.fast || options.discardDirty) {
+        if (dirty != 0U) {
+            RequireConsent({LossOf(cache, dirty), "--discard-dirty"}, options.discardDirty, !context.json);
+        }
+        return;
+    }
+    // The library's own removal goes on when its flush is cancelled, and wipes the SSD then: a flush that
+    // may be cancelled has to be over before.
+    if (RunFlush(cache, context.json) == FlushEnd::kCancelled) {
+        throw Failure{fmt::format("the flush was cancelled, {} is not deleted", cache.Name()),
+                      "the cache runs as before", ""};
+    }
+}
+
+void Remove(const Options& options, const Cache& cache) {
+    const GivenStatus status(cache);
+    const int fast = options.fast || options.discardDirty ? 1 : 0;
+    const Outcome outcome =
+        Uninterrupted([&] { return VEMOFlashCacheDelete(cache.device.c_str(), &status.record, fast); });
+    if (outcome.result != 0) {
+        const bool up = !RunningDevice(cache.Ssd(), cache.Volume()).empty();
+        throw LibraryFailure(fmt::format("the cache {} could not be deleted; its device is {}", cache.Name(),
+                                         up ? "still up" : "down"),
+                             outcome,
+                             up ? "release the device, then repeat the command"
+                                : fmt::format("vemocachectl wipe {}, then vemocachectl config remove {}",
+                                              cache.Ssd(), cache.Name()));
+    }
+    if (IsWriteBack(cache) && outcome.slot.code != 0) {
+        Note(fmt::format("the SSD {0} could not be wiped; vemocachectl wipe {0} tries again", cache.Ssd()));
+    }
+}
+
+void Forget(const Cache& cache) {
+    if (cache.entry == nullptr) {
+        return;
+    }
+    try {
+        RemoveEntry(cache.Name());
+    } catch (Failure& failure) {
+        failure.what = fmt::format("the cache is deleted, but {}", failure.what);
+        failure.next = fmt::format("vemocachectl config remove {}", cache.Name());
+        throw;
+    }
+}
+
+void Delete(Context& context, const Options& options) {
+    Inventory inventory = TakeInventory();
+    const Cache& cache = FindRunning(inventory, options.cache);
+    RequireKnownMode(cache);
+    RequireIdle(cache);
+    if (IsWriteBack(cache)) {
+        SettleDirtyBlocks(context, options, cache);
+    }
+    Remove(options, cache);
+    Forget(cache);
+    Print(One("deleted", Identity(cache),
+              fmt::format("Deleted the cache {}; use the volume {} itself from now on.", cache.Name(),
+                          cache.Volume())),
+          context.json);
+}
+
+}  // namespace
+
+void AddDelete(CLI::App& app, Context& context) {
+    AddVerb<Options>(
+        app, context, "delete",
+        "Flush a cache, take it down, wipe its SSD and remove its entry; nothing is lost, unless told to",
+        "vemocachectl delete cachedev_0",
+        [](CLI::App& verb, Options& options) {
+            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
+            verb.add_flag(
+                "--fast", options.fast,
+                "leave out the flush; with dirty blocks, asks on a terminal or wants --discard-dirty");
+            verb.add_flag("--discard-dirty", options.discardDirty,
+                          "leave out the flush and consent to the loss of all dirty blocks");
+        },
+        Delete);
+}
+
+}  // namespace cli

@@ -1,0 +1,90 @@
+#include "flush/run.h"
+
+#include <fmt/format.h>
+
+#include "caches/kernel_state.h"
+#include "output/answer.h"
+#include "verbs/verb.h"
+
+namespace cli {
+namespace {
+
+struct Options {
+    std::string cache;
+    bool cancel = false;
+    bool status = false;
+    bool follow = false;
+};
+
+// `result` is "done" or "cancelled" at the end of a flush, else empty.
+Record Describe(const std::string& name, const std::string& result) {
+    Inventory inventory = TakeInventory();
+    const Cache& cache = FindRunning(inventory, name);
+    Record record{{{"name", "Name", cache.Name()},
+                   {"result", "Result", KnownText(result), Format::kPlain, false, true},
+                   {"flush_state", "Flush state",
+                    cache.entry == nullptr ? Value() : KnownText(cache.entry->FlushState)},
+                   {"handle_state", "Handle state", HandleStateText(HandleStateOf(cache))}}};
+    const auto progress = FieldsOf(ProgressMeter(cache).Read());
+    record.fields.insert(record.fields.end(), progress.begin(), progress.end());
+    return record;
+}
+
+void Tell(const Context& context, const Cache& cache, const std::string& result,
+          const std::string& headline) {
+    Print(One("flush", Describe(cache.Name(), result), headline), context.json);
+}
+
+void Run(Context& context, const Cache& cache) {
+    if (RunFlush(cache, context.json) == FlushEnd::kCancelled) {
+        Tell(context, cache, "cancelled", fmt::format("Cancelled; {} is as it was before.", cache.Name()));
+        context.failed = true;
+        return;
+    }
+    if (HandleStateOf(cache) != FLASHCACHE_HANDLE_STATE_FLUSH) {
+        Tell(context, cache, "done",
+             fmt::format("{} has no dirty blocks in its mode, nothing was to do.", cache.Name()));
+        return;
+    }
+    Tell(context, cache, "done",
+         fmt::format("Flushed {0}. It takes no new blocks until \"vemocachectl state set {0} normal\".",
+                     cache.Name()));
+}
+
+void Flush(Context& context, const Options& options) {
+    Inventory inventory = TakeInventory();
+    const Cache& cache = FindRunning(inventory, options.cache);
+    if (options.cancel) {
+        CancelFlush(cache);
+        Tell(context, cache, "cancelled", fmt::format("Cancelled the flush of {}.", cache.Name()));
+    } else if (options.status) {
+        if (options.follow) {
+            FollowFlush(cache, context.json);
+        }
+        Tell(context, cache, "", "");
+    } else {
+        Run(context, cache);
+    }
+}
+
+}  // namespace
+
+void AddFlush(CLI::App& app, Context& context) {
+    AddVerb<Options>(
+        app, context, "flush",
+        "Write all dirty blocks back to the volume, with progress; Ctrl-C cancels and restores the former "
+        "state",
+        "vemocachectl flush cachedev_0\n  vemocachectl flush --status --follow cachedev_0",
+        [](CLI::App& verb, Options& options) {
+            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
+            auto* cancel =
+                verb.add_flag("--cancel", options.cancel, "cancel a flush that another process runs");
+            auto* status = verb.add_flag("--status", options.status, "show how far a flush has come");
+            verb.add_flag("--follow", options.follow, "with --status: show it until it is over")
+                ->needs(status);
+            status->excludes(cancel);
+        },
+        Flush);
+}
+
+}  // namespace cli

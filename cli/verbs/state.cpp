@@ -1,0 +1,65 @@
+#include <fmt/format.h>
+
+#include "caches/kernel_state.h"
+#include "output/answer.h"
+#include "support/names.h"
+#include "verbs/verb.h"
+
+namespace cli {
+namespace {
+
+struct Options {
+    std::string cache;
+    std::string state;
+};
+
+void Tell(const Context& context, const Cache& cache, const std::string& headline) {
+    const Record record{{{"name", "Name", cache.Name()},
+                         {"handle_state", "Handle state", HandleStateText(HandleStateOf(cache))}}};
+    Print(One("state", record, headline), context.json);
+}
+
+void Get(Context& context, const Options& options) {
+    Inventory inventory = TakeInventory();
+    Tell(context, FindWithPair(inventory, options.cache), "");
+}
+
+void Set(Context& context, const Options& options) {
+    Inventory inventory = TakeInventory();
+    const Cache& cache = FindWithPair(inventory, options.cache);
+    const Outcome outcome = Attempt([&] {
+        return VEMOFlashCacheHandleStateSet(cache.Ssd().c_str(), cache.Volume().c_str(),
+                                            kHandleStates.at(options.state));
+    });
+    if (outcome.result != 0) {
+        throw LibraryFailure(
+            fmt::format("{} could not be brought to the state {}", cache.Name(), options.state), outcome,
+            "some of its knobs may be written: set a state again, or see vemocachectl knob get");
+    }
+    Tell(context, cache, fmt::format("{} is in the state {}.", cache.Name(), options.state));
+}
+
+}  // namespace
+
+void AddState(CLI::App& app, Context& context) {
+    CLI::App* state = app.add_subcommand("state", "Read or set the handle state in which a cache runs");
+    state->require_subcommand(1);
+    AddVerb<Options>(
+        *state, context, "get", "Show the handle state that the cache's knobs make up",
+        "vemocachectl state get cachedev_0",
+        [](CLI::App& verb, Options& options) {
+            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
+        },
+        Get);
+    AddVerb<Options>(
+        *state, context, "set", "Bring a cache to a handle state", "vemocachectl state set cachedev_0 normal",
+        [](CLI::App& verb, Options& options) {
+            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
+            verb.add_option("STATE", options.state, "the state")
+                ->required()
+                ->check(CLI::IsMember(NamesOf(kHandleStates)));
+        },
+        Set);
+}
+
+}  // namespace cli

@@ -1,0 +1,167 @@
+#include "cli/tool.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+
+namespace tests {
+namespace {
+
+constexpr const char* kTool = VEMOCACHECTL_PATH;
+
+std::vector<char*> Vector(Words& words) {
+    std::vector<char*> vector;
+    for (auto& word : words) {
+        vector.push_back(word.data());
+    }
+    vector.push_back(nullptr);
+    return vector;
+}
+
+pid_t Spawn(Words words, int out, int err) {
+    posix_spawn_file_actions_t actions{};
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions, out, STDOUT_FILENO);
+    if (err >= 0) {
+        posix_spawn_file_actions_adddup2(&actions, err, STDERR_FILENO);
+    }
+    pid_t pid = -1;
+    const std::vector<char*> vector = Vector(words);
+    const int error = posix_spawnp(&pid, vector.front(), &actions, nullptr, vector.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    EXPECT_EQ(error, 0) << words.front();
+    return pid;
+}
+
+int ExitCode(pid_t pid) {
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// Reads what is there; false at the end.
+bool ReadSome(int fd, std::string& text) {
+    std::array<char, 4096> buffer{};
+    const ssize_t size = read(fd, buffer.data(), buffer.size());
+    if (size > 0) {
+        text.append(buffer.data(), static_cast<std::size_t>(size));
+    }
+    return size > 0;
+}
+
+std::array<int, 2> Pipe() {
+    std::array<int, 2> ends{};
+    EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    return ends;
+}
+
+Words WithTool(Words arguments) {
+    arguments.insert(arguments.begin(), kTool);
+    return arguments;
+}
+
+}  // namespace
+
+nlohmann::json Ran::Json() const {
+    auto json = nlohmann::json::parse(out, nullptr, false);
+    EXPECT_FALSE(json.is_discarded()) << "not one JSON object: " << out;
+    return json;
+}
+
+Ran RunProgram(const Words& words) {
+    const auto out = Pipe();
+    const auto err = Pipe();
+    const pid_t pid = Spawn(words, out[1], err[1]);
+    close(out[1]);
+    close(err[1]);
+    Ran ran;
+    std::array<pollfd, 2> ends{pollfd{out[0], POLLIN, 0}, pollfd{err[0], POLLIN, 0}};
+    while (ends[0].fd >= 0 || ends[1].fd >= 0) {
+        poll(ends.data(), ends.size(), -1);
+        for (auto& end : ends) {
+            if (end.fd >= 0 && end.revents != 0 && !ReadSome(end.fd, end.fd == out[0] ? ran.out : ran.err)) {
+                close(end.fd);
+                end.fd = -1;
+            }
+        }
+    }
+    ran.code = ExitCode(pid);
+    return ran;
+}
+
+Ran Tool(Words arguments) {
+    return RunProgram(WithTool(std::move(arguments)));
+}
+
+nlohmann::json Answer(Words arguments) {
+    arguments.emplace_back("--json");
+    const Ran ran = Tool(std::move(arguments));
+    EXPECT_EQ(ran.code, 0) << ran.out << ran.err;
+    return ran.Json();
+}
+
+Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::string& typed) {
+    Words words = WithTool(std::move(arguments));
+    const std::vector<char*> vector = Vector(words);
+    int terminal = -1;
+    const pid_t pid = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (pid == 0) {
+        execv(vector.front(), vector.data());
+        _exit(127);
+    }
+    Ran ran;
+    bool entered = false;
+    while (ReadSome(terminal, ran.out)) {
+        if (!entered && ran.out.find(prompt) != std::string::npos) {
+            entered = true;
+            EXPECT_EQ(write(terminal, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
+        }
+    }
+    EXPECT_TRUE(entered) << "no \"" << prompt << "\" in " << ran.out;
+    close(terminal);
+    ran.code = ExitCode(pid);
+    return ran;
+}
+
+RunningTool::RunningTool(Words arguments) {
+    const auto out = Pipe();
+    pid_ = Spawn(WithTool(std::move(arguments)), out[1], -1);
+    close(out[1]);
+    out_ = out[0];
+}
+
+RunningTool::~RunningTool() {
+    if (pid_ > 0) {
+        kill(pid_, SIGKILL);
+        ExitCode(pid_);
+    }
+    close(out_);
+}
+
+std::string RunningTool::NextLine() {
+    while (unread_.find('\n') == std::string::npos && ReadSome(out_, unread_)) {
+    }
+    const std::string line = unread_.substr(0, unread_.find('\n'));
+    unread_.erase(0, line.size() + 1);
+    return line;
+}
+
+void RunningTool::Signal(int signal) const {
+    kill(pid_, signal);
+}
+
+int RunningTool::Wait() {
+    const int code = ExitCode(pid_);
+    pid_ = -1;
+    return code;
+}
+
+}  // namespace tests

@@ -1,0 +1,55 @@
+// Runs the real tool, as an argument vector, and keeps what came of it.
+#pragma once
+
+#include <sys/types.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace tests {
+
+using Words = std::vector<std::string>;
+
+struct Ran {
+    int code = -1;  // the exit code; 128 + signal
+    std::string out;
+    std::string err;
+
+    // All of standard output, which must be one JSON object.
+    [[nodiscard]] nlohmann::json Json() const;
+};
+
+// Any program, standard input from /dev/null.
+Ran RunProgram(const Words& words);
+
+// vemocachectl with these arguments.
+Ran Tool(Words arguments);
+
+// vemocachectl with --json, which must succeed; its answer.
+nlohmann::json Answer(Words arguments);
+
+// vemocachectl on a terminal of its own, where `typed` is entered once `prompt` has come; out holds all
+// that the terminal showed.
+Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::string& typed);
+
+// vemocachectl that runs while the test goes on, standard output read line by line.
+class RunningTool {
+  public:
+    explicit RunningTool(Words arguments);
+    ~RunningTool();
+    RunningTool(const RunningTool&) = delete;
+    RunningTool& operator=(const RunningTool&) = delete;
+
+    // The next line; empty at the end.
+    std::string NextLine();
+    void Signal(int signal) const;
+    int Wait();  // the exit code, as in Ran
+
+  private:
+    pid_t pid_ = -1;
+    int out_ = -1;
+    std::string unread_;
+};
+
+}  // namespace tests
