@@ -11,6 +11,7 @@
 #include <fstream>
 #include <optional>
 #include <stdexcept>
+#include <string_view>
 
 #include "simulation/common/message.h"
 #include "simulation/launcher/init.h"
@@ -104,8 +105,8 @@ class InitWatch {
         char text[32];
         const ssize_t length = read(pipe_.Get(), text, sizeof text);
         if (length > 0) {
-            connection_.assign(text, static_cast<size_t>(length));
-            connection_ = connection_.substr(0, connection_.find('\n'));
+            const std::string_view told(text, static_cast<size_t>(length));
+            connection_ = told.substr(0, told.find('\n'));
         } else {
             ending_ = true;
         }
