@@ -16,17 +16,17 @@ namespace {
 enum class Attempt { kLocked, kBusy, kReplaced, kFailed };
 
 Attempt TryLock(int file, const char* path, int operation) {
-    if (flock(file, operation | LOCK_NB) != 0) {
-        const bool temporary = errno == EWOULDBLOCK || errno == EINTR || errno == ENOLCK;
-        return temporary ? Attempt::kBusy : Attempt::kFailed;
-    }
-    struct stat locked{};
+    const bool locked = flock(file, operation | LOCK_NB) == 0;
+    const int error = locked ? 0 : errno;
+    const bool temporary = error == EWOULDBLOCK || error == EINTR || error == ENOLCK;
+    struct stat own{};
     struct stat named{};
-    if (fstat(file, &locked) != 0) return Attempt::kFailed;
+    if ((!locked && !temporary) || fstat(file, &own) != 0) return Attempt::kFailed;
     // A lock on a file that was removed meanwhile excludes nobody.
-    const bool same =
-        stat(path, &named) == 0 && named.st_dev == locked.st_dev && named.st_ino == locked.st_ino;
-    return same ? Attempt::kLocked : Attempt::kReplaced;
+    const bool same = stat(path, &named) == 0 && named.st_dev == own.st_dev && named.st_ino == own.st_ino;
+    if (!same) return Attempt::kReplaced;
+    errno = error;
+    return locked ? Attempt::kLocked : Attempt::kBusy;
 }
 
 }  // namespace

@@ -80,7 +80,8 @@ int Opened() {
 }  // namespace faults
 
 void* operator new(size_t size) {
-    const bool fail = allocationsLeft > 0 && --allocationsLeft == 0;
+    const bool fail = allocationsLeft == 1;
+    if (allocationsLeft > 0) --allocationsLeft;
     allocationFailed = allocationFailed || fail;
     void* const memory = fail ? nullptr : std::malloc(size);
     if (memory == nullptr) throw std::bad_alloc();
