@@ -9,7 +9,7 @@
 
 namespace simulation {
 
-/** Owns one file descriptor. */
+/** Owns one file descriptor. Closing it leaves errno alone. */
 class UniqueFd {
   public:
     UniqueFd() = default;
@@ -25,10 +25,14 @@ class UniqueFd {
 
     int Get() const { return fd_; }
     explicit operator bool() const { return fd_ >= 0; }
+    /** Hands the descriptor over to the caller. */
+    int Release() { return std::exchange(fd_, -1); }
     void Reset() {
+        const int savedErrno = errno;
         if (fd_ >= 0) {
-            close(std::exchange(fd_, -1));
+            close(Release());
         }
+        errno = savedErrno;
     }
 
   private:

@@ -1,7 +1,7 @@
 #include <syslog.h>
 
-#include "errors.h"
-#include "text.h"
+#include "simulation/platform/errors.h"
+#include "simulation/platform/text.h"
 
 using namespace vemo::platform;
 

@@ -6,10 +6,13 @@
 #include <chrono>
 #include <thread>
 
-#include "errors.h"
-#include "whole_file.h"
+#include "simulation/common/unique_fd.h"
+#include "simulation/platform/errors.h"
+#include "simulation/platform/whole_file.h"
 
 using namespace vemo::platform;
+
+using simulation::UniqueFd;
 
 namespace {
 
@@ -56,7 +59,7 @@ int VLIBCFileLockTimeByFile(const char* path, int mode, int seconds, int* fd) {
     const auto deadline = Clock::now() + std::chrono::seconds(std::max(seconds, 0));
     UniqueFd file;
     for (;;) {
-        if (!file) file.Reset(open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644));
+        if (!file) file = UniqueFd(open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644));
         if (!file) return Fail(VLIBC_ERR_OPEN_FAILED);
         const Attempt attempt = TryLock(file.Get(), path, mode == 0 ? LOCK_SH : LOCK_EX);
         if (attempt == Attempt::kLocked) break;

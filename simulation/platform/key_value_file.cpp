@@ -2,9 +2,9 @@
 #include <cstring>
 #include <optional>
 
-#include "errors.h"
-#include "text.h"
-#include "whole_file.h"
+#include "simulation/platform/errors.h"
+#include "simulation/platform/text.h"
+#include "simulation/platform/whole_file.h"
 
 using namespace vemo::platform;
 

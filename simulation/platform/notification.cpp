@@ -2,8 +2,8 @@
 
 #include <syslog.h>
 
-#include "errors.h"
-#include "sz_hash.h"
+#include "simulation/platform/errors.h"
+#include "simulation/platform/sz_hash.h"
 
 using namespace vemo::platform;
 

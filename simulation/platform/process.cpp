@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "errors.h"
-#include "text.h"
+#include "simulation/platform/errors.h"
+#include "simulation/platform/text.h"
 
 using namespace vemo::platform;
 

@@ -13,10 +13,13 @@
 #include <unordered_map>
 #include <vector>
 
-#include "errors.h"
-#include "whole_file.h"
+#include "simulation/common/unique_fd.h"
+#include "simulation/platform/errors.h"
+#include "simulation/platform/whole_file.h"
 
 using namespace vemo::platform;
+
+using simulation::UniqueFd;
 
 namespace {
 

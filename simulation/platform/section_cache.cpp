@@ -1,4 +1,4 @@
-#include "section_cache.h"
+#include "simulation/platform/section_cache.h"
 
 #include <sys/stat.h>
 
@@ -7,8 +7,8 @@
 #include <ctime>
 #include <memory>
 
-#include "errors.h"
-#include "whole_file.h"
+#include "simulation/platform/errors.h"
+#include "simulation/platform/whole_file.h"
 
 namespace vemo::platform {
 

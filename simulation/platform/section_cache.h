@@ -1,6 +1,6 @@
 #pragma once
 
-#include "section_document.h"
+#include "simulation/platform/section_document.h"
 
 namespace vemo::platform {
 

@@ -1,6 +1,6 @@
-#include "section_document.h"
+#include "simulation/platform/section_document.h"
 
-#include "text.h"
+#include "simulation/platform/text.h"
 
 namespace vemo::platform {
 

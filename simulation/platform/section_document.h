@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "text_map.h"
+#include "simulation/platform/text_map.h"
 
 namespace vemo::platform {
 

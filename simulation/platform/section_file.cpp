@@ -1,11 +1,11 @@
 #include <algorithm>
 
-#include "errors.h"
-#include "section_cache.h"
-#include "sz_hash.h"
-#include "sz_list.h"
-#include "text.h"
-#include "whole_file.h"
+#include "simulation/platform/errors.h"
+#include "simulation/platform/section_cache.h"
+#include "simulation/platform/sz_hash.h"
+#include "simulation/platform/sz_list.h"
+#include "simulation/platform/text.h"
+#include "simulation/platform/whole_file.h"
 
 using namespace vemo::platform;
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "errors.h"
 #include "platform/vemosdk.h"
+#include "simulation/platform/errors.h"
 
 using namespace vemo::platform;
 

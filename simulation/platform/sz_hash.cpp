@@ -1,6 +1,6 @@
-#include "sz_hash.h"
+#include "simulation/platform/sz_hash.h"
 
-#include "errors.h"
+#include "simulation/platform/errors.h"
 
 using namespace vemo::platform;
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "text.h"
-#include "text_map.h"
+#include "simulation/platform/text.h"
+#include "simulation/platform/text_map.h"
 
 // A string hash: a map of texts together with the texts. The room of a replaced value comes back with Clear.
 struct VLIBC_SZHASH {

@@ -1,8 +1,8 @@
-#include "sz_list.h"
+#include "simulation/platform/sz_list.h"
 
 #include <type_traits>
 
-#include "errors.h"
+#include "simulation/platform/errors.h"
 
 using namespace vemo::platform;
 

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "text.h"
+#include "simulation/platform/text.h"
 
 // A string list. Callers read the count, which therefore comes first.
 struct VLIBC_SZLIST {

@@ -1,9 +1,9 @@
-#include "text.h"
+#include "simulation/platform/text.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "errors.h"
+#include "simulation/platform/errors.h"
 
 namespace vemo::platform {
 

@@ -1,4 +1,4 @@
-#include "text_map.h"
+#include "simulation/platform/text_map.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "whole_file.h"
+#include "simulation/platform/whole_file.h"
 
 #include <fcntl.h>
 #include <sys/random.h>
@@ -6,9 +6,12 @@
 #include <climits>
 #include <cstdio>
 
-#include "errors.h"
+#include "simulation/common/unique_fd.h"
+#include "simulation/platform/errors.h"
 
 namespace vemo::platform {
+
+using simulation::UniqueFd;
 
 namespace {
 
@@ -76,11 +79,12 @@ class NewFile {
   public:
     NewFile(int folder, bool nameless, mode_t mode) : folder_(folder) {
         if (nameless) {
-            file_.Reset(openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
+            file_ = UniqueFd(openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
             return;
         }
         WithFreshName([&] {
-            file_.Reset(openat(folder_, name_, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC | O_NOFOLLOW, mode));
+            file_ =
+                UniqueFd(openat(folder_, name_, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC | O_NOFOLLOW, mode));
             return static_cast<bool>(file_);
         });
     }

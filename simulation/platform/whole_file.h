@@ -2,40 +2,12 @@
 #pragma once
 
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace vemo::platform {
-
-// Owns a descriptor. Closing leaves errno alone.
-class UniqueFd {
-  public:
-    explicit UniqueFd(int fd = -1) : fd_(fd) {}
-    UniqueFd(UniqueFd&& other) noexcept : fd_(other.Release()) {}
-    UniqueFd& operator=(UniqueFd&& other) noexcept {
-        Reset(other.Release());
-        return *this;
-    }
-    ~UniqueFd() { Reset(); }
-
-    explicit operator bool() const { return fd_ >= 0; }
-    int Get() const { return fd_; }
-    int Release() { return std::exchange(fd_, -1); }
-    void Reset(int fd = -1) {
-        const int savedErrno = errno;
-        if (fd_ >= 0) close(fd_);
-        errno = savedErrno;
-        fd_ = fd;
-    }
-
-  private:
-    int fd_;
-};
 
 // The content of a regular file of at most 64 MiB, and its status as it was before the reading.
 // Nothing on failure: errno and the error slot say why.

@@ -77,12 +77,14 @@ TEST(Program, NamesAreSoughtInTheSystemsFoldersAlone) {
     const std::string fake = folder / "true";
     WriteText(fake, "#!/bin/sh\nexit 9\n");
     std::filesystem::permissions(fake, std::filesystem::perms::all);
-    const std::string path = getenv("PATH");
+    const char* const path = getenv("PATH");
+    ASSERT_NE(path, nullptr);
+    const std::string before = path;
     setenv("PATH", std::filesystem::path(fake).parent_path().c_str(), 1);
     std::filesystem::current_path(std::filesystem::path(fake).parent_path());
     EXPECT_EQ(VLIBCExecl("true", VLIBC_EXEC_WAIT, nullptr), 0);
     std::filesystem::current_path("/");
-    setenv("PATH", path.c_str(), 1);
+    setenv("PATH", before.c_str(), 1);
 }
 
 TEST(Program, AChildBeginsWithNothingOfOurs) {
@@ -138,6 +140,7 @@ TEST(Program, WaitsOutliveInterruptions) {
 
 TEST(Program, ManyThreadsKeepTheirChildrenApart) {
     std::vector<std::thread> threads;
+    threads.reserve(8);
     for (int i = 0; i < 8; ++i) {
         threads.emplace_back([i] {
             const std::string script = "echo " + std::to_string(i) + "; exit " + std::to_string(i);

@@ -103,10 +103,9 @@ TEST(Texts, AreTrimmedAtBothEnds) {
     const std::pair<const char*, const char*> cases[] = {
         {"", ""}, {" \t\n", ""}, {"a", "a"}, {"\r\n a b \v\f", "a b"}};
     for (const auto& [text, trimmed] : cases) {
-        char buffer[16];
-        std::strcpy(buffer, text);
-        EXPECT_EQ(VLIBCStrTrimSpace(buffer, 0), 0);
-        EXPECT_STREQ(buffer, trimmed);
+        std::string buffer = text;
+        EXPECT_EQ(VLIBCStrTrimSpace(buffer.data(), 0), 0);
+        EXPECT_STREQ(buffer.c_str(), trimmed);
     }
 }
 
