@@ -69,7 +69,7 @@ ProgressDisplay::~ProgressDisplay() {
 }
 
 milliseconds ProgressDisplay::Interval() const {
-    return bar_ ? milliseconds(500) : milliseconds(2000);
+    return bar_ ? milliseconds(500) : milliseconds(json_ ? 2000 : 5000);
 }
 
 void ProgressDisplay::Show(const Progress& progress) {

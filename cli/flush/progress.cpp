@@ -66,11 +66,12 @@ std::vector<Field> FieldsOf(const Progress& progress) {
     const auto bytes = [&](auto blocks) {
         return blocks ? Value(static_cast<std::uint64_t>(*blocks) * progress.blockSize) : Value();
     };
-    return {{"percent", "Flushed", Known(progress.percent), Format::kPercent},
+    return {{"percent", "Flushed", Known(progress.percent), Format::kPercent, false, true},
             {"dirty_blocks", "Dirty blocks", Known(progress.dirtyBlocks)},
             {"dirty_bytes", "Dirty", bytes(progress.dirtyBlocks), Format::kBytes},
-            {"bytes_per_second", "Bytes per second", bytes(progress.blocksPerSecond), Format::kBytes},
-            {"seconds_left", "Time left", Known(SecondsLeft(progress)), Format::kSeconds},
+            {"bytes_per_second", "Bytes per second", bytes(progress.blocksPerSecond), Format::kBytes, false,
+             true},
+            {"seconds_left", "Time left", Known(SecondsLeft(progress)), Format::kSeconds, false, true},
             {"write_errors", "Failed write-backs", Known(progress.writeErrors)},
             {"stalled", "Stalled", progress.stalled}};
 }

@@ -10,6 +10,7 @@
 
 #include <array>
 #include <csignal>
+#include <sstream>
 
 namespace tests {
 namespace {
@@ -71,8 +72,12 @@ Words WithTool(Words arguments) {
 }  // namespace
 
 nlohmann::json Ran::Json() const {
-    auto json = nlohmann::json::parse(out, nullptr, false);
-    EXPECT_FALSE(json.is_discarded()) << "not one JSON object: " << out;
+    nlohmann::json json = nlohmann::json::object();
+    std::istringstream lines(out);
+    for (std::string line; std::getline(lines, line);) {
+        json = nlohmann::json::parse(line, nullptr, false);
+        EXPECT_TRUE(json.is_object()) << line;
+    }
     return json;
 }
 
@@ -106,6 +111,20 @@ nlohmann::json Answer(Words arguments) {
     const Ran ran = Tool(std::move(arguments));
     EXPECT_EQ(ran.code, 0) << ran.out << ran.err;
     return ran.Json();
+}
+
+void CreateCache() {
+    const Ran ran = Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "64M"});
+    ASSERT_EQ(ran.code, 0) << ran.err;
+}
+
+int DirtyBlocks() {
+    return Answer({"status", "cachedev_0"})["caches"][0]["dirty_blocks"];
+}
+
+void Fault(const std::string& name, const std::string& value) {
+    const Ran ran = RunProgram({VEMO_APPLIANCE_PATH, "fault", name, value});
+    ASSERT_EQ(ran.code, 0) << ran.err;
 }
 
 Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::string& typed) {

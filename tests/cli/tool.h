@@ -16,7 +16,7 @@ struct Ran {
     std::string out;
     std::string err;
 
-    // All of standard output, which must be one JSON object.
+    // The last line of standard output, where each line must be a JSON object.
     [[nodiscard]] nlohmann::json Json() const;
 };
 
@@ -28,6 +28,15 @@ Ran Tool(Words arguments);
 
 // vemocachectl with --json, which must succeed; its answer.
 nlohmann::json Answer(Words arguments);
+
+// The usual cache: /dev/md3 in front of /dev/vg1/volume_1, 64 MiB, write-back.
+void CreateCache();
+
+// Its dirty blocks.
+int DirtyBlocks();
+
+// Sets a fault of the appliance on which the test runs.
+void Fault(const std::string& name, const std::string& value);
 
 // vemocachectl on a terminal of its own, where `typed` is entered once `prompt` has come; out holds all
 // that the terminal showed.

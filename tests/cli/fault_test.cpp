@@ -1,0 +1,88 @@
+// What the tool makes of things that go wrong half-way.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "cli/tool.h"
+
+namespace tests {
+namespace {
+
+using ::testing::HasSubstr;
+
+TEST(Fault, OfOneCacheCostsItsOwnRowAlone) {
+    CreateCache();
+    ASSERT_EQ(Tool({"create", "/dev/md4", "/dev/vg1/volume_2", "--size", "32M", "--mode", "thru"}).code, 0);
+    const auto caches = Answer({"list"})["caches"];
+    ASSERT_EQ(caches.size(), 2U);
+    EXPECT_EQ(caches[0]["state"], "running");
+    EXPECT_EQ(caches[0]["read_hit_percent"], 0);
+    EXPECT_EQ(caches[1]["ssd"], "/dev/md4");
+    EXPECT_EQ(caches[1]["device"], "/dev/mapper/cachedev_1");
+    EXPECT_TRUE(caches[1]["read_hit_percent"].is_null());
+    EXPECT_THAT(caches[1]["problem"], HasSubstr("write-through"));
+
+    Fault("file.flashcache_stats", "rubbish");
+    const auto broken = Answer({"list"})["caches"][0];
+    EXPECT_EQ(broken["state"], "broken");
+    EXPECT_EQ(broken["ssd"], "/dev/md3");
+    EXPECT_TRUE(broken["cached_percent"].is_null());
+    EXPECT_THAT(broken["problem"], HasSubstr("cannot be read"));
+}
+
+TEST(Fault, OfTheConfigurationLeavesRunningCachesListed) {
+    CreateCache();
+    std::ofstream("/usr/vemo/etc/flashcache.conf", std::ios::app) << "[empty]\n";
+    const Ran list = Tool({"list", "--json"});
+    EXPECT_EQ(list.code, 0);
+    EXPECT_THAT(list.err, HasSubstr("the configuration cannot be read"));
+    EXPECT_EQ(list.Json()["caches"][0]["name"], "cachedev_0");
+    EXPECT_EQ(Tool({"config", "list"}).code, 1);
+}
+
+TEST(Fault, OfACreationIsUndone) {
+    for (const auto& [fault, value] :
+         {std::pair{"tool.flashcache_create", "fail"}, {"knob.reclaim_policy", "reject"}}) {
+        Fault(fault, value);
+        const Ran ran = Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "32M"});
+        EXPECT_EQ(ran.code, 1);
+        EXPECT_THAT(ran.err, HasSubstr("could not be created"));
+        EXPECT_TRUE(Answer({"list"})["caches"].empty()) << fault;
+        Fault(fault, "ok");
+    }
+    CreateCache();
+}
+
+TEST(Fault, OfOneLoadKeepsNoOtherFromComingUp) {
+    CreateCache();
+    ASSERT_EQ(Tool({"create", "/dev/md4", "/dev/vg1/volume_2", "--size", "32M"}).code, 0);
+    ASSERT_EQ(Tool({"unload", "cachedev_0"}).code, 0);
+    ASSERT_EQ(Tool({"unload", "cachedev_1"}).code, 0);
+    ASSERT_EQ(Tool({"wipe", "/dev/md3", "--discard-metadata"}).code, 0);
+    const Ran ran = Tool({"load", "--all", "--json"});
+    EXPECT_EQ(ran.code, 1);
+    const auto caches = ran.Json()["caches"];
+    EXPECT_THAT(caches[0]["problem"], HasSubstr("holds no cache metadata"));
+    EXPECT_EQ(caches[1]["state"], "running");
+}
+
+TEST(Fault, OfAToolIsToldWithItsCode) {
+    CreateCache();
+    ASSERT_EQ(Tool({"unload", "cachedev_0"}).code, 0);
+    Fault("tool.flashcache_destroy", "fail");
+    const auto error = Tool({"wipe", "/dev/md3", "--discard-metadata", "--json"}).Json()["error"];
+    EXPECT_EQ(error["error_slot"]["code"], 0x8100);
+    EXPECT_EQ(error["error_slot"]["meaning"], "an external program failed");
+    EXPECT_THAT(error["error_slot"]["file"], HasSubstr("flashcache_destroy"));
+    Fault("tool.flashcache_destroy", "ok");
+
+    ASSERT_EQ(Tool({"load", "md3+volume_1"}).code, 0);
+    Fault("remove", "busy");
+    EXPECT_THAT(Tool({"unload", "cachedev_0"}).err, HasSubstr("could not be unloaded, it is still up"));
+    Fault("remove", "ok");
+    EXPECT_EQ(Tool({"unload", "cachedev_0"}).code, 0);
+}
+
+}  // namespace
+}  // namespace tests

@@ -1,0 +1,158 @@
+// Flush, its cancellation from within and without, deletion and expansion.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "cli/tool.h"
+
+namespace tests {
+namespace {
+
+using ::testing::HasSubstr;
+
+constexpr int kDirty = 20;
+
+// A cache with dirty blocks that stay dirty until the kernel may clean; /tmp/data holds the same bytes.
+void CreateDirtyCache() {
+    CreateCache();
+    Fault("cleaning", "pause");
+    ASSERT_EQ(RunProgram({"dd", "if=/dev/urandom", "of=/tmp/data", "bs=64k", "count=20"}).code, 0);
+    ASSERT_EQ(RunProgram({"dd", "if=/tmp/data", "of=/dev/mapper/cachedev_0", "bs=64k", "oflag=direct"}).code,
+              0);
+    ASSERT_EQ(DirtyBlocks(), kDirty);
+}
+
+bool VolumeHoldsData() {
+    return RunProgram({"cmp", "-n", std::to_string(kDirty * 65536), "/tmp/data", "/dev/vg1/volume_1"}).code ==
+           0;
+}
+
+TEST(Flush, TellsItsProgressAndItsEnd) {
+    CreateDirtyCache();
+    RunningTool flush({"flush", "cachedev_0", "--json"});
+    const auto first = nlohmann::json::parse(flush.NextLine());
+    EXPECT_EQ(first["progress"]["dirty_blocks"], kDirty);
+    EXPECT_FALSE(VolumeHoldsData());
+    Fault("cleaning", "run");
+    nlohmann::json last;
+    for (std::string line = flush.NextLine(); !line.empty(); line = flush.NextLine()) {
+        last = nlohmann::json::parse(line);
+    }
+    EXPECT_EQ(flush.Wait(), 0);
+    EXPECT_EQ(last["flush"]["result"], "done");
+    EXPECT_EQ(last["flush"]["flush_state"], "flush_done");
+    EXPECT_EQ(last["flush"]["dirty_blocks"], 0);
+    EXPECT_TRUE(VolumeHoldsData());
+}
+
+TEST(Flush, IsCancelledByCtrlC) {
+    CreateDirtyCache();
+    RunningTool flush({"flush", "cachedev_0", "--json"});
+    flush.NextLine();
+    flush.Signal(SIGINT);
+    nlohmann::json last;
+    for (std::string line = flush.NextLine(); !line.empty(); line = flush.NextLine()) {
+        last = nlohmann::json::parse(line);
+    }
+    EXPECT_EQ(flush.Wait(), 1);
+    EXPECT_EQ(last["flush"]["result"], "cancelled");
+    EXPECT_EQ(last["flush"]["handle_state"], "normal");
+    EXPECT_EQ(last["flush"]["flush_state"], "normal");
+    EXPECT_EQ(DirtyBlocks(), kDirty);
+}
+
+TEST(Flush, IsSeenAndCancelledFromAnotherProcess) {
+    CreateDirtyCache();
+    RunningTool flush({"delete", "cachedev_0", "--json"});
+    while (Answer({"flush", "--status", "cachedev_0"})["flush"]["flush_state"] != "flushing") {
+    }
+    const Ran second = Tool({"flush", "cachedev_0"});
+    EXPECT_EQ(second.code, 1);
+    EXPECT_THAT(second.err, HasSubstr("runs already"));
+    EXPECT_EQ(Answer({"flush", "--cancel", "cachedev_0"})["flush"]["handle_state"], "normal");
+    EXPECT_EQ(flush.Wait(), 1);
+    // The deletion stopped with its flush: the cache is up and keeps what is dirty.
+    EXPECT_EQ(DirtyBlocks(), kDirty);
+    EXPECT_EQ(Tool({"flush", "--cancel", "cachedev_0"}).code, 1);
+}
+
+TEST(Flush, ThatWasKilledCanBeBegunAgain) {
+    CreateDirtyCache();
+    {
+        RunningTool killed({"flush", "cachedev_0", "--json"});
+        while (Answer({"flush", "--status", "cachedev_0"})["flush"]["flush_state"] != "flushing") {
+        }
+    }
+    Fault("cleaning", "run");
+    const Ran again = Tool({"flush", "cachedev_0"});
+    EXPECT_EQ(again.code, 0) << again.err;
+    EXPECT_THAT(again.err, HasSubstr("an earlier flush of md3+volume_1 did not end in order"));
+    EXPECT_TRUE(VolumeHoldsData());
+    EXPECT_EQ(Answer({"state", "set", "cachedev_0", "normal"})["state"]["handle_state"], "normal");
+}
+
+TEST(Flush, ThatTheVolumeRefusesLeavesTheCacheRunning) {
+    CreateDirtyCache();
+    Fault("writeback", "fail");
+    Fault("cleaning", "run");
+    const Ran ran = Tool({"delete", "cachedev_0"});
+    EXPECT_EQ(ran.code, 1);
+    EXPECT_THAT(ran.err, HasSubstr("the volume /dev/vg1/volume_1 refused"));
+    const auto cache = Answer({"status", "cachedev_0"})["caches"][0];
+    EXPECT_EQ(cache["handle_state"], "normal");
+    EXPECT_EQ(cache["dirty_blocks"], kDirty);
+
+    ASSERT_EQ(Tool({"attribute", "set", "cachedev_0", "force-remove", "--ignore-write-errors"}).code, 0);
+    EXPECT_EQ(Answer({"attribute", "get", "cachedev_0"})["attribute"]["attribute"], "force-remove");
+    Fault("writeback", "ok");
+    EXPECT_EQ(Tool({"delete", "cachedev_0"}).code, 0);
+    EXPECT_TRUE(VolumeHoldsData());
+}
+
+TEST(Delete, LosesNothingAndLeavesNoTrace) {
+    CreateDirtyCache();
+    Fault("cleaning", "run");
+    EXPECT_EQ(Answer({"delete", "/volume1"})["deleted"]["name"], "md3+volume_1");
+    EXPECT_TRUE(VolumeHoldsData());
+    EXPECT_TRUE(Answer({"list"})["caches"].empty());
+    EXPECT_FALSE(Answer({"modules"})["modules"][1]["loaded"]);
+    CreateCache();  // the SSD is taken again without a question
+}
+
+TEST(Delete, DropsDirtyBlocksWithConsentAlone) {
+    CreateDirtyCache();
+    EXPECT_EQ(Tool({"delete", "cachedev_0", "--fast"}).code, 1);
+    EXPECT_EQ(Tool({"delete", "cachedev_0", "--discard-dirty"}).code, 0);
+    EXPECT_FALSE(VolumeHoldsData());
+    EXPECT_TRUE(Answer({"list"})["caches"].empty());
+}
+
+TEST(Delete, TakesAWriteThroughCache) {
+    ASSERT_EQ(Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "32M", "--mode", "thru"}).code, 0);
+    EXPECT_EQ(Tool({"delete", "cachedev_0"}).code, 0);
+    EXPECT_TRUE(Answer({"list"})["caches"].empty());
+}
+
+TEST(Delete, StoppedAtTheRemovalCanBeRepeated) {
+    CreateCache();
+    Fault("remove", "busy");
+    const Ran ran = Tool({"delete", "cachedev_0"});
+    EXPECT_EQ(ran.code, 1);
+    EXPECT_THAT(ran.err, HasSubstr("its device is still up"));
+    EXPECT_EQ(Answer({"config", "list"})["entries"].size(), 1U);
+    Fault("remove", "ok");
+    EXPECT_EQ(Tool({"delete", "cachedev_0"}).code, 0);
+}
+
+TEST(Expand, FollowsTheVolume) {
+    CreateCache();
+    ASSERT_EQ(RunProgram({VEMO_APPLIANCE_PATH, "grow", "/dev/vg1/volume_1", "3G"}).code, 0);
+    const auto expanded = Answer({"expand", "cachedev_0"})["expanded"];
+    EXPECT_EQ(expanded["device_size_bytes"], std::uint64_t{3} << 30);
+    EXPECT_LT(expanded["former_device_size_bytes"], expanded["device_size_bytes"]);
+    EXPECT_THAT(Tool({"expand", "cachedev_0"}).out, HasSubstr("already"));
+}
+
+}  // namespace
+}  // namespace tests
