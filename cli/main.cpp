@@ -1,6 +1,7 @@
 // vemocachectl: SSD caches from the command line. The verbs lie in verbs/, one a file.
 #include <fmt/format.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <exception>
@@ -48,6 +49,9 @@ int RefuseUsage(const CLI::App& app, const CLI::ParseError& error, bool json) {
 
 int Run(cli::Context& context) {
     try {
+        if (geteuid() != 0) {
+            throw cli::Failure{"vemocachectl must be run by root", "devices and knobs are root's", ""};
+        }
         context.action();
         return context.failed ? kExitFailed : 0;
     } catch (const cli::Failure& failure) {

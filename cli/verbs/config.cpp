@@ -5,6 +5,7 @@
 #include "caches/inventory.h"
 #include "output/answer.h"
 #include "support/consent.h"
+#include "support/lifecycle_lock.h"
 #include "verbs/verb.h"
 
 namespace cli {
@@ -49,6 +50,7 @@ void Show(Context& context, const Options& options) {
 }
 
 void Remove(Context& context, const Options& options) {
+    const LifecycleLock lock;
     Inventory inventory = Configured();
     const Cache& cache = FindEntry(inventory, options.entry);
     if (cache.IsUp()) {

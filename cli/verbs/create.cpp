@@ -11,6 +11,7 @@
 #include "support/background_call.h"
 #include "support/consent.h"
 #include "support/device.h"
+#include "support/lifecycle_lock.h"
 #include "support/names.h"
 #include "support/signals.h"
 #include "support/size.h"
@@ -50,7 +51,7 @@ void RequireFree(const Inventory& inventory, const std::string& path, const std:
             throw Failure{fmt::format("the {} {} belongs to the cache {}", role, path, cache.Name()),
                           cache.IsUp() ? fmt::format("it runs as {}", cache.device)
                                        : "it is configured, but not loaded",
-                          fmt::format("vemocachectl status {} tells more", cache.Name())};
+                          fmt::format("vemocachectl status {} tells more about it", cache.Name())};
         }
     }
     RequireUnused(path, role);
@@ -171,6 +172,7 @@ void CreateWithEntry(const NewEntry& planned, const FLASHCACHE_CREATE_PARAM& par
 }
 
 void Create(Context& context, const Options& options) {
+    const LifecycleLock lock;
     Inventory inventory = TakeInventory();
     if (inventory.configError) {
         throw Failure(*inventory.configError);

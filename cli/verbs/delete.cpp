@@ -8,6 +8,7 @@
 #include "output/answer.h"
 #include "support/background_call.h"
 #include "support/consent.h"
+#include "support/lifecycle_lock.h"
 #include "verbs/verb.h"
 
 namespace cli {
@@ -23,7 +24,7 @@ bool IsWriteBack(const Cache& cache) {
     return cache.stat && cache.stat->WriteMode == FLASHCACHE_WRITE_BACK;
 }
 
-// The library cannot look up the status of a write-through cache, but takes one that it is given.
+// The library cannot look up the status of a write-through or broken cache, but takes one that it is given.
 struct GivenStatus {
     std::string ssd;
     std::string volume;
@@ -32,17 +33,28 @@ struct GivenStatus {
     explicit GivenStatus(const Cache& cache) : ssd(cache.Ssd()), volume(cache.Volume()) {
         record.SSDDevPath = ssd.data();
         record.SpacePath = volume.data();
-        record.WriteMode = cache.stat ? cache.stat->WriteMode : FLASHCACHE_WRITE_THRU;
+        record.WriteMode = cache.stat ? cache.stat->WriteMode : ConfiguredMode(*cache.entry);
+    }
+
+    // As the kernel tells modes: the kinds of write-back are one to it.
+    static std::int32_t ConfiguredMode(const FLASHCACHE_CONFIG& entry) {
+        const auto mode = entry.Policy.WriteMode;
+        return mode == FLASHCACHE_WRITE_THRU || mode == FLASHCACHE_WRITE_AROUND ? mode
+                                                                                : FLASHCACHE_WRITE_BACK;
     }
 };
 
-void RequireKnownMode(const Cache& cache) {
+void RequireKnownMode(const Options& options, const Cache& cache) {
     const bool writeThrough =
         cache.entry != nullptr && cache.entry->Policy.WriteMode == FLASHCACHE_WRITE_THRU;
-    if (!cache.stat && !writeThrough) {
+    const bool consented = cache.entry != nullptr && options.discardDirty;
+    if (!cache.stat && !writeThrough && !consented) {
         throw Failure{fmt::format("the cache {} cannot be deleted", cache.Name()),
                       "its status cannot be read: whether it holds dirty blocks is not known",
-                      fmt::format("vemocachectl -v status {} shows why", cache.Name()), cache.statError};
+                      fmt::format("vemocachectl -v status {} shows why; --discard-dirty deletes a configured "
+                                  "cache all the same, with what it alone holds",
+                                  cache.Name()),
+                      cache.statError};
     }
 }
 
@@ -107,11 +119,12 @@ void Forget(const Cache& cache) {
 void Delete(Context& context, const Options& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, options.cache);
-    RequireKnownMode(cache);
+    RequireKnownMode(options, cache);
     RequireIdle(cache);
     if (IsWriteBack(cache)) {
         SettleDirtyBlocks(context, options, cache);
     }
+    const LifecycleLock lock;
     Remove(options, cache);
     Forget(cache);
     Print(One("deleted", Identity(cache),

@@ -5,6 +5,7 @@
 #include "output/answer.h"
 #include "support/background_call.h"
 #include "support/device.h"
+#include "support/lifecycle_lock.h"
 #include "verbs/verb.h"
 
 namespace cli {
@@ -26,6 +27,7 @@ void RequireExpandable(const Cache& cache) {
 }
 
 void Expand(Context& context, const Options& options) {
+    const LifecycleLock lock;
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, options.cache);
     RequireExpandable(cache);

@@ -8,6 +8,7 @@
 #include "output/answer.h"
 #include "support/background_call.h"
 #include "support/device.h"
+#include "support/lifecycle_lock.h"
 #include "verbs/verb.h"
 
 namespace cli {
@@ -21,6 +22,7 @@ struct Options {
 void CheckBefore(const Cache& cache) {
     RequireBlockDevice(cache.Ssd(), "SSD");
     RequireBlockDevice(cache.Volume(), "volume");
+    RequireUnused(cache.Ssd(), "SSD");
     RequireUnused(cache.Volume(), "volume");
 }
 
@@ -91,6 +93,7 @@ void LoadAll(Context& context, const Inventory& inventory) {
 }
 
 void Load(Context& context, const Options& options) {
+    const LifecycleLock lock;
     Inventory inventory = TakeInventory();
     if (inventory.configError) {
         throw Failure(*inventory.configError);

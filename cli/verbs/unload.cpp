@@ -7,6 +7,7 @@
 #include "caches/kernel_state.h"
 #include "output/answer.h"
 #include "support/background_call.h"
+#include "support/lifecycle_lock.h"
 #include "verbs/verb.h"
 
 namespace cli {
@@ -36,6 +37,7 @@ std::string HeadlineOf(const Cache& cache, const std::optional<std::uint64_t>& d
 }
 
 void Unload(const Context& context, const Options& options) {
+    const LifecycleLock lock;
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, options.cache);
     RequireIdle(cache);

@@ -5,6 +5,7 @@
 #include "support/background_call.h"
 #include "support/consent.h"
 #include "support/device.h"
+#include "support/lifecycle_lock.h"
 #include "verbs/verb.h"
 
 namespace cli {
@@ -39,6 +40,7 @@ std::string LossOf(const Inventory& inventory, const std::string& ssd) {
 
 void Wipe(const Context& context, const Options& options) {
     RequireBlockDevice(options.ssd, "SSD");
+    const LifecycleLock lock;
     const Inventory inventory = TakeInventory();
     if (inventory.configError) {
         Note(inventory.configError->what + ": whether a configured cache lies on the SSD is not known");

@@ -49,5 +49,22 @@ TEST_F(KeptAppliance, LoadsWhatWasWrittenBeforeTheRestart) {
     EXPECT_EQ(second.Json()["caches"][0]["state"], "running");
 }
 
+TEST_F(KeptAppliance, ForgetsAFlushThatTheRestartEnded) {
+    const std::string tool = VEMOCACHECTL_PATH;
+    const Ran first =
+        Shell(tool + " create /dev/md3 /dev/vg1/volume_1 --size 64M >/dev/null\n" + VEMO_APPLIANCE_PATH +
+              " fault cleaning pause\n"
+              "dd if=/dev/urandom of=/dev/mapper/cachedev_0 bs=64k count=3 oflag=direct conv=fsync\n" +
+              tool +
+              " flush cachedev_0 &\n"
+              "until grep -q flushing /usr/vemo/etc/flashcache.conf; do :; done\n");
+    ASSERT_EQ(first.code, 0) << first.err;
+    const Ran second = Shell(tool + " load --all >/dev/null\n" + tool + " status --json\n");
+    const auto cache = second.Json()["caches"][0];
+    EXPECT_EQ(cache["state"], "running");
+    EXPECT_EQ(cache["flush_state"], "normal");
+    EXPECT_EQ(cache["handle_state"], "normal");
+}
+
 }  // namespace
 }  // namespace tests

@@ -1,0 +1,20 @@
+// One change of the caches at a time, among the processes of this tool.
+#pragma once
+
+namespace cli {
+
+// Held from the look at the caches to the last step of a change: the library leaves it to its callers to
+// keep lifecycle operations apart. Waits up to 30 seconds; throws a Failure when another process still
+// holds it then.
+class LifecycleLock {
+  public:
+    LifecycleLock();
+    ~LifecycleLock();
+    LifecycleLock(const LifecycleLock&) = delete;
+    LifecycleLock& operator=(const LifecycleLock&) = delete;
+
+  private:
+    int fd_ = -1;
+};
+
+}  // namespace cli
