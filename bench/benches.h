@@ -1,0 +1,15 @@
+// The groups of comparisons. Each function registers one; nothing is set up before it is run.
+#pragma once
+
+namespace bench {
+
+void RegisterStatus();
+void RegisterKnobs();
+void RegisterConfig();
+void RegisterWalk();
+void RegisterSsdSupport();
+
+/// Does the statistics of a volume and prints the most memory that this process needed. For main alone.
+int PrintPeakOfWalk(const char* volumePath);
+
+}  // namespace bench

@@ -1,0 +1,36 @@
+// What a piece of work costs.
+#pragma once
+
+#include <string>
+
+namespace bench {
+
+/// Times in seconds; those of programs that the work ran and waited for are in. Memory in bytes.
+struct Cost {
+    double wall = 0;
+    double cpu = 0;
+    double peakMemory = 0;
+};
+
+/// Starts to measure when made.
+class Meter {
+  public:
+    Meter();
+    /// Since it was made; the memory is not measured.
+    Cost Read() const;
+
+  private:
+    Cost start_;
+};
+
+template <class Work>
+Cost CostOf(const Work& work) {
+    const Meter meter;
+    work();
+    return meter.Read();
+}
+
+/// Most memory that this process has had resident since it began to run its program.
+double OwnPeakMemory();
+
+}  // namespace bench

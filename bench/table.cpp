@@ -1,0 +1,62 @@
+#include "table.h"
+
+#include <fmt/format.h>
+
+#include <string>
+
+#include "comparison.h"
+
+namespace bench {
+namespace {
+
+constexpr const char* kLayout = "{:<16} {:<34} {:<7} {:>9} {:>9} {:>6} {:>6}  {}\n";
+
+/// "1.23 ms" or "4.1 MB".
+std::string Quantity(double value, bool isMemory) {
+    if (isMemory) {
+        return fmt::format("{:.2f} MB", value / 1e6);
+    }
+    if (value < 1e-3) {
+        return fmt::format("{:.1f} us", value * 1e6);
+    }
+    return value < 1 ? fmt::format("{:.2f} ms", value * 1e3) : fmt::format("{:.2f} s", value);
+}
+
+void PrintLine(const benchmark::BenchmarkReporter::Run& run, const std::string& measure) {
+    const auto counter = [&](const char* name) { return run.counters.at(measure + name).value; };
+    const double ratio = counter(".ratio");
+    const double goal = counter(".goal");
+    const bool isMemory = measure == kMemory.name;
+    const std::string name = run.run_name.function_name;
+    fmt::print(kLayout, name, run.report_label, measure, Quantity(counter(".ours"), isMemory),
+               Quantity(counter(".baseline"), isMemory), fmt::format("{:.2f}", ratio),
+               goal == 0 ? "-" : fmt::format("{:.2f}", goal),
+               goal == 0       ? "-"
+               : ratio <= goal ? "yes"
+                               : "NO");
+}
+
+}  // namespace
+
+bool Table::ReportContext(const Context& /*context*/) {
+    fmt::print(kLayout, "what", "against", "measure", "ours", "theirs", "ratio", "goal", "met");
+    return true;
+}
+
+void Table::ReportRuns(const std::vector<Run>& runs) {
+    for (const Run& run : runs) {
+        if (run.error_occurred) {
+            hasErrors_ = true;
+            fmt::print("{:<16} FAILED: {}\n", run.run_name.function_name, run.error_message);
+            continue;
+        }
+        for (const Measure& measure : {kWall, kCpu, kMemory}) {
+            if (run.counters.find(std::string(measure.name) + ".ratio") != run.counters.end()) {
+                PrintLine(run, measure.name);
+            }
+        }
+    }
+    std::fflush(stdout);
+}
+
+}  // namespace bench
