@@ -1,5 +1,6 @@
 #include "appliance.h"
 
+#include <malloc.h>
 #include <sched.h>
 #include <spawn.h>
 #include <sys/mount.h>
@@ -12,6 +13,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "platform/vemocore.h"
 #include "vemoflashcache.h"
 
 namespace bench {
@@ -148,6 +150,21 @@ void HaveCaches(int count) {
         CreateCache(have++);
     }
     CoverProc();
+}
+
+void ForgetFile() {
+    const char* const other = "/tmp/other.conf";  // the platform remembers one file
+    if (!fs::exists(other)) {
+        WriteFile(other, "[section]\nkey=value\n");
+    }
+    VLIBC_SZLIST* list = nullptr;
+    Require(VLIBCFileEnumSection(other, &list) == 1, other);
+    VLIBCSzListFree(list);
+}
+
+void ForgetFileAndHeap() {
+    ForgetFile();
+    malloc_trim(0);
 }
 
 }  // namespace bench

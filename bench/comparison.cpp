@@ -46,7 +46,7 @@ void Report(benchmark::State& state, const Comparison& comparison, const Costs& 
 void RunPairs(benchmark::State& state, const Comparison& comparison) {
     Costs ours;
     Costs baseline;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         if (ours.size() % 2 == 0) {  // neither side always finds what the other left in the caches
             ours.push_back(comparison.ours());
             baseline.push_back(comparison.baseline());

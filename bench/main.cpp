@@ -2,6 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -46,10 +47,9 @@ std::vector<std::string> WithFilter(int argc, char** argv) {
 
 int RunBenchmarks(int argc, char** argv) {
     std::vector<std::string> arguments = WithFilter(argc, argv);
-    std::vector<char*> pointers;
-    for (std::string& argument : arguments) {
-        pointers.push_back(argument.data());
-    }
+    std::vector<char*> pointers(arguments.size());
+    std::transform(arguments.begin(), arguments.end(), pointers.begin(),
+                   [](std::string& argument) { return argument.data(); });
     auto count = static_cast<int>(pointers.size());
     benchmark::Initialize(&count, pointers.data());
     if (benchmark::ReportUnrecognizedArguments(count, pointers.data())) {

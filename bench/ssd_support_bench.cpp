@@ -62,12 +62,10 @@ void HandOut(int sections) {
     VEMOFlashCacheSupportSSDFree(list);
 }
 
-/// Reads another database first: what the last run left in memory must not help this one.
 template <class Read>
 Cost ReadAfresh(int sections, const Read& read) {
-    UseDatabase(1);
-    HandOut(1);
     UseDatabase(sections);
+    ForgetFileAndHeap();
     return CostOf(read);
 }
 

@@ -7,7 +7,7 @@
 
 #include <array>
 #include <cstdio>
-#include <memory>
+#include <stdexcept>
 
 #include "appliance.h"
 #include "benches.h"
@@ -45,7 +45,9 @@ void SpawnTable(const std::string& device) {
 
 void ShellTable(const std::string& device) {
     FILE* const stream = popen((kDmsetup + std::string(" table ") + device).c_str(), "r");
-    Require(stream != nullptr, "popen");
+    if (stream == nullptr) {
+        throw std::runtime_error("popen failed");
+    }
     ReadToEnd(fileno(stream));
     Require(pclose(stream) == 0, "dmsetup failed");
 }

@@ -33,7 +33,7 @@ void Serve(int socket, const std::vector<std::function<void()>>& jobs) {
 
 }  // namespace
 
-Worker::Worker(std::size_t residentBytes, std::vector<std::function<void()>> jobs) {
+Worker::Worker(std::size_t residentBytes, const std::vector<std::function<void()>>& jobs) {
     std::array<int, 2> ends{};
     Require(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) == 0, "socketpair");
     process_ = fork();
@@ -43,7 +43,8 @@ Worker::Worker(std::size_t residentBytes, std::vector<std::function<void()>> job
         try {
             Occupy(residentBytes);
             Serve(ends[1], jobs);
-        } catch (const std::exception&) {  // seen by the other side as the end of the connection
+        } catch (const std::exception&) {
+            _exit(1);  // the other side sees the end of the connection
         }
         _exit(0);
     }

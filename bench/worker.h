@@ -12,7 +12,7 @@ namespace bench {
 class Worker {
   public:
     /// Forks a process with `residentBytes` of memory in use that can do any of the `jobs`.
-    Worker(std::size_t residentBytes, std::vector<std::function<void()>> jobs);
+    Worker(std::size_t residentBytes, const std::vector<std::function<void()>>& jobs);
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
     ~Worker();
