@@ -1,5 +1,7 @@
 #include "simulation/platform/section_document.h"
 
+#include <algorithm>
+
 #include "simulation/platform/text.h"
 
 namespace vemo::platform {
@@ -16,13 +18,11 @@ char FirstLetter(std::string_view line) {
 }  // namespace
 
 std::optional<KeyLine> ParseKeyLine(std::string_view line) {
-    line = Trim(line);
-    if (line.empty() || line.front() == '#' || line.front() == ';' || line.front() == '[') return {};
+    line = TrimFront(line);
     const size_t equals = line.find('=');
-    if (equals == line.npos) return {};
-    const std::string_view key = Trim(line.substr(0, equals));
-    if (key.empty()) return {};
-    return KeyLine{key, Trim(line.substr(equals + 1))};
+    if (equals == line.npos || equals == 0) return {};
+    if (line.front() == '#' || line.front() == ';' || line.front() == '[') return {};
+    return KeyLine{TrimBack(line.substr(0, equals)), Trim(line.substr(equals + 1))};
 }
 
 bool IsHeader(std::string_view line) {
@@ -44,20 +44,24 @@ bool IsRemark(std::string_view line) {
 }
 
 SectionDocument::SectionDocument(std::string text) : text_(std::move(text)) {
-    std::string_view rest = text_;
-    std::string_view line;
+    const std::string_view all = text_;
     std::optional<std::string_view> name;
-    const char* bodyBegin = nullptr;
-    const auto closeSection = [&](const char* bodyEnd) {
-        if (name) sections_.Insert(*name, {bodyBegin, static_cast<size_t>(bodyEnd - bodyBegin)});
+    size_t bodyBegin = 0;
+    const auto closeSection = [&](size_t bodyEnd) {
+        if (name) sections_.Insert(*name, all.substr(bodyBegin, bodyEnd - bodyBegin));
     };
-    while (NextLine(rest, line)) {
+    // From bracket to bracket, since few lines have one.
+    size_t lineEnd = 0;
+    for (size_t at = 0; (at = all.find('[', lineEnd)) != all.npos;) {
+        const size_t lineBegin = all.rfind('\n', at) + 1;  // 0 on the first line
+        lineEnd = std::min(all.find('\n', at), all.size() - 1) + 1;
+        const std::string_view line = all.substr(lineBegin, lineEnd - lineBegin);
         if (!IsHeader(line)) continue;
-        closeSection(line.data());
+        closeSection(lineBegin);
         name = ParseHeader(line);
-        bodyBegin = line.data() + line.size();
+        bodyBegin = lineEnd;
     }
-    closeSection(text_.data() + text_.size());
+    closeSection(all.size());
 }
 
 std::optional<std::string_view> SectionDocument::Body(std::string_view name) const {

@@ -12,11 +12,18 @@ constexpr bool IsBlank(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-// `text` without the blanks at both ends.
-inline std::string_view Trim(std::string_view text) {
+// `text` without the blanks before it, after it, or both.
+inline std::string_view TrimFront(std::string_view text) {
     while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+    return text;
+}
+inline std::string_view TrimBack(std::string_view text) {
     while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
     return text;
+}
+// The end first: what is left of nothing but blanks begins where the text began.
+inline std::string_view Trim(std::string_view text) {
+    return TrimFront(TrimBack(text));
 }
 
 // Takes the first line, its line end included, from `rest` into `line`; false when nothing is left.
