@@ -1,6 +1,5 @@
 #include "appliance.h"
 
-#include <malloc.h>
 #include <sched.h>
 #include <spawn.h>
 #include <sys/mount.h>
@@ -160,11 +159,6 @@ void ForgetFile() {
     VLIBC_SZLIST* list = nullptr;
     Require(VLIBCFileEnumSection(other, &list) == 1, other);
     VLIBCSzListFree(list);
-}
-
-void ForgetFileAndHeap() {
-    ForgetFile();
-    malloc_trim(0);
 }
 
 }  // namespace bench

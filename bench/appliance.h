@@ -38,8 +38,4 @@ void HaveCaches(int count);
 /// Has the platform forget the section file that it read last: to be called before one is read.
 void ForgetFile();
 
-/// The same, and gives back what the heap holds in store: what runs of another size left there must not help
-/// or hinder this one.
-void ForgetFileAndHeap();
-
 }  // namespace bench

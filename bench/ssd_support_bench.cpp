@@ -65,7 +65,8 @@ void HandOut(int sections) {
 template <class Read>
 Cost ReadAfresh(int sections, const Read& read) {
     UseDatabase(sections);
-    ForgetFileAndHeap();
+    read();  // the heap is then as a run of this size leaves it, not one of another
+    ForgetFile();
     return CostOf(read);
 }
 
