@@ -10,7 +10,7 @@ namespace simulation {
 
 namespace {
 
-constexpr size_t kMaxMessage = 128 * 1024;
+constexpr size_t kMaxMessage = 131072;
 
 }  // namespace
 

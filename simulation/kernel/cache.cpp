@@ -212,7 +212,8 @@ void Cache::MarkClean(Slot slot) {
 void Cache::Discard(uint64_t offset, uint64_t length) {
     const uint64_t blockSize = superblock_.blockSize;
     space_.Punch(offset, length);
-    for (uint64_t end = offset + length; offset < end;) {
+    const uint64_t end = offset + length;
+    while (offset < end) {
         const Piece piece = PieceAt(offset, end - offset);
         const auto slot = map_.Find(piece.block);
         if (slot && IsWhole(piece)) {

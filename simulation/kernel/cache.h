@@ -125,8 +125,8 @@ class Cache : public BlockTarget {
     bool syncing_ = false;
     int64_t initialDirty_ = -1;
     uint64_t syncErrors_ = 0;
-    Clock::time_point lastCleaned_{};
-    Clock::time_point stalledUntil_{};
+    Clock::time_point lastCleaned_;
+    Clock::time_point stalledUntil_;
 };
 
 }  // namespace simulation

@@ -11,8 +11,8 @@ namespace simulation {
 
 namespace {
 
-Tree& TreeOf(fuse_req_t request) {
-    return *static_cast<Tree*>(fuse_req_userdata(request));
+FileSystem::Content& ContentOf(fuse_req_t request) {
+    return *static_cast<FileSystem::Content*>(fuse_req_userdata(request));
 }
 
 /** Runs one operation on the node of that number; what it throws, and a node that is gone, become the answer.
@@ -20,7 +20,7 @@ Tree& TreeOf(fuse_req_t request) {
 template <typename Operation>
 void OnNode(fuse_req_t request, fuse_ino_t number, Operation operation) {
     try {
-        Node* node = TreeOf(request).ByNumber(number);
+        Node* node = ContentOf(request).nodes.ByNumber(number);
         if (node == nullptr) {
             fuse_reply_err(request, ENOENT);
             return;
@@ -46,7 +46,7 @@ struct stat Attributes(const Node& node) {
 
 void Lookup(fuse_req_t request, fuse_ino_t parent, const char* name) {
     OnNode(request, parent, [&](Node& folder) {
-        const Node* child = TreeOf(request).Child(folder, name);
+        const Node* child = ContentOf(request).nodes.Child(folder, name);
         if (child == nullptr) {
             fuse_reply_err(request, ENOENT);
             return;
@@ -106,15 +106,16 @@ void Open(fuse_req_t request, fuse_ino_t number, fuse_file_info* file) {
     OnNode(request, number, [&](const Node& node) {
         file->direct_io = 1;
         if (node.read && (file->flags & O_ACCMODE) != O_WRONLY) {
-            auto text = std::make_unique<std::string>(node.read());
-            file->fh = reinterpret_cast<uint64_t>(text.release());
+            FileSystem::Content& content = ContentOf(request);
+            file->fh = ++content.lastText;
+            content.texts[file->fh] = node.read();
         }
         fuse_reply_open(request, file);
     });
 }
 
 void Release(fuse_req_t request, fuse_ino_t /*number*/, fuse_file_info* file) {
-    delete reinterpret_cast<std::string*>(file->fh);
+    ContentOf(request).texts.erase(file->fh);
     fuse_reply_err(request, 0);
 }
 
@@ -128,10 +129,9 @@ void Read(fuse_req_t request, fuse_ino_t number, size_t size, off_t start, fuse_
             fuse_reply_buf(request, content.data(), content.size());
             return;
         }
-        const auto* text = reinterpret_cast<const std::string*>(file->fh);
-        const size_t length = text == nullptr ? 0 : text->size();
-        const size_t from = std::min<uint64_t>(offset, length);
-        fuse_reply_buf(request, length == 0 ? nullptr : text->data() + from, std::min(size, length - from));
+        const std::string& text = ContentOf(request).texts[file->fh];
+        const size_t from = std::min<uint64_t>(offset, text.size());
+        fuse_reply_buf(request, text.data() + from, std::min(size, text.size() - from));
     });
 }
 
@@ -175,8 +175,9 @@ void Allocate(fuse_req_t request, fuse_ino_t number, int mode, off_t offset, off
 }
 
 void Initialize(void* /*userdata*/, fuse_conn_info* connection) {
-    connection->want &=
-        ~(FUSE_CAP_SPLICE_READ | FUSE_CAP_SPLICE_WRITE | FUSE_CAP_SPLICE_MOVE | FUSE_CAP_ATOMIC_O_TRUNC);
+    constexpr unsigned kUnwanted =
+        FUSE_CAP_SPLICE_READ | FUSE_CAP_SPLICE_WRITE | FUSE_CAP_SPLICE_MOVE | FUSE_CAP_ATOMIC_O_TRUNC;
+    connection->want &= ~kUnwanted;
     connection->max_write = 1024 * 1024;
 }
 
@@ -199,11 +200,11 @@ constexpr fuse_lowlevel_ops kOperations = [] {
 
 }  // namespace
 
-FileSystem::FileSystem(Tree& tree, int fuseFd) {
+FileSystem::FileSystem(Tree& tree, int fuseFd) : content_{tree, {}, 0} {
     char name[] = "vemo-kernel";
     char* arguments[] = {name, nullptr};
     fuse_args args = FUSE_ARGS_INIT(1, arguments);
-    session_.reset(fuse_session_new(&args, &kOperations, sizeof kOperations, &tree));
+    session_.reset(fuse_session_new(&args, &kOperations, sizeof kOperations, &content_));
     const std::string mountpoint = "/dev/fd/" + std::to_string(fuseFd);
     if (!session_ || fuse_session_mount(session_.get(), mountpoint.c_str()) != 0) {
         throw std::runtime_error("the simulated kernel's file system cannot be served");

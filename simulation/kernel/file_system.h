@@ -4,7 +4,8 @@
 #include <fuse3/fuse_lowlevel.h>
 
 #include <memory>
-#include <vector>
+#include <string>
+#include <unordered_map>
 
 #include "simulation/kernel/tree.h"
 
@@ -25,10 +26,18 @@ class FileSystem {
      */
     bool ServeOne();
 
+    /** What the operations work on: the nodes, and the texts of the open files. */
+    struct Content {
+        Tree& nodes;
+        std::unordered_map<uint64_t, std::string> texts;
+        uint64_t lastText = 0;
+    };
+
   private:
     struct Destroy {
         void operator()(fuse_session* session) const { fuse_session_destroy(session); }
     };
+    Content content_;
     std::unique_ptr<fuse_session, Destroy> session_;
     fuse_buf buffer_{};
 };

@@ -9,7 +9,7 @@ namespace simulation {
 namespace {
 
 constexpr char kMagic[16] = "vemo-flashcache";
-constexpr uint64_t kDataAlignment = 64 * 1024;
+constexpr uint64_t kDataAlignment = 65536;
 
 uint64_t AlignUp(uint64_t value) {
     return (value + kDataAlignment - 1) / kDataAlignment * kDataAlignment;
@@ -26,7 +26,7 @@ Superblock MakeSuperblock(const Disk& ssd, const Disk& space, const std::string&
     Superblock superblock;
     std::memcpy(superblock.magic, kMagic, sizeof kMagic);
     superblock.version = version;
-    superblock.blockSize = version == kVersionNew ? 64 * 1024 : 4 * 1024;
+    superblock.blockSize = version == kVersionNew ? 65536 : 4096;
     superblock.mode = mode;
     name.copy(superblock.name, sizeof superblock.name - 1);
     ssd.Path().copy(superblock.ssd, sizeof superblock.ssd - 1);

@@ -34,13 +34,14 @@ std::string FormatLogLine(std::string_view datagram) {
 }
 
 void SystemLog::Drain() {
-    std::array<char, 64 * 1024> datagram{};
+    std::array<char, 65536> datagram{};
     for (;;) {
         const ssize_t length = recv(socket_.Get(), datagram.data(), datagram.size(), MSG_DONTWAIT);
         if (length < 0) {
             return;
         }
-        Append(FormatLogLine({datagram.data(), static_cast<size_t>(length)}));
+        const std::string line = FormatLogLine({datagram.data(), static_cast<size_t>(length)});
+        Append(line);
     }
 }
 
