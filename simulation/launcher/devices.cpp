@@ -20,7 +20,7 @@ std::string BelowDev(const std::string& path) {
 }  // namespace
 
 int Devices::AddDisk(const std::string& path, UniqueFd file) {
-    LoopDevice loop(devFolder_.Get(), file.Get(), "vemo-appliance:" + BelowDev(path));
+    LoopDevice loop(devFolder_.Get(), file.Get());
     MakeNode(path, loop);
     return disks_.emplace_back(BackedDisk{path, std::move(file), std::move(loop)}).loop.Fd();
 }
@@ -77,7 +77,7 @@ Answer Devices::Bring(const Words& request) {
     }
     try {
         UniqueFd file(Checked(openat(files_.Get(), ("data/" + name).c_str(), O_RDWR | O_CLOEXEC), node));
-        LoopDevice loop(devFolder_.Get(), file.Get(), "vemo-appliance:mapper/" + name);
+        LoopDevice loop(devFolder_.Get(), file.Get());
         MakeNode(node, loop);
         caches_.emplace(name,
                         CacheDevice{std::move(file), std::move(loop), std::move(ssd), std::move(space)});

@@ -8,6 +8,7 @@
 #include <sys/sysmacros.h>
 
 #include <fstream>
+#include <string>
 
 namespace simulation {
 
@@ -32,14 +33,13 @@ UniqueFd OpenLoop(int devFolder, int index) {
 
 }  // namespace
 
-LoopDevice::LoopDevice(int devFolder, int file, const std::string& label) {
+LoopDevice::LoopDevice(int devFolder, int file) {
     constexpr int kTries = 200;  // others may be after the same free device
     const UniqueFd control(
         Checked(openat(devFolder, "loop-control", O_RDWR | O_CLOEXEC), "/dev/loop-control"));
     loop_config config{};
     config.fd = static_cast<uint32_t>(file);
     config.info.lo_flags = LO_FLAGS_AUTOCLEAR;
-    label.copy(reinterpret_cast<char*>(config.info.lo_file_name), LO_NAME_SIZE - 1);
     for (int i = 0; i < kTries; ++i) {
         const int index = Checked(ioctl(control.Get(), LOOP_CTL_GET_FREE), "a free loop device");
         node_ = OpenLoop(devFolder, index);
@@ -50,7 +50,7 @@ LoopDevice::LoopDevice(int devFolder, int file, const std::string& label) {
             break;
         }
     }
-    ThrowErrno("a loop device for " + label);
+    ThrowErrno("a loop device");
 }
 
 dev_t LoopDevice::Number() const {

@@ -2,8 +2,6 @@
 
 #include <sys/types.h>
 
-#include <string>
-
 #include "simulation/common/unique_fd.h"
 
 namespace simulation {
@@ -14,7 +12,7 @@ class LoopDevice {
   public:
     /** Puts a free loop device over `file`. Nodes are made in the folder `devFolder`, which has a
      * loop-control. */
-    LoopDevice(int devFolder, int file, const std::string& label);
+    LoopDevice(int devFolder, int file);
 
     int Fd() const { return node_.Get(); }
     dev_t Number() const;
