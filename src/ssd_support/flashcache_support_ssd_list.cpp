@@ -54,6 +54,7 @@ int ReadDatabase(SupportList& list) {
         if (VLIBCFileGetSection(kDatabase, section, keys.address()) < 0) {
             return -1;
         }
+        // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): its owner is moved into the list or releases it.
         SupportList entry = MakeEntry(section, keys);
         if (!entry) {
             return -1;
