@@ -29,7 +29,7 @@ Cache::Cache(const Superblock& superblock, Disk& ssd, Disk& space, Faults& fault
       pace_(pace),
       size_(space.Size()),
       map_(ssd, superblock.slots),
-      writtenAt_(superblock.slots),
+      writtenAt_(superblock.slots, Clock::now()),  // what is loaded dirty does not lie fallow at once
       block_(superblock.blockSize) {}
 
 Cache::Piece Cache::PieceAt(uint64_t offset, uint64_t length) const {
