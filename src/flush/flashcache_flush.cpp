@@ -238,13 +238,13 @@ SyncErrors FlashCacheSyncErrorCheck(const char* ssdPath, const char* spacePath) 
         LogError()("Parse key failed");
         return SyncErrors::kUnknown;
     }
-    int count = 0;
-    if (std::sscanf(found, "write_disk_sync_errors=%d", &count) != 1) {
+    long count = 0;  // eighteen digits always fit; cut to 32 bits, a count of failures could read as 0
+    if (std::sscanf(found, "write_disk_sync_errors=%18ld", &count) != 1) {
         LogError()("Can't find the match pattern (line=%s)", found);
         return SyncErrors::kUnknown;
     }
     if (debug) {
-        LogError()("Error count=%d ret=%d", count, count != 0 ? 1 : 0);
+        LogError()("Error count=%ld ret=%d", count, count != 0 ? 1 : 0);
     }
     return count != 0 ? SyncErrors::kSome : SyncErrors::kNone;
 }

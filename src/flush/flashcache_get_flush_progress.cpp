@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <utility>
 
 #include "common/guard.h"
 #include "common/handle.h"
@@ -36,10 +37,18 @@ bool ReadCounts(const char* ssdName, const char* spaceName, FlushCounts& counts,
 
 }  // namespace
 
-/// A text such as "initial_num_of_dirty=200 remaining_num_of_dirty=50\n".
+/// A text such as "initial_num_of_dirty=200 remaining_num_of_dirty=50\n". A number that were cut to 32 bits
+/// could tell that nothing is left; eighteen digits always fit a long.
 bool ParseFlushCounts(const char* text, FlushCounts& counts) noexcept {
-    return std::sscanf(text, "initial_num_of_dirty=%d remaining_num_of_dirty=%d", &counts.initial,
-                       &counts.remaining) == 2;
+    long initial = 0;
+    long remaining = 0;
+    if (std::sscanf(text, "initial_num_of_dirty=%18ld remaining_num_of_dirty=%18ld", &initial, &remaining) !=
+            2 ||
+        !std::in_range<int>(initial) || !std::in_range<int>(remaining)) {
+        return false;
+    }
+    counts = {static_cast<int>(initial), static_cast<int>(remaining)};
+    return true;
 }
 
 float FlushPercent(const FlushCounts& counts) noexcept {
