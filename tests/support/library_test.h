@@ -13,7 +13,7 @@
 #include "vemoflashcache.h"
 
 inline std::string ReadWhole(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
+    const std::ifstream file(path, std::ios::binary);
     std::ostringstream text;
     text << file.rdbuf();
     return text.str();

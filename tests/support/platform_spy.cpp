@@ -83,7 +83,7 @@ void Keep(int priority, const char* format, va_list arguments) {
 }
 
 bool SkipSleep(const char* name) {
-    if (!state().skipSleeps) {
+    if (!state().skipSleeps || state().realSleeps.contains(name)) {
         return false;
     }
     state().slept.emplace_back(name);

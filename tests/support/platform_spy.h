@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -50,8 +51,10 @@ struct State {
     };
     std::map<std::string, Fault> faults;
 
-    /// Whether sleeps return at once; what runs in the pause of a waiting loop goes into `onSleep`.
+    /// Whether sleeps return at once, but for the calls named in `realSleeps`; what runs in the pause of a
+    /// waiting loop goes into `onSleep`.
     bool skipSleeps = true;
+    std::set<std::string> realSleeps;
     std::function<void()> onSleep;
 };
 
