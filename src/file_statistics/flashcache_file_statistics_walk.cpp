@@ -2,6 +2,8 @@
 
 #include <ftw.h>
 
+#include <climits>
+#include <cstring>
 #include <initializer_list>
 #include <string>
 
@@ -17,6 +19,8 @@ namespace {
 
 constexpr std::size_t kPathSize = 4096;
 constexpr int kShareKinds = 0x0F0F;
+constexpr int kShareOpenDirs = 512;
+constexpr int kIscsiOpenDirs = 64;
 
 /// What the run under way counts: nftw hands its callback no data of ours.
 FileAges ages;
@@ -30,14 +34,29 @@ int FlashCacheStatFileVisit(const char* /*path*/, const struct stat* status, int
     return 0;
 }
 
-void WalkRoot(const std::string& root, int openDirs, int flags, Where where = Where::current()) {
-    if (nftw(root.c_str(), FlashCacheStatFileVisit, openDirs, FTW_PHYS | FTW_MOUNT | flags) != 0) {
+/// nftw reaches what lies in the folders that it holds open by name, however deep they are; for what is left
+/// in those that it had to close, it needs a path. A folder so deep that both ends meet would end the walk,
+/// and one still deeper our stack: it is passed over.
+bool IsTooDeep(const char* path, const FTW& position) noexcept {
+    return position.level >= kShareOpenDirs && std::strlen(path) + 1 + NAME_MAX >= PATH_MAX;
+}
+
+int VisitInShare(const char* path, const struct stat* status, int type, FTW* position) noexcept {
+    if (type == FTW_D && IsTooDeep(path, *position)) {
+        return FTW_SKIP_SUBTREE;
+    }
+    return FlashCacheStatFileVisit(path, status, type, position);
+}
+
+void WalkRoot(const std::string& root, __nftw_func_t visit, int openDirs, int flags,
+              Where where = Where::current()) {
+    if (nftw(root.c_str(), visit, openDirs, FTW_PHYS | FTW_MOUNT | flags) != 0) {
         __extension__ LogError(where)("Fail to do nftw ot [%s]. errno=%m", root.c_str());
     }
 }
 
 void WalkShare(const std::string& root) {
-    WalkRoot(root, 512, FTW_ACTIONRETVAL);
+    WalkRoot(root, VisitInShare, kShareOpenDirs, FTW_ACTIONRETVAL);
 }
 
 void WalkIscsiRoot(const char* volumePath) {
@@ -56,7 +75,7 @@ void WalkIscsiRoot(const char* volumePath) {
         LogPlatformError()("Trim space fail, path = %s", root.get());
     }
     if (VLIBCFileCheckDir(root.get()) == 1) {
-        WalkRoot(root.get(), 64, 0);
+        WalkRoot(root.get(), FlashCacheStatFileVisit, kIscsiOpenDirs, 0);
     }
 }
 

@@ -1,5 +1,6 @@
 // Whether an SSD is supported on this appliance.
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdlib>
 #include <optional>
@@ -12,8 +13,9 @@
 namespace flashcache {
 namespace {
 
+/// A number beyond 32 bits counts as the largest there is: cut, it could be a build that we have.
 int32_t ReadNumber(const char* text) noexcept {
-    return static_cast<int32_t>(std::strtol(text, nullptr, 10));
+    return static_cast<int32_t>(std::clamp<long>(std::strtol(text, nullptr, 10), INT32_MIN, INT32_MAX));
 }
 
 /// What the answer depends on, beside the database.
