@@ -59,8 +59,12 @@ int Enter(const Which& which, const std::vector<std::string>& command) {
     Checked(getsockopt(connection.Get(), SOL_SOCKET, SO_PEERCRED, &init, &length), "the appliance");
     const std::string folder = std::filesystem::current_path();
     const UniqueFd process(static_cast<int>(Checked(syscall(SYS_pidfd_open, init.pid, 0), "the appliance")));
-    Checked(setns(process.Get(), CLONE_NEWPID | CLONE_NEWNS), "the appliance");
-    const pid_t child = Fork([&] { return BecomeCommand(command, folder); });
+    const PidNamespaceScope scope;
+    Checked(setns(process.Get(), CLONE_NEWPID), "the appliance");
+    const pid_t child = Fork([&] {
+        Checked(setns(process.Get(), CLONE_NEWNS), "the appliance");
+        return BecomeCommand(command, folder);
+    });
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }

@@ -150,6 +150,14 @@ UniqueFd TakeSignals() {
     return UniqueFd(Checked(signalfd(-1, &signals, SFD_CLOEXEC), "signals"));
 }
 
+pid_t ForkInit(const std::function<int()>& body) {
+    const PidNamespaceScope scope;
+    if (unshare(CLONE_NEWPID) != 0) {
+        throw std::runtime_error("new namespaces are not allowed here; in a container, run that privileged");
+    }
+    return Fork(body);
+}
+
 }  // namespace
 
 int RunAppliance(const Options& options) {
@@ -161,10 +169,7 @@ int RunAppliance(const Options& options) {
     Checked(pipe2(ends, O_CLOEXEC), "a pipe");
     UniqueFd readEnd(ends[0]);
     UniqueFd writeEnd(ends[1]);
-    if (unshare(CLONE_NEWPID) != 0) {
-        throw std::runtime_error("new namespaces are not allowed here; in a container, run that privileged");
-    }
-    const pid_t init = Fork([&] {
+    const pid_t init = ForkInit([&] {
         readEnd.Reset();
         return RunInit(options, state, std::move(writeEnd));
     });

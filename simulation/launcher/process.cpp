@@ -1,5 +1,7 @@
 #include "simulation/launcher/process.h"
 
+#include <fcntl.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -8,7 +10,6 @@
 #include <cstring>
 #include <iostream>
 
-#include "simulation/common/unique_fd.h"
 #include "simulation/launcher/options.h"
 
 namespace simulation {
@@ -30,6 +31,13 @@ pid_t Fork(const std::function<int()>& body) {
         Complain(error.what());
     }
     _exit(code);
+}
+
+PidNamespaceScope::PidNamespaceScope()
+    : own_(Checked(open("/proc/self/ns/pid", O_RDONLY | O_CLOEXEC), "our PID namespace")) {}
+
+PidNamespaceScope::~PidNamespaceScope() {
+    setns(own_.Get(), CLONE_NEWPID);
 }
 
 int BecomeCommand(const std::vector<std::string>& command, const std::string& folder) {

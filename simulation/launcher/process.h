@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "simulation/common/unique_fd.h"
+
 namespace simulation {
 
 /** Says on standard error what went wrong. */
@@ -14,6 +16,19 @@ void Complain(const std::string& what);
 /** Forks. The child, which is killed when we are, runs `body` and ends with what that returns, or with
  * kExitFailed and a message when it throws. */
 pid_t Fork(const std::function<int()>& body);
+
+/** Children forked while this lives go into the PID namespace that unshare or setns has chosen; later ones
+ * into our own again, since none can be made in one whose init has ended. */
+class PidNamespaceScope {
+  public:
+    PidNamespaceScope();
+    ~PidNamespaceScope();
+    PidNamespaceScope(const PidNamespaceScope&) = delete;
+    PidNamespaceScope& operator=(const PidNamespaceScope&) = delete;
+
+  private:
+    UniqueFd own_;
+};
 
 /** Becomes a command, found by PATH, in `folder` (in "/" where that is not there), with no signal blocked.
  * Returns, with a message, the exit code that tells why it failed. */

@@ -86,6 +86,7 @@ int Misbehave(const std::string& name, const std::string& fault) {
     if (action == "crash") {
         const rlimit noCore{0, 0};
         setrlimit(RLIMIT_CORE, &noCore);
+        signal(SIGSEGV, SIG_DFL);
         raise(SIGSEGV);
     }
     Refuse(name + ": simulated failure");
