@@ -50,6 +50,7 @@ int BecomeCommand(const std::vector<std::string>& command, const std::string& fo
         ThrowErrno("/");
     }
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& word : command) {
         arguments.push_back(const_cast<char*>(word.c_str()));
     }
