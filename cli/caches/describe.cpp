@@ -147,23 +147,34 @@ void AddTuning(Record& record, const Cache& cache) {
           FromStat(cache, [](const auto& stat) { return stat.SupportPin != 0; })}});
 }
 
+// The counters of a cache, each of them not known without its status.
+struct Counters {
+    bool known = false;
+    FLASHCACHE_COUNT_STAT numbers{};
+
+    [[nodiscard]] Value Get(std::uint64_t number) const { return known ? Value(number) : Value(); }
+};
+
+Counters CountersOf(const Cache& cache) {
+    return cache.stat ? Counters{true, cache.stat->CountStat} : Counters{};
+}
+
 void AddCounters(Record& record, const Cache& cache) {
-    const auto counter = [&](auto member) {
-        return FromStat(cache, [&](const auto& stat) { return std::uint64_t{stat.CountStat.*member}; });
-    };
-    using Counters = FLASHCACHE_COUNT_STAT;
+    const auto counts = CountersOf(cache);
     record.fields.insert(
         record.fields.end(),
-        {{"reads", "Reads", counter(&Counters::Reads), Format::kPlain, true},
-         {"read_hits", "Read hits", counter(&Counters::ReadHits)},
-         {"read_hit_percent", "Read hit rate", counter(&Counters::ReadHitPercent), Format::kPercent},
-         {"uncached_sequential_reads", "Uncached sequential reads", counter(&Counters::UncachedSeqReads)},
-         {"writes", "Writes", counter(&Counters::Writes)},
-         {"write_hits", "Write hits", counter(&Counters::WriteHits)},
-         {"write_misses_to_ssd", "Write misses to SSD", counter(&Counters::WriteMissSSD)},
-         {"write_hit_percent", "Write hit rate", counter(&Counters::WriteHitPercent), Format::kPercent},
+        {{"reads", "Reads", counts.Get(counts.numbers.Reads), Format::kPlain, true},
+         {"read_hits", "Read hits", counts.Get(counts.numbers.ReadHits)},
+         {"read_hit_percent", "Read hit rate", counts.Get(counts.numbers.ReadHitPercent), Format::kPercent},
+         {"uncached_sequential_reads", "Uncached sequential reads",
+          counts.Get(counts.numbers.UncachedSeqReads)},
+         {"writes", "Writes", counts.Get(counts.numbers.Writes)},
+         {"write_hits", "Write hits", counts.Get(counts.numbers.WriteHits)},
+         {"write_misses_to_ssd", "Write misses to SSD", counts.Get(counts.numbers.WriteMissSSD)},
+         {"write_hit_percent", "Write hit rate", counts.Get(counts.numbers.WriteHitPercent),
+          Format::kPercent},
          {"uncached_sequential_writes", "Uncached sequential writes",
-          counter(&Counters::UncachedSeqWrites)}});
+          counts.Get(counts.numbers.UncachedSeqWrites)}});
 }
 
 void AddConfigured(Record& record, const Cache& cache) {
@@ -195,17 +206,14 @@ Record Identity(const Cache& cache) {
 Record Summary(const Cache& cache) {
     Record record;
     AddIdentity(record, cache);
-    const auto percent = [&](auto member) {
-        return FromStat(cache, [&](const auto& stat) { return std::uint64_t{stat.CountStat.*member}; });
-    };
+    const auto counts = CountersOf(cache);
     record.fields.insert(
         record.fields.end(),
         {{"size_bytes", "Size", Size(cache), Format::kBytes},
          {"cached_percent", "Cached", cache.stat ? CachedPercent(*cache.stat) : Value(), Format::kPercent},
          {"dirty_bytes", "Dirty", DirtyBytes(cache, Dirty(cache)), Format::kBytes},
-         {"read_hit_percent", "Read hits", percent(&FLASHCACHE_COUNT_STAT::ReadHitPercent), Format::kPercent},
-         {"write_hit_percent", "Write hits", percent(&FLASHCACHE_COUNT_STAT::WriteHitPercent),
-          Format::kPercent},
+         {"read_hit_percent", "Read hits", counts.Get(counts.numbers.ReadHitPercent), Format::kPercent},
+         {"write_hit_percent", "Write hits", counts.Get(counts.numbers.WriteHitPercent), Format::kPercent},
          ProblemOf(cache)});
     return record;
 }

@@ -26,8 +26,8 @@ std::string TimeText(std::uint64_t seconds) {
 }
 
 std::string StallText(const Progress& progress) {
-    if (progress.writeErrors.value_or(0) > 0) {
-        return fmt::format("stalled: the volume refused {} writes", *progress.writeErrors);
+    if (const auto refused = progress.writeErrors.value_or(0); refused > 0) {
+        return fmt::format("stalled: the volume refused {} writes", refused);
     }
     return "stalled: no block was written back for a while";
 }
@@ -61,7 +61,7 @@ std::string PercentText(const Progress& progress) {
 
 }  // namespace
 
-ProgressDisplay::ProgressDisplay(std::string cacheName, bool json)
+ProgressDisplay::ProgressDisplay(const std::string& cacheName, bool json)
     : cacheName_(Printable(cacheName)), json_(json), bar_(!json && isatty(STDERR_FILENO) == 1) {}
 
 ProgressDisplay::~ProgressDisplay() {

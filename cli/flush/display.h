@@ -10,7 +10,7 @@ namespace cli {
 
 class ProgressDisplay {
   public:
-    ProgressDisplay(std::string cacheName, bool json);
+    ProgressDisplay(const std::string& cacheName, bool json);
     ~ProgressDisplay();  // leaves the bar's line
     ProgressDisplay(const ProgressDisplay&) = delete;
     ProgressDisplay& operator=(const ProgressDisplay&) = delete;

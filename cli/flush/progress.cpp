@@ -31,14 +31,13 @@ Progress ProgressMeter::Read() {
     progress.dirtyBlocks = DirtyBlocks(ssd_, volume_);
     progress.writeErrors = WriteErrors(ssd_, volume_);
     if (progress.dirtyBlocks) {
-        Rate(progress);
+        Rate(progress, *progress.dirtyBlocks);
     }
     return progress;
 }
 
-void ProgressMeter::Rate(Progress& progress) {
+void ProgressMeter::Rate(Progress& progress, std::uint64_t dirty) {
     const auto now = Clock::now();
-    const std::uint64_t dirty = *progress.dirtyBlocks;
     if (samples_.empty() || dirty < samples_.back().dirtyBlocks) {
         lastAdvance_ = now;
     }

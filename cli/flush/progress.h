@@ -35,7 +35,7 @@ class ProgressMeter {
         std::uint64_t dirtyBlocks;
     };
 
-    void Rate(Progress& progress);
+    void Rate(Progress& progress, std::uint64_t dirty);
 
     std::string ssd_;
     std::string volume_;

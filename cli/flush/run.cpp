@@ -14,7 +14,8 @@
 namespace cli {
 namespace {
 
-using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
 
 void RequireRecord(const Cache& cache) {
     if (cache.entry == nullptr) {
@@ -42,7 +43,7 @@ void Watch(BackgroundCall& flush, const Cache& cache, bool json) {
     for (;;) {
         display.Show(meter.Read());
         // A flush that is just beginning has not recorded itself and cannot be cancelled yet.
-        const auto event = flush.WaitFor(wanted && !asked ? 100ms : display.Interval());
+        const auto event = flush.WaitFor(wanted && !asked ? milliseconds(100) : display.Interval());
         if (event == BackgroundCall::Event::kOver) {
             display.Show(meter.Read());
             return;
@@ -79,8 +80,8 @@ Failure WhyFailed(const Cache& cache, const Outcome& outcome) {
         LibraryFailure(fmt::format("the flush of {} failed; the cache runs on and keeps {} dirty blocks",
                                    cache.Name(), left),
                        outcome, "mend the cause, then flush again");
-    if (now.writeErrors.value_or(0) > 0) {
-        failure.why = fmt::format("the volume {} refused {} writes", cache.Volume(), *now.writeErrors);
+    if (const auto refused = now.writeErrors.value_or(0); refused > 0) {
+        failure.why = fmt::format("the volume {} refused {} writes", cache.Volume(), refused);
         failure.next = fmt::format(
             "look at the volume's health in dmesg; \"vemocachectl attribute set {} force-remove\" lets a "
             "flush go on "
@@ -133,7 +134,7 @@ void CancelFlush(const Cache& cache) {
                       outcome.slot};
     }
     // The flush looks every 5 seconds.
-    const auto deadline = std::chrono::steady_clock::now() + 20s;
+    const auto deadline = std::chrono::steady_clock::now() + seconds(20);
     while (HandleStateOf(cache) == FLASHCACHE_HANDLE_STATE_FLUSH) {
         if (std::chrono::steady_clock::now() > deadline) {
             throw Failure{
@@ -141,7 +142,7 @@ void CancelFlush(const Cache& cache) {
                 "the process that ran it may be gone; the device is still in the state flush",
                 fmt::format("vemocachectl state set {} normal", cache.Name())};
         }
-        std::this_thread::sleep_for(200ms);
+        std::this_thread::sleep_for(milliseconds(200));
     }
 }
 

@@ -10,6 +10,7 @@ namespace cli {
 template <typename Map>
 std::vector<std::string> NamesOf(const Map& map) {
     std::vector<std::string> names;
+    names.reserve(map.size());
     for (const auto& entry : map) {
         names.push_back(entry.first);
     }
