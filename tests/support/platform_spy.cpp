@@ -1,17 +1,23 @@
 #include "support/platform_spy.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <syslog.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
+#include <type_traits>
 
 #include "platform/vemocore.h"
 #include "platform/vemosdk.h"
 #include "platform/vemosysnotify.h"
+#include "support/failing_memory.h"
 
 namespace spy {
 namespace {
@@ -22,20 +28,34 @@ Function* Real(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-/// Whether this call of the platform function is to fail.
+/// Whether this call of the function is to fail; it leaves the error that the fault asks for.
 bool Fails(const char* name) {
-    const auto fault = state().faults.find(name);
-    if (fault == state().faults.end()) {
+    const auto found = state().faults.find(name);
+    if (found == state().faults.end()) {
         return false;
     }
-    if (fault->second.call > 1) {
-        --fault->second.call;
+    State::Fault& fault = found->second;
+    if (fault.call != 1) {
+        fault.call -= fault.call > 1 ? 1 : 0;
         return false;
     }
-    if (!fault->second.stays) {
-        state().faults.erase(fault);
+    fault.call = fault.stays ? 1 : 0;
+    ++fault.fired;
+    if (fault.kills) {
+        raise(SIGKILL);
+    }
+    if (name[0] != 'V') {
+        errno = fault.error == 0 ? EIO : fault.error;
+    } else if (fault.error != 0) {
+        VLIBCErrSetEx(fault.error, "spy", 1);
     }
     return true;
+}
+
+/// The call as it is, or `failure` where a fault is set.
+template <class Function, class... Arguments>
+auto PassOn(const char* name, std::invoke_result_t<Function, Arguments...> failure, Arguments... arguments) {
+    return Fails(name) ? failure : Real<Function>(name)(arguments...);
 }
 
 std::vector<std::string> Collect(va_list arguments) {
@@ -64,7 +84,7 @@ std::map<std::FILE*, int>& AnswerStatus() {
 std::FILE* StreamOf(const Answer& answer) {
     std::FILE* stream = std::tmpfile();
     std::fwrite(answer.output.data(), 1, answer.output.size(), stream);
-    std::rewind(stream);
+    std::fseek(stream, 0, SEEK_SET);
     AnswerStatus()[stream] = answer.status;
     return stream;
 }
@@ -86,6 +106,7 @@ bool SkipSleep(const char* name) {
     if (!state().skipSleeps || state().realSleeps.contains(name)) {
         return false;
     }
+    const memory::Suspended own;
     state().slept.emplace_back(name);
     if (state().onSleep) {
         state().onSleep();
@@ -117,6 +138,10 @@ using namespace spy;
 extern "C" {
 
 int VLIBCExecl(const char* program, int option, ...) {
+    const memory::Suspended own;
+    if (Fails("VLIBCExecl")) {
+        return -1;
+    }
     va_list arguments;
     va_start(arguments, option);
     const ToolRun run{program, "", Collect(arguments)};
@@ -130,6 +155,7 @@ int VLIBCExecl(const char* program, int option, ...) {
 }
 
 std::FILE* VLIBCPopen(const char* program, const char* mode, ...) {
+    const memory::Suspended own;
     va_list arguments;
     va_start(arguments, mode);
     const ToolRun run{program, mode, Collect(arguments)};
@@ -143,6 +169,7 @@ std::FILE* VLIBCPopen(const char* program, const char* mode, ...) {
 }
 
 int VLIBCPclose(std::FILE* stream) {
+    const memory::Suspended own;
     const auto answered = AnswerStatus().find(stream);
     if (answered == AnswerStatus().end()) {
         return Real<decltype(VLIBCPclose)>("VLIBCPclose")(stream);
@@ -154,6 +181,7 @@ int VLIBCPclose(std::FILE* stream) {
 }
 
 void syslog(int priority, const char* format, ...) {
+    const memory::Suspended own;
     va_list arguments;
     va_start(arguments, format);
     Keep(priority, format, arguments);
@@ -169,48 +197,110 @@ int usleep(useconds_t microseconds) {
 }
 
 VLIBC_SZLIST* VLIBCSzListAlloc(int capacity) {
-    return Fails("VLIBCSzListAlloc") ? nullptr
-                                     : Real<decltype(VLIBCSzListAlloc)>("VLIBCSzListAlloc")(capacity);
+    return PassOn<decltype(VLIBCSzListAlloc)>("VLIBCSzListAlloc", nullptr, capacity);
 }
 
 VLIBC_SZHASH* VLIBCSzHashAlloc(int capacity) {
-    return Fails("VLIBCSzHashAlloc") ? nullptr
-                                     : Real<decltype(VLIBCSzHashAlloc)>("VLIBCSzHashAlloc")(capacity);
+    return PassOn<decltype(VLIBCSzHashAlloc)>("VLIBCSzHashAlloc", nullptr, capacity);
 }
 
 int VLIBCSzHashSetValue(VLIBC_SZHASH** hash, const char* key, const char* value) {
-    return Fails("VLIBCSzHashSetValue")
-               ? -1
-               : Real<decltype(VLIBCSzHashSetValue)>("VLIBCSzHashSetValue")(hash, key, value);
+    return PassOn<decltype(VLIBCSzHashSetValue)>("VLIBCSzHashSetValue", -1, hash, key, value);
 }
 
 int VLIBCFileEnumSection(const char* file, VLIBC_SZLIST** list) {
-    return Fails("VLIBCFileEnumSection")
-               ? -1
-               : Real<decltype(VLIBCFileEnumSection)>("VLIBCFileEnumSection")(file, list);
+    return PassOn<decltype(VLIBCFileEnumSection)>("VLIBCFileEnumSection", -1, file, list);
 }
 
-int VLIBCFileRemoveSection(const char* file, const char* section) {
-    return Fails("VLIBCFileRemoveSection")
-               ? -1
-               : Real<decltype(VLIBCFileRemoveSection)>("VLIBCFileRemoveSection")(file, section);
+int VLIBCFileGetSection(const char* file, const char* section, VLIBC_SZHASH** hash) {
+    return PassOn<decltype(VLIBCFileGetSection)>("VLIBCFileGetSection", -1, file, section, hash);
+}
+
+int VLIBCFileSetSection(const char* file, const char* section, const char* newName, const VLIBC_SZHASH* hash,
+                        const char* format) {
+    return PassOn<decltype(VLIBCFileSetSection)>("VLIBCFileSetSection", -1, file, section, newName, hash,
+                                                 format);
 }
 
 int VLIBCFileAddSection(const char* file, const char* section, const VLIBC_SZHASH* hash, const char* format) {
-    return Fails("VLIBCFileAddSection")
-               ? -1
-               : Real<decltype(VLIBCFileAddSection)>("VLIBCFileAddSection")(file, section, hash, format);
+    return PassOn<decltype(VLIBCFileAddSection)>("VLIBCFileAddSection", -1, file, section, hash, format);
+}
+
+int VLIBCFileRemoveSection(const char* file, const char* section) {
+    return PassOn<decltype(VLIBCFileRemoveSection)>("VLIBCFileRemoveSection", -1, file, section);
+}
+
+int VLIBCFileSetKeyValue(const char* file, const char* key, const char* value, int flag) {
+    return PassOn<decltype(VLIBCFileSetKeyValue)>("VLIBCFileSetKeyValue", -1, file, key, value, flag);
+}
+
+int VLIBCFileRemoveKey(const char* file, const char* key) {
+    return PassOn<decltype(VLIBCFileRemoveKey)>("VLIBCFileRemoveKey", -1, file, key);
+}
+
+int VLIBCFileTouch(const char* path) {
+    return PassOn<decltype(VLIBCFileTouch)>("VLIBCFileTouch", -1, path);
 }
 
 int VLIBCFileLockTimeByFile(const char* path, int mode, int seconds, int* fd) {
-    return Fails("VLIBCFileLockTimeByFile")
-               ? -1
-               : Real<decltype(VLIBCFileLockTimeByFile)>("VLIBCFileLockTimeByFile")(path, mode, seconds, fd);
+    return PassOn<decltype(VLIBCFileLockTimeByFile)>("VLIBCFileLockTimeByFile", -1, path, mode, seconds, fd);
+}
+
+int VLIBCFileUnlockByFile(int fd) {
+    return PassOn<decltype(VLIBCFileUnlockByFile)>("VLIBCFileUnlockByFile", -1, fd);
+}
+
+int VLIBCStrTok(const char* text, const char* separators, VLIBC_SZLIST** list) {
+    return PassOn<decltype(VLIBCStrTok)>("VLIBCStrTok", -1, text, separators, list);
 }
 
 int VLIBCStrTrimSpace(char* text, int flag) {
-    return Fails("VLIBCStrTrimSpace") ? -1
-                                      : Real<decltype(VLIBCStrTrimSpace)>("VLIBCStrTrimSpace")(text, flag);
+    return PassOn<decltype(VLIBCStrTrimSpace)>("VLIBCStrTrimSpace", -1, text, flag);
+}
+
+int VEMOSysNotifySendNotifiction(const char* name, VLIBC_SZHASH** hash) {
+    return PassOn<decltype(VEMOSysNotifySendNotifiction)>("VEMOSysNotifySendNotifiction", -1, name, hash);
+}
+
+// ---- System calls of the library, and of the platform beneath it ----
+
+int open(const char* path, int flags, ...) {
+    mode_t mode = 0;
+    if ((flags & (O_CREAT | O_TMPFILE)) != 0) {
+        va_list arguments;
+        va_start(arguments, flags);
+        mode = va_arg(arguments, mode_t);
+        va_end(arguments);
+    }
+    return Fails("open") ? -1 : Real<decltype(open)>("open")(path, flags, mode);
+}
+
+int flock(int fd, int operation) {
+    return PassOn<decltype(flock)>("flock", -1, fd, operation);
+}
+
+int close(int fd) {
+    return PassOn<decltype(close)>("close", -1, fd);
+}
+
+ssize_t write(int fd, const void* data, size_t size) {
+    return PassOn<decltype(write)>("write", -1, fd, data, size);
+}
+
+int fsync(int fd) {
+    return PassOn<decltype(fsync)>("fsync", -1, fd);
+}
+
+int linkat(int oldFolder, const char* oldName, int newFolder, const char* newName, int flags) {
+    return PassOn<decltype(linkat)>("linkat", -1, oldFolder, oldName, newFolder, newName, flags);
+}
+
+int renameat(int oldFolder, const char* oldName, int newFolder, const char* newName) {
+    return PassOn<decltype(renameat)>("renameat", -1, oldFolder, oldName, newFolder, newName);
+}
+
+int chmod(const char* path, mode_t mode) {
+    return PassOn<decltype(chmod)>("chmod", -1, path, mode);
 }
 
 }  // extern "C"

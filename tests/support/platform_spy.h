@@ -43,13 +43,15 @@ struct State {
     /// Decides each run: an answer in its place, or nothing to run the real program.
     std::function<std::optional<Answer>(const ToolRun&)> answer;
 
-    /// By the platform function's name: the call that fails (1 the next one), and from then on all if
-    /// `stays`.
+    /// By the function's name: the call that fails (1 the next one), and from then on all if `stays`.
     struct Fault {
         int call = 1;
         bool stays = false;
+        int error = 0;       // for the error slot (0 leaves it), or errno of a system call (0 is EIO)
+        bool kills = false;  // ends the process instead, as SIGKILL does
+        int fired = 0;       // how many calls have failed
     };
-    std::map<std::string, Fault> faults;
+    std::map<std::string, Fault, std::less<>> faults;
 
     /// Whether sleeps return at once, but for the calls named in `realSleeps`; what runs in the pause of a
     /// waiting loop goes into `onSleep`.
