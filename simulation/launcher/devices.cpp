@@ -118,7 +118,7 @@ Answer Devices::Expand(const Words& request) {
 }
 
 Answer Devices::Grow(const Words& request) {
-    for (BackedDisk& disk : disks_) {
+    for (const BackedDisk& disk : disks_) {
         if (disk.path != request[1]) {
             continue;
         }
