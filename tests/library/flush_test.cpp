@@ -223,12 +223,14 @@ TEST_F(FlushTest, ErrorCountsThatCannotBeReadEndIt) {
     EXPECT_THAT(spy::LoggedTexts(), ElementsAre(kStarted, "Error count=0 ret=0"));
 }
 
-TEST_F(FlushTest, ProgressThatCannotBeReadIsWaitedFor) {
+TEST_F(FlushTest, ProgressOtherThanAHundredIsWaitedFor) {
     Texts texts = {"",
                    "rubbish",
                    "initial_num_of_dirty=5",
                    "initial_num_of_dirty=4294967296 remaining_num_of_dirty=5",
                    "initial_num_of_dirty=5 remaining_num_of_dirty=900",
+                   "initial_num_of_dirty=1000 remaining_num_of_dirty=1",
+                   "initial_num_of_dirty=10 remaining_num_of_dirty=-1",
                    "ok"};
     spy::state().onSleep = [&, next = texts.begin()]() mutable {
         SetFault("file.flashcache_progress", *next++);
