@@ -11,7 +11,6 @@ using namespace appliance;
 using namespace std::string_literals;
 using spy::Answer;
 using spy::ToolRun;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

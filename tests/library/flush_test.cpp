@@ -15,11 +15,16 @@ using testing::MatchesRegex;
 using Texts = std::vector<std::string>;
 
 constexpr int kBlocks = 40;
-const Texts kEnterFlush = {"cache_all=0", "max_clean_ios_total=20", "max_clean_ios_set=10", "do_sync=1"};
-const Texts kEnterNormal = {"max_clean_ios_total=4", "max_clean_ios_set=2", "cache_all=1", "stop_sync=1",
-                            "do_sync=0"};
 constexpr const char* kStarted = "Start flush (force remove = 0, original state = Normal)";
 constexpr const char* kRollBack = "Roll back config to norml (non-flush) state";
+
+Texts EnterFlush() {
+    return {"cache_all=0", "max_clean_ios_total=20", "max_clean_ios_set=10", "do_sync=1"};
+}
+
+Texts EnterNormal() {
+    return {"max_clean_ios_total=4", "max_clean_ios_set=2", "cache_all=1", "stop_sync=1", "do_sync=0"};
+}
 
 Texts Joined(Texts first, const Texts& second) {
     first.insert(first.end(), second.begin(), second.end());
@@ -64,7 +69,7 @@ TEST_F(FlushTest, WritesAllBackAndStaysInTheFlushState) {
     EXPECT_EQ(VEMOFlashCacheFlush(kCache), 1);
     EXPECT_THAT(progress, ElementsAre(0.0F, 25.0F, 50.0F, 75.0F));
     EXPECT_EQ(spy::state().slept, Texts(4, "nanosleep"));
-    EXPECT_EQ(KnobWrites(), Joined(kEnterFlush, Texts(4, "do_sync=1")));
+    EXPECT_EQ(KnobWrites(), Joined(EnterFlush(), Texts(4, "do_sync=1")));
     EXPECT_THAT(spy::LoggedTexts(), ElementsAre(kStarted));
     EXPECT_EQ(FlushStateOf(), "flush_done");
     EXPECT_EQ(HandleState(), FLASHCACHE_HANDLE_STATE_FLUSH);
@@ -74,7 +79,7 @@ TEST_F(FlushTest, WritesAllBackAndStaysInTheFlushState) {
 TEST_F(FlushTest, WithNothingDirtyTheLoopWritesNoKnob) {
     SetFault("cleaning", std::to_string(kBlocks));
     EXPECT_EQ(VEMOFlashCacheFlush(kCache), 1);
-    EXPECT_EQ(KnobWrites(), kEnterFlush);
+    EXPECT_EQ(KnobWrites(), EnterFlush());
     EXPECT_THAT(spy::state().slept, IsEmpty());
     EXPECT_EQ(FlushStateOf(), "flush_done");
     EXPECT_EQ(VEMOFlashCacheFlushCancel(kCache), 0);
@@ -123,8 +128,8 @@ TEST_F(FlushTest, AKnobThatFailsRollsBack) {
     for (int failing = 0; failing < 5; ++failing) {
         FailKnobWrite(failing);
         EXPECT_EQ(VEMOFlashCacheFlush(kCache), -1);
-        const Texts all = Joined(kEnterFlush, {"do_sync=1"});
-        EXPECT_EQ(KnobWrites(), Joined(Texts(all.begin(), all.begin() + failing + 1), kEnterNormal));
+        const Texts all = Joined(EnterFlush(), {"do_sync=1"});
+        EXPECT_EQ(KnobWrites(), Joined(Texts(all.begin(), all.begin() + failing + 1), EnterNormal()));
         EXPECT_THAT(spy::LoggedTexts(), Contains(failing < 4 ? "Failed to do flush on SSD cache [/dev/md3]"
                                                              : "Perform do_sync sysctl error"));
         EXPECT_EQ(spy::LoggedTexts().back(), kRollBack);

@@ -16,7 +16,7 @@ constexpr const char* kOther = "[other]\n\tSSDDevPath = /dev/md9\n\tFromTheFutur
 /// Ends the session with a message unless all is well.
 void Require(bool well, const char* what) {
     if (!well) {
-        std::cerr << what << std::endl;
+        std::cerr << what << '\n';
         _exit(1);
     }
 }
@@ -28,7 +28,7 @@ void Flush() {
     SetFault("cleaning", "pause");
     WriteBlocks(kCache, kBlocks);
     spy::state().onSleep = [] {
-        std::cout << "in the pause" << std::endl;
+        std::cout << "in the pause\n" << std::flush;
         pause();
     };
     VEMOFlashCacheFlush(kCache);
@@ -43,7 +43,7 @@ void Check() {
     Require(HoldsBlocks(kCache, kBlocks), "blocks are lost");
     Require(VEMOFlashCacheDelete(kCache, nullptr, 0) == 0, "the cache cannot be removed");
     Require(HoldsBlocks(kSpace, kBlocks), "blocks did not come to the volume");
-    std::cout << "nothing lost" << std::endl;
+    std::cout << "nothing lost\n";
 }
 
 }  // namespace

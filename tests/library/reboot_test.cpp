@@ -26,6 +26,7 @@ class Program {
         posix_spawn_file_actions_init(&files);
         posix_spawn_file_actions_adddup2(&files, ends[1], STDOUT_FILENO);
         std::vector<char*> arguments;
+        arguments.reserve(words.size() + 1);
         for (std::string& word : words) {
             arguments.push_back(word.data());
         }
@@ -42,11 +43,13 @@ class Program {
     ~Program() {
         Kill();
         Wait();
-        std::fclose(output_);
+        if (output_ != nullptr) {
+            std::fclose(output_);
+        }
     }
     std::string Line() {
         char line[256] = "";
-        return std::fgets(line, sizeof line, output_) == nullptr ? "" : line;
+        return output_ == nullptr || std::fgets(line, sizeof line, output_) == nullptr ? "" : line;
     }
     void Kill() const {
         if (process_ > 0) {
