@@ -91,17 +91,4 @@ TEST_F(ProgressTest, TheSelectorAndTheRecordedStateMustFit) {
                             "Fail to get config of SSD cache [/dev/md8]"));
 }
 
-TEST_F(ProgressTest, RecordedStates) {
-    EXPECT_EQ(VEMOFlashCacheIsRemoveInFlushState(kSsd, FLASHCACHE_FLUSH_STATE_NORMAL), 0);  // none yet
-    Replace(kConfigCopy, "\tFlushState = \n", "\tFlushState = flushing\n");
-    EXPECT_EQ(VEMOFlashCacheIsRemoveInFlushState(kSsd, FLASHCACHE_FLUSH_STATE_FLUSHING), 1);
-    EXPECT_EQ(VEMOFlashCacheIsRemoveInFlushState(kSsd, FLASHCACHE_FLUSH_STATE_FLUSH_DONE), 0);
-    EXPECT_THAT(spy::LoggedTexts(), IsEmpty());
-    EXPECT_EQ(VEMOFlashCacheIsRemoveInFlushState(kSsd, 3), 0);
-    EXPECT_EQ(VEMOFlashCacheIsRemoveInFlushState("/dev/md8", FLASHCACHE_FLUSH_STATE_NORMAL), 0);
-    EXPECT_EQ(VEMOFlashCacheIsRemoveInFlushState(nullptr, FLASHCACHE_FLUSH_STATE_NORMAL), 0);
-    EXPECT_EQ(spy::LoggedTexts().at(0), "Wrong cache flush state: 3");
-    EXPECT_EQ(spy::LoggedTexts().at(1), "Fail to get config of SSD cache [/dev/md8]");
-}
-
 }  // namespace
