@@ -25,15 +25,14 @@ void TakeDown(const Cache& cache) {
     }
 }
 
-std::string HeadlineOf(const Cache& cache, const std::optional<std::uint64_t>& dirty) {
+std::string HeadlineOf(const Cache& cache, std::uint64_t dirty) {
     const std::string headline = fmt::format("Unloaded {}.", cache.Name());
-    if (dirty.value_or(0) == 0) {
-        return headline;
-    }
     // The kernel may have written some of them back on the way down.
-    return headline +
-           fmt::format(" Up to {} dirty blocks are on the SSD alone: load it before you use the volume.",
-                       *dirty);
+    return dirty == 0
+               ? headline
+               : fmt::format(
+                     "{} Up to {} dirty blocks are on the SSD alone: load it before you use the volume.",
+                     headline, dirty);
 }
 
 void Unload(const Context& context, const Options& options) {
@@ -46,7 +45,7 @@ void Unload(const Context& context, const Options& options) {
     if (cache.entry != nullptr) {
         MarkLoaded(cache.Name(), false);
     }
-    Print(One("unloaded", Identity(cache), HeadlineOf(cache, dirty)), context.json);
+    Print(One("unloaded", Identity(cache), HeadlineOf(cache, dirty.value_or(0))), context.json);
 }
 
 }  // namespace
