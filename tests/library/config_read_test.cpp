@@ -170,7 +170,7 @@ TEST_F(ConfigReadTest, HostileFilesFailOrReadAndAreKept) {
         "[twice]\nSSDID=1\n[twice]\nSSDID=2\n",
         "[open\nSSDID=1\n[]\nSSDID=2\n]\n=\n[[x]]\n = y\n",
         "\xEF\xBB\xBF[bom]\r\nSSDID=1\r\n",
-        std::string("\0\0\0[nul]\nSSDID=\0\n", 19),
+        std::string("\0\0\0[nul]\nSSDID=\0\n", 17),
         "%s%n[%d]\n%s=%n%s\nSSDUUID=%s\n",
         "SSDID=1",
     };
