@@ -28,9 +28,11 @@ void BuildParser(CLI::App& app, cli::Context& context) {
     app.footer(kFooter);
     app.add_flag("--json", context.json, "answer with JSON");
     app.add_flag("-v,--verbose", context.verbose, "show the library's log on standard error");
-    for (const auto add : {cli::AddCreate, cli::AddList, cli::AddStatus, cli::AddLoad, cli::AddUnload,
-                           cli::AddFlush, cli::AddDelete, cli::AddExpand, cli::AddKnob, cli::AddState,
-                           cli::AddAttribute, cli::AddConfig, cli::AddModules, cli::AddWipe}) {
+    for (const auto add : {cli::AddCreate,    cli::AddList,   cli::AddStatus,  cli::AddLoad, cli::AddUnload,
+                           cli::AddFlush,     cli::AddDelete, cli::AddExpand,  cli::AddKnob, cli::AddState,
+                           cli::AddAttribute, cli::AddConfig, cli::AddModules, cli::AddWipe, cli::AddSize,
+                           cli::AddMemory,    cli::AddProbe,  cli::AddSsd,     cli::AddPin,  cli::AddFilestat,
+                           cli::AddSerials,   cli::AddNotify, cli::AddApm}) {
         add(app, context);
     }
 }

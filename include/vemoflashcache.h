@@ -259,6 +259,20 @@ int VLIBCErrGet(void);
 const char *VLIBCErrorGetFile(void);
 int VLIBCErrorGetLine(void);
 
+/* ---- The platform's lists of texts ----------------------------------------------------------
+ * Also of libvemocore: what the callers of the serial number functions need. */
+
+/* A new empty list, NULL on failure. */
+struct VLIBC_SZLIST *VLIBCSzListAlloc(int capacity);
+
+/* Appends the pieces of `text` between any of `separators`. Returns their number, -1 on failure. */
+int VLIBCStrTok(const char *text, const char *separators, struct VLIBC_SZLIST **list);
+
+/* The text at `index`, counted from 0, which lives as long as the list; NULL past the end. */
+const char *VLIBCSzListGet(const struct VLIBC_SZLIST *list, int index);
+
+void VLIBCSzListFree(struct VLIBC_SZLIST *list);
+
 /* ---- Locks and utilities ------------------------------------------------------------------- */
 
 /* Takes an advisory lock on the file `path`, which is made (mode 0644) when absent and never removed.

@@ -1,6 +1,7 @@
 // What a verb answers: one call prints it as text or as one JSON object.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,8 +19,9 @@ struct Answer {
     std::string key;  // JSON: the name that holds the record or the array of records
     Layout layout = Layout::kRecord;
     std::vector<Record> records;
-    std::string headline;  // text: a sentence above them; may be empty
-    std::string whenNone;  // text: said in place of no records
+    std::string headline;                        // text: a sentence above them; may be empty
+    std::string whenNone;                        // text: said in place of no records
+    std::optional<Record> total = std::nullopt;  // of all records; JSON: "total"
 };
 
 // An answer of one record.

@@ -53,6 +53,9 @@ std::string JsonOf(const Answer& answer) {
             object[answer.key].push_back(ToJson(record));
         }
     }
+    if (answer.total) {
+        object["total"] = ToJson(*answer.total);
+    }
     return Dump(object);
 }
 

@@ -4,10 +4,18 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <type_traits>
 
 namespace cli {
 namespace {
+
+// A percentage as a bar of at most forty columns; what is there at all shows.
+std::string Bar(double percent) {
+    constexpr double kPercentPerColumn = 2.5;
+    const auto columns = static_cast<std::size_t>(std::ceil(percent / kPercentPerColumn));
+    return std::string(std::min<std::size_t>(columns, 40), '#');
+}
 
 template <typename Number>
 std::string NumberText(Number number, Format format) {
@@ -16,6 +24,8 @@ std::string NumberText(Number number, Format format) {
             return HumanSize(static_cast<std::uint64_t>(number));
         case Format::kPercent:
             return fmt::format("{}%", number);
+        case Format::kBar:
+            return Bar(static_cast<double>(number));
         case Format::kSeconds:
             return fmt::format("{} s", number);
         case Format::kPlain:

@@ -14,7 +14,7 @@ using Value = std::variant<std::monostate, bool, std::int64_t, std::uint64_t, do
 
 // How text shows a number; JSON always holds the bare number in the unit that the field's key names.
 // A device's path loses its folder in tables alone.
-enum class Format { kPlain, kBytes, kPercent, kSeconds, kDevice };
+enum class Format { kPlain, kBytes, kPercent, kSeconds, kDevice, kBar };
 
 struct Field {
     std::string key;    // in JSON; never renamed, since scripts read it

@@ -100,20 +100,26 @@ std::string TableOf(const std::vector<Record>& records) {
     return text;
 }
 
-}  // namespace
-
-std::string TextOf(const Answer& answer) {
-    std::string text = answer.headline.empty() ? "" : Printable(answer.headline) + "\n";
+std::string RecordsOf(const Answer& answer) {
     if (answer.records.empty()) {
-        return answer.whenNone.empty() ? text : text + answer.whenNone + "\n";
+        return answer.whenNone.empty() ? "" : answer.whenNone + "\n";
     }
     if (answer.layout == Layout::kTable) {
-        return text + TableOf(answer.records);
+        return TableOf(answer.records);
     }
+    std::string text;
     for (std::size_t i = 0; i < answer.records.size(); ++i) {
         text += (i == 0 ? "" : "\n") + BlockOf(answer.records[i]);
     }
     return text;
+}
+
+}  // namespace
+
+std::string TextOf(const Answer& answer) {
+    std::string text = answer.headline.empty() ? "" : Printable(answer.headline) + "\n";
+    text += RecordsOf(answer);
+    return answer.total ? text + "\n" + BlockOf(*answer.total) : text;
 }
 
 std::string TextOf(const Failure& failure) {

@@ -45,5 +45,14 @@ void AddDelete(CLI::App& app, Context& context);
 void AddExpand(CLI::App& app, Context& context);
 void AddState(CLI::App& app, Context& context);
 void AddAttribute(CLI::App& app, Context& context);
+void AddSize(CLI::App& app, Context& context);
+void AddMemory(CLI::App& app, Context& context);
+void AddProbe(CLI::App& app, Context& context);
+void AddSsd(CLI::App& app, Context& context);
+void AddSerials(CLI::App& app, Context& context);
+void AddNotify(CLI::App& app, Context& context);
+void AddApm(CLI::App& app, Context& context);
+void AddPin(CLI::App& app, Context& context);
+void AddFilestat(CLI::App& app, Context& context);
 
 }  // namespace cli

@@ -1,0 +1,55 @@
+#include <fmt/format.h>
+
+#include "output/answer.h"
+#include "vemoflashcache.h"
+#include "verbs/verb.h"
+
+namespace cli {
+namespace {
+
+struct Options {
+    std::string key;
+};
+
+void Tell(const Context& context, const Options& options) {
+    const bool done = VEMOFlashCacheIsApmFlushDone(options.key.c_str()) == 1;
+    const Record record{{{"key", "Key", options.key}, {"done", "Flush done", done}}};
+    Print(One("apm_flush", record), context.json);
+}
+
+void Store(const Context& context, const Options& options, unsigned status) {
+    const Outcome outcome =
+        Attempt([&] { return VEMOFlashCacheApmFlushStatusSet(options.key.c_str(), status); });
+    if (outcome.result != 0) {
+        throw LibraryFailure(fmt::format("the record of {} could not be changed", options.key), outcome,
+                             "see that /usr/vemo/etc and /var/run can be written, and try again");
+    }
+    Tell(context, options);
+}
+
+void Key(CLI::App& verb, Options& options) {
+    verb.add_option("KEY", options.key, "the cache's key in the record")
+        ->required()
+        ->check([](const std::string& key) {
+            return key.empty() || key.find_first_of("=\r\n") != std::string::npos
+                       ? std::string("a key is not empty and has no \"=\" and no line ends")
+                       : std::string();
+        });
+}
+
+}  // namespace
+
+void AddApm(CLI::App& app, Context& context) {
+    CLI::App* apm = app.add_subcommand("apm", "Keep the record of the power management's flushes");
+    apm->require_subcommand(1);
+    AddVerb<Options>(*apm, context, "get", "Tell whether the flush of a cache is recorded as done",
+                     "vemocachectl apm get cache_1", Key, Tell);
+    AddVerb<Options>(*apm, context, "set", "Record the flush of a cache as done",
+                     "vemocachectl apm set cache_1", Key,
+                     [](const Context& c, const Options& o) { Store(c, o, 1); });
+    AddVerb<Options>(*apm, context, "clear", "Record the flush of a cache as not done",
+                     "vemocachectl apm clear cache_1", Key,
+                     [](const Context& c, const Options& o) { Store(c, o, 0); });
+}
+
+}  // namespace cli

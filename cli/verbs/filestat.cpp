@@ -1,0 +1,109 @@
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+
+#include "caches/file_ages.h"
+#include "output/answer.h"
+#include "vemoflashcache.h"
+#include "verbs/verb.h"
+
+namespace cli {
+namespace {
+
+constexpr const char* kMarker = "/tmp/flashcache_file_statistics_processing";
+
+struct NoOptions {};
+
+struct RunOptions {
+    std::string mount;
+    std::string id;
+    bool plain = false;
+};
+
+bool IsRunning(std::string& volume) {
+    std::array<char, 1024> id{};
+    if (FlashcacheCheckFileStatisticsProgressFile(id.data(), static_cast<int>(id.size())) == 1) {
+        volume = id.data();
+        return true;
+    }
+    return FlashcacheFileStatisticsIsProcessing() == 1;
+}
+
+void RequireNoRun() {
+    std::string volume;
+    if (IsRunning(volume)) {
+        throw Failure{"a run is in progress already", volume.empty() ? "" : "it walks the volume " + volume,
+                      "vemocachectl filestat status tells when it is over"};
+    }
+    if (access(kMarker, F_OK) == 0) {
+        throw Failure{"the marker of an earlier run is still there", "that run died and left it behind",
+                      fmt::format("remove {} and run again", kMarker)};
+    }
+}
+
+Answer AgesAnswer() {
+    return {"ages", Layout::kTable, ReadFileAges(), "",
+            "There are no file statistics: vemocachectl filestat run makes them."};
+}
+
+void Run(const Context& context, const RunOptions& options) {
+    RequireNoRun();
+    const std::string mount = std::filesystem::absolute(options.mount).lexically_normal();
+    const std::string id = options.id.empty() ? std::filesystem::path(mount).filename().string() : options.id;
+    if (!context.json) {
+        Note(fmt::format("walking the shares of {}; this may take a while", mount));
+    }
+    const Outcome outcome = Attempt([&] {
+        return options.plain ? FlashcacheFileStatistics(id.c_str(), mount.c_str())
+                             : FlashcacheDoStatistics(id.c_str(), mount.c_str());
+    });
+    if (outcome.result != 0) {
+        throw LibraryFailure(fmt::format("the files of {} could not be counted", mount), outcome,
+                             "see that it is the mount path of a volume");
+    }
+    Print(AgesAnswer(), context.json);
+}
+
+void Show(const Context& context, const NoOptions& /*options*/) {
+    Print(AgesAnswer(), context.json);
+}
+
+void Status(const Context& context, const NoOptions& /*options*/) {
+    std::string volume;
+    const bool running = IsRunning(volume);
+    const Record record{{{"running", "Running", running},
+                         {"volume", "Volume", KnownText(volume)},
+                         {"stale_marker", "Marker of a dead run", !running && access(kMarker, F_OK) == 0},
+                         {"has_statistics", "Statistics exist", FlashcacheFileStatisticsDataIsExist() == 1}}};
+    Print(One("filestat", record), context.json);
+}
+
+}  // namespace
+
+void AddFilestat(CLI::App& app, Context& context) {
+    CLI::App* filestat = app.add_subcommand("filestat", "Count the files of a volume by age");
+    filestat->require_subcommand(1);
+    AddVerb<RunOptions>(
+        *filestat, context, "run", "Walk a volume and store what was counted",
+        "vemocachectl filestat run /volume1",
+        [](CLI::App& verb, RunOptions& options) {
+            verb.add_option("MOUNT", options.mount, "mount path of the volume")
+                ->required()
+                ->check(CLI::ExistingDirectory);
+            verb.add_option("--id", options.id,
+                            "under which name it is stored; default: the mount path's last part");
+            verb.add_flag("--plain", options.plain,
+                          "store days alone, in the plain format, in place of all that is stored");
+        },
+        Run);
+    AddVerb<NoOptions>(
+        *filestat, context, "show", "Draw what was counted, by day and by level of age",
+        "vemocachectl filestat show", [](CLI::App&, NoOptions&) {}, Show);
+    AddVerb<NoOptions>(
+        *filestat, context, "status", "Tell whether a run is in progress", "vemocachectl filestat status",
+        [](CLI::App&, NoOptions&) {}, Status);
+}
+
+}  // namespace cli

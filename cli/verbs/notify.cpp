@@ -1,0 +1,50 @@
+#include <fmt/format.h>
+
+#include "caches/inventory.h"
+#include "output/answer.h"
+#include "verbs/verb.h"
+
+namespace cli {
+namespace {
+
+struct Options {
+    std::string cache;
+};
+
+const FLASHCACHE_CONFIG& EntryOf(const Cache& cache) {
+    if (cache.entry == nullptr) {
+        throw Failure{fmt::format("the cache {} is not configured", cache.Name()),
+                      "only its configuration tells whether its SSD is missing", ""};
+    }
+    return *cache.entry;
+}
+
+void Notify(const Context& context, const Options& options) {
+    Inventory inventory = TakeInventory();
+    const Cache& cache = Find(inventory, options.cache);
+    const FLASHCACHE_CONFIG& entry = EntryOf(cache);
+    const Outcome outcome = Attempt([&] { return VEMOFlashCacheCheckSendMissingNotification(&entry); });
+    if (outcome.result != 0) {
+        throw LibraryFailure(fmt::format("that {} is missing could not be announced", cache.Name()), outcome,
+                             "look at the system log");
+    }
+    const bool sent = entry.CacheMissing != 0 && entry.Policy.WriteMode == FLASHCACHE_WRITE_BACK;
+    const Record record{{{"name", "Name", cache.Name()},
+                         {"missing", "SSD missing", entry.CacheMissing != 0},
+                         {"announced", "Announced", sent}}};
+    Print(One("notification", record), context.json);
+}
+
+}  // namespace
+
+void AddNotify(CLI::App& app, Context& context) {
+    AddVerb<Options>(
+        app, context, "notify", "Announce a write-back cache whose SSD is marked as missing",
+        "vemocachectl notify cachedev_0",
+        [](CLI::App& verb, Options& options) {
+            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
+        },
+        Notify);
+}
+
+}  // namespace cli

@@ -1,0 +1,183 @@
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <filesystem>
+
+#include "caches/inventory.h"
+#include "output/answer.h"
+#include "verbs/verb.h"
+
+namespace cli {
+namespace {
+
+struct Options {
+    std::string mount;
+    std::vector<std::string> files;
+    std::string file;
+    bool send = false;
+    bool remove = false;
+};
+
+constexpr const char* kMountHelp = "mount path of the volume";
+
+void RequireModel() {
+    if (ModelSupportPin() == 0) {
+        throw Failure{"this appliance does not pin files", "its model has no support for it", ""};
+    }
+}
+
+// The pin tool takes absolute paths, one a line.
+std::string FileList(const std::vector<std::string>& files) {
+    std::vector<std::string> paths;
+    paths.reserve(files.size());
+    for (const auto& file : files) {
+        const std::string path = std::filesystem::absolute(file).lexically_normal();
+        if (path.find('\n') != std::string::npos) {
+            throw Failure{fmt::format("{} cannot be pinned", path), "its name has a line end", ""};
+        }
+        paths.push_back(path);
+    }
+    return fmt::format("{}", fmt::join(paths, "\n"));
+}
+
+// One file a call: so that the list's limited length limits no admin, and one that fails is named.
+void ChangePins(const Context& context, const Options& options, bool pin) {
+    RequireModel();
+    const auto change = pin ? VEMOFlashCachePinAddFiles : VEMOFlashCachePinRemoveFiles;
+    Answer answer{"files", Layout::kTable, {}, "", ""};
+    for (const auto& file : options.files) {
+        const std::string path = FileList({file});
+        const Outcome outcome = Attempt([&] { return change(path.c_str(), options.mount.c_str()); });
+        if (outcome.result != 0) {
+            throw LibraryFailure(
+                fmt::format("{} could not be {}", path, pin ? "pinned" : "unpinned"), outcome,
+                fmt::format("see that it is a file of the volume mounted at {}", options.mount));
+        }
+        answer.records.push_back({{{"file", "File", path}, {"pinned", "Pinned", pin}}});
+    }
+    Print(answer, context.json);
+}
+
+void Check(const Context& context, const Options& options) {
+    std::uint32_t pinned = 0;
+    const std::string path = FileList({options.file});
+    const Outcome outcome = Attempt([&] { return VEMOFlashCachePinIsFileAdded(path.c_str(), &pinned); });
+    if (outcome.result != 0) {
+        throw LibraryFailure(fmt::format("whether {} is pinned cannot be told", path), outcome,
+                             "see that the file exists");
+    }
+    Print(One("file", Record{{{"file", "File", path}, {"pinned", "Pinned", pinned != 0}}}), context.json);
+}
+
+void ListSupport(const Context& context, const Options& /*options*/) {
+    const Inventory inventory = TakeInventory();
+    Answer answer{"volumes", Layout::kTable, {}, "", "No cache is configured."};
+    for (const auto& cache : inventory.caches) {
+        const std::string mount = cache.entry != nullptr ? cache.entry->ReferencePath : "";
+        const bool supported = !mount.empty() && VEMOFlashCachePinIsVolumeSupport(mount.c_str()) == 1;
+        answer.records.push_back({{{"name", "Cache", cache.Name()},
+                                   {"mount_path", "Mount path", KnownText(mount)},
+                                   {"supported", "Can pin", supported}}});
+    }
+    Print(answer, context.json);
+}
+
+void Demand(const std::string& what, const std::string& mount, int (*operation)(const char*)) {
+    const Outcome outcome = Attempt([&] { return operation(mount.c_str()); });
+    if (outcome.result != 0) {
+        throw LibraryFailure(fmt::format("{} {} failed", what, mount), outcome,
+                             "see that this is the mount path of a volume that can pin files");
+    }
+}
+
+Value BitmapSize(const std::string& mount) {
+    std::uint64_t bytes = 0;
+    const Outcome outcome =
+        Attempt([&] { return VEMOFlashCachePinGetBitmapSizeByte(mount.c_str(), &bytes); });
+    if (outcome.result != 0) {
+        throw LibraryFailure(fmt::format("the pin bitmap of {} could not be measured", mount), outcome,
+                             "vemocachectl pin list-support shows which volumes can pin files");
+    }
+    return bytes;
+}
+
+void Bitmap(const Context& context, const Options& options) {
+    RequireModel();
+    if (options.send) {
+        Demand("sending the pin bitmap of", options.mount, VEMOFlashCachePinSendVolumeBitmap);
+    }
+    if (options.remove) {
+        Demand("deleting the pin bitmap of", options.mount, VEMOFlashCachePinDeleteVolumeBitmap);
+    }
+    const Record record{{{"mount_path", "Mount path", options.mount},
+                         {"bitmap_bytes", "Bitmap", BitmapSize(options.mount), Format::kBytes},
+                         {"sent", "Sent", options.send},
+                         {"deleted", "Deleted", options.remove}}};
+    Print(One("bitmap", record), context.json);
+}
+
+void TellTool(const Context& context, const Options& options, bool mounted) {
+    RequireModel();
+    Demand(mounted ? "handling the mount of" : "handling the unmount of", options.mount,
+           mounted ? VEMOFlashCachePinHandleVolumeMount : VEMOFlashCachePinHandleVolumeUmount);
+    Print(
+        One("volume", Record{{{"mount_path", "Mount path", options.mount}, {"mounted", "Mounted", mounted}}}),
+        context.json);
+}
+
+void Mount(CLI::App& verb, Options& options) {
+    verb.add_option("MOUNT", options.mount, kMountHelp)->required()->check(CLI::ExistingDirectory);
+}
+
+void MountAndFiles(CLI::App& verb, Options& options) {
+    Mount(verb, options);
+    verb.add_option("FILE", options.files, "files of the volume")->required();
+}
+
+void AddFileVerbs(CLI::App& pin, Context& context) {
+    AddVerb<Options>(pin, context, "add", "Keep files resident in the cache",
+                     "vemocachectl pin add /volume1 /volume1/db/index", MountAndFiles,
+                     [](const Context& c, const Options& o) { ChangePins(c, o, true); });
+    AddVerb<Options>(pin, context, "remove", "Let files leave the cache again",
+                     "vemocachectl pin remove /volume1 /volume1/db/index", MountAndFiles,
+                     [](const Context& c, const Options& o) { ChangePins(c, o, false); });
+    AddVerb<Options>(
+        pin, context, "check", "Tell whether a file is pinned", "vemocachectl pin check /volume1/db/index",
+        [](CLI::App& verb, Options& options) {
+            verb.add_option("FILE", options.file, "the file")->required();
+        },
+        Check);
+}
+
+void AddVolumeVerbs(CLI::App& pin, Context& context) {
+    AddVerb<Options>(
+        pin, context, "list-support", "Show which caches' volumes can pin files",
+        "vemocachectl pin list-support", [](CLI::App&, Options&) {}, ListSupport);
+    AddVerb<Options>(
+        pin, context, "bitmap", "Show the size of a volume's pin bitmap, send it to the kernel or delete it",
+        "vemocachectl pin bitmap /volume1 --send",
+        [](CLI::App& verb, Options& options) {
+            Mount(verb, options);
+            auto* send = verb.add_flag("--send", options.send, "send it to the kernel");
+            verb.add_flag("--delete", options.remove, "delete it; its files are pinned no more")
+                ->excludes(send);
+        },
+        Bitmap);
+    AddVerb<Options>(pin, context, "mount", "Tell the pin tool that a volume was mounted",
+                     "vemocachectl pin mount /volume1", Mount,
+                     [](const Context& c, const Options& o) { TellTool(c, o, true); });
+    AddVerb<Options>(pin, context, "umount", "Tell the pin tool that a volume was unmounted",
+                     "vemocachectl pin umount /volume1", Mount,
+                     [](const Context& c, const Options& o) { TellTool(c, o, false); });
+}
+
+}  // namespace
+
+void AddPin(CLI::App& app, Context& context) {
+    CLI::App* pin = app.add_subcommand("pin", "Keep chosen files resident in the cache");
+    pin->require_subcommand(1);
+    AddFileVerbs(*pin, context);
+    AddVolumeVerbs(*pin, context);
+}
+
+}  // namespace cli

@@ -1,0 +1,103 @@
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "output/answer.h"
+#include "support/size.h"
+#include "vemoflashcache.h"
+#include "verbs/verb.h"
+
+namespace cli {
+namespace {
+
+struct NoOptions {};
+
+struct CheckOptions {
+    std::string model;
+    std::uint64_t size = 0;  // bytes
+};
+
+struct SupportListFree {
+    void operator()(FLASHCACHE_SUPPORT_SSD_LIST* list) const { VEMOFlashCacheSupportSSDFree(list); }
+};
+using SupportList = std::unique_ptr<FLASHCACHE_SUPPORT_SSD_LIST, SupportListFree>;
+
+void Check(const Context& context, const CheckOptions& options) {
+    const FLASHCACHE_SSD_INFO ssd{options.model.c_str(), options.size};
+    const bool supported = VEMOFlashCacheCheckSSDSupport(&ssd) == 1;
+    const Record record{{{"model", "Model", options.model},
+                         {"size_bytes", "Size", options.size, Format::kBytes},
+                         {"supported", "Supported here", supported}}};
+    Print(One("ssd", record), context.json);
+}
+
+Value TextOrNone(const char* text) {
+    return text == nullptr ? Value() : KnownText(text);
+}
+
+Record Describe(const FLASHCACHE_SUPPORT_SSD& ssd) {
+    return {{{"name", "Model|GiB", TextOrNone(ssd.Name)},
+             {"supported", "Here", VEMOFlashCacheIsSSDSupport(ssd.Name) == 1},
+             {"brand", "Brand", TextOrNone(ssd.Brand)},
+             {"size", "Size", TextOrNone(ssd.Size)},
+             {"since", "Since", TextOrNone(ssd.Since)},
+             {"support_models", "Appliances", TextOrNone(ssd.SupportModels)}}};
+}
+
+void List(const Context& context, const NoOptions& /*options*/) {
+    FLASHCACHE_SUPPORT_SSD_LIST* list = nullptr;
+    const Outcome outcome = Attempt([&] { return VEMOFlashCacheSupportSSDGet(&list); });
+    const SupportList owner(list);
+    if (outcome.result < 0) {
+        throw LibraryFailure("the SSD database could not be read", outcome, "vemocachectl ssd update");
+    }
+    Answer answer{
+        "ssds", Layout::kTable, {}, "", "There is no SSD database: vemocachectl ssd update fetches it."};
+    for (const auto* node = list; node != nullptr; node = node->Next) {
+        answer.records.push_back(Describe(*node->SSD));
+    }
+    Print(answer, context.json);
+}
+
+void Update(const Context& context, const NoOptions& /*options*/) {
+    if (!context.json) {
+        Note("asking the update server; this may take a while");
+    }
+    const Outcome outcome = Attempt([] { return VEMOFlashCacheSupportSSDUpdate(); });
+    if (outcome.result != 0) {
+        throw LibraryFailure("the SSD database was not updated, the old one stays", outcome,
+                             "see that the address in /etc.defaults/vemoinfo.conf (support_ssd_update_site) "
+                             "can be reached, and try again");
+    }
+    FLASHCACHE_SUPPORT_SSD_LIST* list = nullptr;
+    const int count = VEMOFlashCacheSupportSSDGet(&list);
+    const SupportList owner(list);
+    const Record record{{{"entries", "SSDs in it", count < 0 ? Value() : Value(std::int64_t{count})}}};
+    Print(One("database", record, "The SSD database was updated."), context.json);
+}
+
+}  // namespace
+
+void AddSsd(CLI::App& app, Context& context) {
+    CLI::App* ssd = app.add_subcommand("ssd", "Check SSDs against the compatibility database");
+    ssd->require_subcommand(1);
+    AddVerb<CheckOptions>(
+        *ssd, context, "check", "Tell whether an SSD is supported on this appliance",
+        "vemocachectl ssd check QM-S400 480G",
+        [](CLI::App& verb, CheckOptions& options) {
+            verb.add_option("MODEL", options.model, "the SSD's model")->required();
+            verb.add_option("SIZE", options.size, "its capacity, such as 480G")
+                ->required()
+                ->transform(SizeText())
+                ->check(CLI::PositiveNumber);
+        },
+        Check);
+    AddVerb<NoOptions>(
+        *ssd, context, "list", "Show the database", "vemocachectl ssd list", [](CLI::App&, NoOptions&) {},
+        List);
+    AddVerb<NoOptions>(
+        *ssd, context, "update", "Fetch a new database from the update server", "vemocachectl ssd update",
+        [](CLI::App&, NoOptions&) {}, Update);
+}
+
+}  // namespace cli
