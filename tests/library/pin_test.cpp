@@ -17,7 +17,9 @@ using testing::IsEmpty;
 
 constexpr const char* kTool = "/usr/vemo/sbin/vemocachepinfiletool";
 constexpr const char* kConfig = "/usr/vemo/etc/flashcache_pin_file.conf";
-const std::string kPrefix = std::string(kTool) + " ";
+std::string Command(const std::string& arguments) {
+    return std::string(kTool) + " " + arguments;
+}
 
 class PinTest : public LibraryTest {
   protected:
@@ -51,45 +53,49 @@ struct Operation {
     std::vector<std::string> failures;  // logged when the tool fails
 };
 
-const Operation kOperations[] = {
-    {[](const char* volume) { return VEMOFlashCachePinAddFiles("/v/a\n/v/b", volume); },
-     {"--pin-files", "/v/a\n/v/b", "--mount-path", "/v"},
-     false,
-     {"Failed. Cmd = " + kPrefix + "--pin-files /v/a\n/v/b --mount-path /v ret = -1)",
-      "Pin new files (/v/a\n/v/b) to volume (/v) failed"}},
-    {[](const char* volume) { return VEMOFlashCachePinRemoveFiles("/v/a", volume); },
-     {"--unpin-files", "/v/a", "--mount-path", "/v"},
-     false,
-     {"Failed. Cmd = " + kPrefix + "--unpin-files /v/a --mount-path /v ret = -1)",
-      "Unpin files (/v/a) from volume (/v) failed"}},
-    {VEMOFlashCachePinDeleteVolumeBitmap,
-     {"--delete-bitmap", "--mount-path", "/v"},
-     true,
-     {"Failed. Cmd = " + kPrefix + "--delete-bitmap --mount-path /v ret = -1)",
-      "Can't delete the bitmap of volume (/v)"}},
-    {VEMOFlashCachePinSendVolumeBitmap,
-     {"--send-bitmap", "--mount-path", "/v"},
-     true,
-     {"Failed. Cmd = " + kPrefix + "--send-bitmap --mount-path /v ret = -1)",
-      "Can't send bitmap to volume (/v)"}},
-    {VEMOFlashCachePinHandleVolumeUmount,
-     {"--handle-umount", "--mount-path", "/v"},
-     true,
-     {"Failed. Cmd = " + kPrefix + "--handle-umount --mount-path /v ret = -1)",
-      "Handle umount event of volume (/v) failed"}},
-    {VEMOFlashCachePinHandleVolumeMount,
-     {"--handle-mount", "--mount-path", "/v", "--config-path", kConfig},
-     true,
-     {"Handle volume mount failed. Cmd = " + kPrefix + "--handle-mount --mount-path /v --config-path " +
-      kConfig + " ret = -1)"}},
-    {[](const char* volume) { return FlashcacheExecuteCommand("--any", volume); },
-     {"--any", "--mount-path", "/v"},
-     true,
-     {"Failed. Cmd = " + kPrefix + "--any --mount-path /v ret = -1)"}},
-};
+std::string Failed(const std::string& arguments) {
+    return "Failed. Cmd = " + Command(arguments) + " ret = -1)";
+}
+
+/// All that run the tool to its end, on the volume /v.
+const std::vector<Operation>& Operations() {
+    static const std::vector<Operation> operations = {
+        {[](const char* volume) { return VEMOFlashCachePinAddFiles("/v/a\n/v/b", volume); },
+         {"--pin-files", "/v/a\n/v/b", "--mount-path", "/v"},
+         false,
+         {Failed("--pin-files /v/a\n/v/b --mount-path /v"),
+          "Pin new files (/v/a\n/v/b) to volume (/v) failed"}},
+        {[](const char* volume) { return VEMOFlashCachePinRemoveFiles("/v/a", volume); },
+         {"--unpin-files", "/v/a", "--mount-path", "/v"},
+         false,
+         {Failed("--unpin-files /v/a --mount-path /v"), "Unpin files (/v/a) from volume (/v) failed"}},
+        {VEMOFlashCachePinDeleteVolumeBitmap,
+         {"--delete-bitmap", "--mount-path", "/v"},
+         true,
+         {Failed("--delete-bitmap --mount-path /v"), "Can't delete the bitmap of volume (/v)"}},
+        {VEMOFlashCachePinSendVolumeBitmap,
+         {"--send-bitmap", "--mount-path", "/v"},
+         true,
+         {Failed("--send-bitmap --mount-path /v"), "Can't send bitmap to volume (/v)"}},
+        {VEMOFlashCachePinHandleVolumeUmount,
+         {"--handle-umount", "--mount-path", "/v"},
+         true,
+         {Failed("--handle-umount --mount-path /v"), "Handle umount event of volume (/v) failed"}},
+        {VEMOFlashCachePinHandleVolumeMount,
+         {"--handle-mount", "--mount-path", "/v", "--config-path", kConfig},
+         true,
+         {"Handle volume mount failed. Cmd = " +
+          Command(std::string("--handle-mount --mount-path /v --config-path ") + kConfig) + " ret = -1)"}},
+        {[](const char* volume) { return FlashcacheExecuteCommand("--any", volume); },
+         {"--any", "--mount-path", "/v"},
+         true,
+         {Failed("--any --mount-path /v")}},
+    };
+    return operations;
+}
 
 TEST_F(PinTest, OperationsRunTheToolAndTakeItsExitStatus) {
-    for (const Operation& operation : kOperations) {
+    for (const Operation& operation : Operations()) {
         SCOPED_TRACE(operation.arguments[0]);
         AnswerAll({});
         EXPECT_EQ(operation.run("/v"), 0);
@@ -97,7 +103,7 @@ TEST_F(PinTest, OperationsRunTheToolAndTakeItsExitStatus) {
         EXPECT_THAT(spy::LoggedTexts(), IsEmpty());
         ASSERT_EQ(spy::state().log.size(), 1U);
         EXPECT_EQ(spy::state().log[0].priority, LOG_DEBUG);
-        EXPECT_EQ(spy::state().log[0].text.rfind("Cmd = " + kPrefix + operation.arguments[0], 0), 0U);
+        EXPECT_EQ(spy::state().log[0].text.rfind("Cmd = " + Command(operation.arguments[0]), 0), 0U);
         for (const int status : {1, 255, -1, 139}) {
             AnswerAll({status, "", status >= 0});
             EXPECT_EQ(operation.run("/v"), -1);
@@ -108,7 +114,7 @@ TEST_F(PinTest, OperationsRunTheToolAndTakeItsExitStatus) {
 
 TEST_F(PinTest, VolumesOfModelsWithoutSupportNeedNothing) {
     SetSupport("");
-    for (const Operation& operation : kOperations) {
+    for (const Operation& operation : Operations()) {
         SCOPED_TRACE(operation.arguments[0]);
         for (const char* volume : {"/v", static_cast<const char*>(nullptr)}) {
             AnswerAll({});
@@ -119,7 +125,7 @@ TEST_F(PinTest, VolumesOfModelsWithoutSupportNeedNothing) {
 }
 
 TEST_F(PinTest, AMissingVolumeIsRefused) {
-    for (const Operation& operation : kOperations) {
+    for (const Operation& operation : Operations()) {
         AnswerAll({});
         EXPECT_EQ(operation.run(nullptr), -1);
         EXPECT_THAT(spy::state().runs, IsEmpty());
@@ -252,13 +258,14 @@ class PinToolTest : public PinTest {
 };
 
 TEST_F(PinToolTest, PinsTheBlocksOfFiles) {
-    MakeFile("/volume1/share/a file", 20 * 65536);
+    MakeFile("/volume1/share/a file", 1310720);
     MakeFile("/volume1/share/b", 65536);
     uint64_t bytes = 0;
     EXPECT_EQ(VEMOFlashCachePinIsVolumeSupport(kVolume), 1);
     EXPECT_EQ(VEMOFlashCachePinIsVolumeSupport("/tmp"), 0);
     EXPECT_EQ(VEMOFlashCachePinGetBitmapSizeByte(kVolume, &bytes), 0);
     const int volume = open("/dev/vg1/volume_1", O_RDONLY | O_CLOEXEC);
+    ASSERT_GE(volume, 0);
     EXPECT_EQ(static_cast<off_t>(bytes) * 8 * 65536, lseek(volume, 0, SEEK_END));
     close(volume);
     EXPECT_EQ(VEMOFlashCachePinAddFiles("/volume1/share/a file\n/volume1/share/b", kVolume), 0);

@@ -209,9 +209,9 @@ TEST_F(ConfiguredQueriesTest, PinBitmapsAddToCachesOfTheNewVersion) {
         int result;
         uint64_t bytes;
     } cases[] = {
-        {"Yes\n", "4096\n", 0, kFixed + 16 + 2 * (26 + 4096)},
-        {"No\n", "4096\n", 0, kFixed + 16 + 2 * 26},
-        {"", "4096\n", 0, kFixed + 16 + 2 * 26},
+        {"Yes\n", "4096\n", 0, kFixed + 16 + 26 + 4096 + 26 + 4096},
+        {"No\n", "4096\n", 0, kFixed + 16 + 26 + 26},
+        {"", "4096\n", 0, kFixed + 16 + 26 + 26},
         {"Yes\n", "much\n", 3, 16 + 26},
     };
     for (const auto& test : cases) {

@@ -246,8 +246,6 @@ TEST_F(SsdSupportTest, AMillionSectionsAreReadInOneGo) {
 
 // ---- The update ----
 
-const ToolRun kMove{"mv", "", {"/tmp/support_ssd.db", kDatabase}};
-
 ToolRun Download(const std::string& address) {
     return {"/usr/bin/wget", "", {address, "-O", "/tmp/support_ssd.db", "--timeout=15"}};
 }
@@ -269,7 +267,7 @@ TEST_F(SsdSupportTest, DownloadsFromTheAddressThatIsConfigured) {
         ASSERT_EQ(spy::state().runs.size(), 2U);
         EXPECT_THAT(spy::state().runs[0].arguments.at(0), address);
         EXPECT_EQ(spy::state().runs[0], Download(spy::state().runs[0].arguments[0]));
-        EXPECT_EQ(spy::state().runs[1], kMove);
+        EXPECT_EQ(spy::state().runs[1], (ToolRun{"mv", "", {"/tmp/support_ssd.db", kDatabase}}));
         EXPECT_THAT(spy::state().log, IsEmpty());
     }
 }
