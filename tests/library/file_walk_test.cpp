@@ -215,28 +215,28 @@ TEST_F(FileWalkTest, FilesMayVanishDuringTheWalk) {
     EXPECT_THAT(spy::LoggedTexts(), IsEmpty());
 }
 
-/// The most memory that the process has had since the last call, in KiB.
-long TakePeak() {
+/// A number that the kernel keeps of the process's memory, in KiB.
+long MemoryField(const std::string& name) {
     const std::string status = ReadWhole("/proc/self/status");
-    WriteWhole("/proc/self/clear_refs", "5");
-    return std::atol(status.c_str() + status.find("VmHWM:") + 6);
+    return std::atol(status.c_str() + status.find(name + ":") + name.size() + 1);
 }
 
 TEST_F(FileWalkTest, MemoryDoesNotGrowWithTheNumberOfFiles) {
     std::filesystem::create_directory(kShare);
     ASSERT_EQ(mount("many", kShare, "tmpfs", 0, ""), 0);
     MakeToday("/volume1/share/0");
-    long peaks[2] = {};
+    long growths[2] = {};  // of the memory in use, in KiB
     int made = 1;
     for (const int files : {1000, 50000}) {
         for (; made < files; ++made) {
             ASSERT_EQ(link("/volume1/share/0", ("/volume1/share/" + std::to_string(made)).c_str()), 0);
         }
-        TakePeak();
+        WriteWhole("/proc/self/clear_refs", "5");  // the peak is now what is in use
+        const long before = MemoryField("VmHWM");
         ExpectToday(static_cast<uint64_t>(files), 0);
-        peaks[files > 1000] = TakePeak();
+        growths[files > 1000] = MemoryField("VmHWM") - before;
     }
-    EXPECT_LT(peaks[1], peaks[0] + 512);  // 11 bytes a file
+    EXPECT_LT(growths[1], growths[0] + 512);  // 11 bytes a file
     ASSERT_EQ(umount2(kShare, 0), 0);
 }
 
