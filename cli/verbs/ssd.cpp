@@ -89,7 +89,9 @@ void AddSsd(CLI::App& app, Context& context) {
             verb.add_option("SIZE", options.size, "its capacity, such as 480G")
                 ->required()
                 ->transform(SizeText())
-                ->check(CLI::PositiveNumber);
+                ->check([](const std::string& bytes) {
+                    return bytes == "0" ? std::string("an SSD has a size") : std::string();
+                });
         },
         Check);
     AddVerb<NoOptions>(

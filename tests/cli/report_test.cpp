@@ -1,0 +1,121 @@
+// What the tool tells beside the caches' lives: costs, SSDs, records, pinned files, file ages.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "cli/tool.h"
+
+namespace tests {
+namespace {
+
+using ::testing::HasSubstr;
+
+// The usual cache, its volume mounted with two files in one share.
+void CreateMountedCache() {
+    CreateCache();
+    for (const Words& words : std::vector<Words>{{"mkfs.ext4", "-q", "/dev/mapper/cachedev_0"},
+                                                 {"mount", "/dev/mapper/cachedev_0", "/volume1"},
+                                                 {"mkdir", "/volume1/share"},
+                                                 {"cp", "/etc/passwd", "/etc/group", "/volume1/share"},
+                                                 {"sync"}}) {
+        ASSERT_EQ(RunProgram(words).code, 0) << words.front();
+    }
+}
+
+TEST(Report, SizeAndMemoryOfACache) {
+    EXPECT_EQ(Answer({"size"})["size"]["size_bytes"], 0);
+    CreateCache();
+    EXPECT_EQ(Answer({"size", "cachedev_0"})["size"]["size_bytes"], 64 << 20);
+    EXPECT_EQ(Answer({"size"})["size"]["size_bytes"], 64 << 20);
+    const nlohmann::json memory = Answer({"memory"});
+    EXPECT_EQ(memory["caches"][0]["metadata_bytes"], 1024 * 26);
+    EXPECT_EQ(memory["caches"][0]["fixed_bytes"], 416 * 1024);
+    EXPECT_GE(memory["total"]["needed_bytes"], 67493888 + 1024 * 26);
+    EXPECT_EQ(Answer({"unload", "cachedev_0"})["unloaded"]["name"], "md3+volume_1");
+    EXPECT_TRUE(Answer({"memory"})["caches"][0]["metadata_bytes"].is_null());
+}
+
+TEST(Report, ProbeOfAnSsd) {
+    EXPECT_EQ(Answer({"probe", "/dev/md3"})["probe"]["has_metadata"], false);
+    EXPECT_TRUE(Answer({"probe", "/dev/md3"})["probe"]["format"].is_null());
+    ASSERT_EQ(Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "64M", "--format", "original"}).code,
+              0);
+    EXPECT_EQ(Answer({"probe", "/dev/md3"})["probe"]["format"], "original");
+    EXPECT_EQ(Tool({"probe", "/tmp"}).code, 1);
+}
+
+TEST(Report, SupportOfSsds) {
+    EXPECT_EQ(Answer({"ssd", "check", "QM-S400", "480G"})["ssd"]["supported"], true);
+    EXPECT_EQ(Answer({"ssd", "check", "QM-S400", "600G"})["ssd"]["supported"], false);
+    EXPECT_EQ(Answer({"ssd", "list"})["ssds"].size(), 30U);
+    EXPECT_EQ(Tool({"ssd", "check", "QM-S400", "0"}).code, 2);
+    ASSERT_EQ(RunProgram({"rm", "/etc.defaults/support_ssd.db"}).code, 0);
+    EXPECT_EQ(Answer({"ssd", "list"})["ssds"].size(), 0U);
+}
+
+TEST(Report, SerialNumbersNeedConsentToGo) {
+    EXPECT_EQ(Tool({"serials", "check", "c1", "S1"}).code, 1) << "an unknown list knows no serial number";
+    EXPECT_EQ(Answer({"serials", "set", "c1", "S1", "S2"})["stored"]["count"], 2);
+    EXPECT_EQ(Answer({"serials", "get", "c1"})["serials"][1]["serial"], "S2");
+    EXPECT_EQ(Answer({"serials", "check", "c1", "S2"})["check"]["all_known"], true);
+    EXPECT_EQ(Answer({"serials", "check", "c1", "S2", "S3"})["check"]["all_known"], false);
+    EXPECT_EQ(Tool({"serials", "remove", "c1"}).code, 1);
+    EXPECT_EQ(Answer({"serials", "get", "c1"})["serials"].size(), 2U);
+    EXPECT_EQ(Tool({"serials", "remove", "c1", "--discard-list"}).code, 0);
+    EXPECT_EQ(Answer({"serials", "get", "c1"})["serials"].size(), 0U);
+}
+
+TEST(Report, RecordOfPowerManagementFlushes) {
+    EXPECT_EQ(Answer({"apm", "set", "k"})["apm_flush"]["done"], true);
+    EXPECT_EQ(Answer({"apm", "get", "k"})["apm_flush"]["done"], true);
+    EXPECT_EQ(Answer({"apm", "clear", "k"})["apm_flush"]["done"], false);
+    EXPECT_EQ(Tool({"apm", "set", "a=b"}).code, 2);
+}
+
+TEST(Report, MissingCacheIsAnnounced) {
+    CreateCache();
+    EXPECT_EQ(Answer({"notify", "cachedev_0"})["notification"]["announced"], false);
+    ASSERT_EQ(
+        RunProgram({"sed", "-i", "s/CacheMissing = 0/CacheMissing = 1/", "/usr/vemo/etc/flashcache.conf"})
+            .code,
+        0);
+    EXPECT_EQ(Answer({"notify", "cachedev_0"})["notification"]["announced"], true);
+    EXPECT_THAT(RunProgram({"cat", "/var/log/messages"}).out, HasSubstr("SSDCacheMissing"));
+}
+
+TEST(Report, PinnedFiles) {
+    CreateMountedCache();
+    EXPECT_EQ(Answer({"pin", "list-support"})["volumes"][0]["supported"], true);
+    EXPECT_EQ(Answer({"pin", "add", "/volume1", "/volume1/share/passwd"})["files"][0]["pinned"], true);
+    EXPECT_EQ(Answer({"pin", "check", "/volume1/share/passwd"})["file"]["pinned"], true);
+    EXPECT_EQ(Answer({"pin", "check", "/volume1/share/group"})["file"]["pinned"], false);
+    EXPECT_GT(Answer({"pin", "bitmap", "/volume1", "--send"})["bitmap"]["bitmap_bytes"], 0);
+    EXPECT_EQ(Tool({"pin", "add", "/volume1", "/etc/passwd"}).code, 1);
+    EXPECT_EQ(Answer({"pin", "remove", "/volume1", "/volume1/share/passwd"})["files"][0]["pinned"], false);
+    EXPECT_EQ(Answer({"pin", "check", "/volume1/share/passwd"})["file"]["pinned"], false);
+}
+
+TEST(Report, FileAges) {
+    CreateMountedCache();
+    EXPECT_EQ(Answer({"filestat", "show"})["ages"].size(), 0U);
+    const nlohmann::json ages = Answer({"filestat", "run", "/volume1"})["ages"];
+    ASSERT_EQ(ages.size(), 11U) << "seven days and four levels";
+    std::uint64_t files = 0;
+    for (std::size_t day = 0; day < 7; ++day) {
+        files += ages[day]["files"].get<std::uint64_t>();
+    }
+    EXPECT_EQ(files, 2U);
+    EXPECT_EQ(Answer({"filestat", "show"})["ages"], ages);
+    EXPECT_THAT(Tool({"filestat", "show"}).out, HasSubstr("####"));
+    EXPECT_EQ(Answer({"filestat", "status"})["filestat"]["running"], false);
+}
+
+TEST(Report, MarkerOfADeadRunIsNamed) {
+    ASSERT_EQ(RunProgram({"touch", "/tmp/flashcache_file_statistics_processing"}).code, 0);
+    EXPECT_EQ(Answer({"filestat", "status"})["filestat"]["stale_marker"], true);
+    const Ran ran = Tool({"filestat", "run", "/volume1"});
+    EXPECT_EQ(ran.code, 1);
+    EXPECT_THAT(ran.err, HasSubstr("remove /tmp/flashcache_file_statistics_processing"));
+}
+
+}  // namespace
+}  // namespace tests
