@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include "caches/describe_entry.h"
 #include "output/answer.h"
 #include "support/device.h"
 #include "vemoflashcache.h"
@@ -12,21 +13,10 @@ struct Options {
     std::string ssd;
 };
 
-Value FormatOf(FLASHCACHE_VERSION version) {
-    switch (version) {
-        case FLASHCACHE_VERSION_ORIGINAL:
-            return "original";
-        case FLASHCACHE_VERSION_NEW:
-            return "new";
-        default:
-            return {};
-    }
-}
-
 void Probe(const Context& context, const Options& options) {
     RequireBlockDevice(options.ssd, "SSD");
     const bool exists = VEMOFlashCacheCheckMetadataExist(options.ssd.c_str()) == 1;
-    const Value format = exists ? FormatOf(VEMOFlashCacheVersionGet(options.ssd.c_str())) : Value();
+    const Value format = exists ? VersionText(VEMOFlashCacheVersionGet(options.ssd.c_str())) : Value();
     const Record record{{{"ssd", "SSD", options.ssd},
                          {"has_metadata", "Holds a cache", exists},
                          {"format", "Format", format}}};
