@@ -96,9 +96,7 @@ void AddEnter(CLI::App& app, Arguments& arguments) {
     });
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Serve(int argc, char** argv) {
     CLI::App app(kAbout, "vemo-appliance");
     app.footer(
         "COMMAND [ARG...] follows the options. To run a program called as a subcommand is, give its path.");
@@ -120,8 +118,18 @@ int main(int argc, char** argv) {
         return simulation::RunAppliance(arguments.options);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : simulation::kExitFailed;
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return Serve(argc, argv);
     } catch (const std::exception& error) {
         simulation::Complain(error.what());
-        return simulation::kExitFailed;
+    } catch (...) {
+        simulation::Complain("unknown exception");
     }
+    return simulation::kExitFailed;
 }
