@@ -60,7 +60,8 @@ std::string JsonOf(const Answer& answer) {
 }
 
 std::string JsonOf(const Failure& failure) {
-    const Json error = {{"message", failure.what},
+    const Json error = {{"kind", KindText(failure.kind)},
+                        {"message", failure.what},
                         {"reason", ToJson(KnownText(failure.why))},
                         {"advice", ToJson(KnownText(failure.next))},
                         {"error_slot", ToJson(failure.slot)}};

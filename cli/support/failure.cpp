@@ -25,6 +25,30 @@ std::string Meaning(int code) {
     }
 }
 
+std::string KindText(FailureKind kind) {
+    switch (kind) {
+        case FailureKind::kUsage:
+            return "usage";
+        case FailureKind::kNotFound:
+            return "not_found";
+        case FailureKind::kInUse:
+            return "in_use";
+        case FailureKind::kConsent:
+            return "consent_needed";
+        case FailureKind::kRefused:
+            return "refused";
+        case FailureKind::kUnknownState:
+            return "unknown_state";
+        case FailureKind::kConfiguration:
+            return "configuration";
+        case FailureKind::kDataLost:
+            return "data_lost";
+        case FailureKind::kFailed:
+            break;
+    }
+    return "failed";
+}
+
 Outcome Attempt(const std::function<int()>& call) {
     Outcome outcome;
     // The slot is per thread and is never cleared, so a thread of its own begins with an empty one.

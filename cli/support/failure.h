@@ -17,11 +17,26 @@ struct ErrorSlot {
 // The meaning of an error code for an admin.
 std::string Meaning(int code);
 
+// What programs may tell failures by; in JSON the name that KindText gives.
+enum class FailureKind {
+    kFailed,         // a step failed; the text says what became of it
+    kUsage,          // the command line is wrong; nothing was tried
+    kNotFound,       // no such cache, entry, device or list
+    kInUse,          // mounted, held open, or another process works on it
+    kConsent,        // it would lose something, and nobody consented
+    kRefused,        // as things are it would be unsafe, or cannot be
+    kUnknownState,   // what it hangs on could not be read
+    kConfiguration,  // the configuration is damaged or cannot be read
+    kDataLost,       // done, and blocks were lost
+};
+std::string KindText(FailureKind kind);
+
 struct Failure {
     std::string what;
     std::string why;
     std::string next;
     std::optional<ErrorSlot> slot = std::nullopt;
+    FailureKind kind = FailureKind::kFailed;
 };
 
 // A library call's result and what it recorded.

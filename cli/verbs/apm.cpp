@@ -27,29 +27,30 @@ void Store(const Context& context, const Options& options, unsigned status) {
     Tell(context, options);
 }
 
-void Key(CLI::App& verb, Options& options) {
-    verb.add_option("KEY", options.key, "the cache's key in the record")
-        ->required()
-        ->check([](const std::string& key) {
-            return key.empty() || key.find_first_of("=\r\n") != std::string::npos
-                       ? std::string("a key is not empty and has no \"=\" and no line ends")
-                       : std::string();
-        });
+std::vector<Argument> Key(Options& options) {
+    return {{.name = "KEY",
+             .help = "the cache's key in the record",
+             .target = &options.key,
+             .required = true,
+             .check = [](const std::string& key) {
+                 return key.empty() || key.find_first_of("=\r\n") != std::string::npos
+                            ? std::string("a key is not empty and has no \"=\" and no line ends")
+                            : std::string();
+             }}};
 }
 
 }  // namespace
 
-void AddApm(CLI::App& app, Context& context) {
-    CLI::App* apm = app.add_subcommand("apm", "Keep the record of the power management's flushes");
-    apm->require_subcommand(1);
-    AddVerb<Options>(*apm, context, "get", "Tell whether the flush of a cache is recorded as done",
-                     "vemocachectl apm get cache_1", Key, Tell);
-    AddVerb<Options>(*apm, context, "set", "Record the flush of a cache as done",
-                     "vemocachectl apm set cache_1", Key,
-                     [](const Context& c, const Options& o) { Store(c, o, 1); });
-    AddVerb<Options>(*apm, context, "clear", "Record the flush of a cache as not done",
-                     "vemocachectl apm clear cache_1", Key,
-                     [](const Context& c, const Options& o) { Store(c, o, 0); });
+Verb ApmVerb() {
+    return MakeGroup(
+        "apm", "Keep the record of the power management's flushes",
+        {MakeVerb<Options>("get", "Tell whether the flush of a cache is recorded as done",
+                           "vemocachectl apm get cache_1", Key, Tell),
+         MakeVerb<Options>("set", "Record the flush of a cache as done", "vemocachectl apm set cache_1", Key,
+                           [](const Context& c, const Options& o) { Store(c, o, 1); }),
+         MakeVerb<Options>("clear", "Record the flush of a cache as not done",
+                           "vemocachectl apm clear cache_1", Key,
+                           [](const Context& c, const Options& o) { Store(c, o, 0); })});
 }
 
 }  // namespace cli

@@ -46,31 +46,29 @@ void Set(Context& context, const Options& options) {
     Tell(context, cache, fmt::format("The attribute of {} was set.", cache.Name()));
 }
 
+std::vector<Argument> DeclareSet(Options& options) {
+    return {CacheArgument(options.cache),
+            {.name = "ATTRIBUTE",
+             .help = "none: failed write-backs end a flush; force-remove: they do not",
+             .target = &options.attribute,
+             .required = true,
+             .choices = NamesOf(kAttributes)},
+            {.name = "--ignore-write-errors",
+             .help = "consent to force-remove; asked for on a terminal when left out",
+             .target = &options.ignoreWriteErrors}};
+}
+
 }  // namespace
 
-void AddAttribute(CLI::App& app, Context& context) {
-    CLI::App* attribute =
-        app.add_subcommand("attribute", "Read or set whether flushes go on past failed write-backs");
-    attribute->require_subcommand(1);
-    AddVerb<Options>(
-        *attribute, context, "get", "Show the attribute", "vemocachectl attribute get cachedev_0",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
-        },
-        Get);
-    AddVerb<Options>(
-        *attribute, context, "set", "Set the attribute",
-        "vemocachectl attribute set cachedev_0 force-remove --ignore-write-errors",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
-            verb.add_option("ATTRIBUTE", options.attribute,
-                            "none: failed write-backs end a flush; force-remove: they do not")
-                ->required()
-                ->check(CLI::IsMember(NamesOf(kAttributes)));
-            verb.add_flag("--ignore-write-errors", options.ignoreWriteErrors,
-                          "consent to force-remove; asked for on a terminal when left out");
-        },
-        Set);
+Verb AttributeVerb() {
+    return MakeGroup(
+        "attribute", "Read or set whether flushes go on past failed write-backs",
+        {MakeVerb<Options>(
+             "get", "Show the attribute", "vemocachectl attribute get cachedev_0",
+             [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Get),
+         MakeVerb<Options>("set", "Set the attribute",
+                           "vemocachectl attribute set cachedev_0 force-remove --ignore-write-errors",
+                           DeclareSet, Set)});
 }
 
 }  // namespace cli

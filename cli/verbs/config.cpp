@@ -16,8 +16,6 @@ struct Options {
     bool forgetCache = false;
 };
 
-constexpr const char* kEntryHelp = "the entry: its name, or the path of its SSD, volume or mount";
-
 Inventory Configured() {
     Inventory inventory = TakeInventory();
     if (inventory.configError) {
@@ -71,30 +69,34 @@ void Remove(Context& context, const Options& options) {
           context.json);
 }
 
+Argument EntryArgument(Options& options) {
+    return {.name = "ENTRY",
+            .help = "the entry: its name, or the path of its SSD, volume or mount",
+            .target = &options.entry,
+            .required = true,
+            .completion = Completion::kEntry};
+}
+
+std::vector<Argument> DeclareRemove(Options& options) {
+    return {EntryArgument(options),
+            {.name = "--forget-cache",
+             .help = "consent to the loss; asked for on a terminal when left out",
+             .target = &options.forgetCache}};
+}
+
 }  // namespace
 
-void AddConfig(CLI::App& app, Context& context) {
-    CLI::App* config =
-        app.add_subcommand("config", "List, show or remove the configuration entries of caches");
-    config->require_subcommand(1);
-    AddVerb<Options>(
-        *config, context, "list", "List the configured caches", "vemocachectl config list",
-        [](CLI::App&, Options&) {}, List);
-    AddVerb<Options>(
-        *config, context, "show", "Show a whole entry", "vemocachectl config show /dev/md3",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("ENTRY", options.entry, kEntryHelp)->required();
-        },
-        Show);
-    AddVerb<Options>(
-        *config, context, "remove", "Remove an entry; its cache cannot be loaded without it",
-        "vemocachectl config remove md3+volume_1 --forget-cache",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("ENTRY", options.entry, kEntryHelp)->required();
-            verb.add_flag("--forget-cache", options.forgetCache,
-                          "consent to the loss; asked for on a terminal when left out");
-        },
-        Remove);
+Verb ConfigVerb() {
+    return MakeGroup(
+        "config", "List, show or remove the configuration entries of caches",
+        {MakeVerb<Options>(
+             "list", "List the configured caches", "vemocachectl config list",
+             [](Options&) { return NoArguments(); }, List),
+         MakeVerb<Options>(
+             "show", "Show a whole entry", "vemocachectl config show /dev/md3",
+             [](Options& options) -> std::vector<Argument> { return {EntryArgument(options)}; }, Show),
+         MakeVerb<Options>("remove", "Remove an entry; its cache cannot be loaded without it",
+                           "vemocachectl config remove md3+volume_1 --forget-cache", DeclareRemove, Remove)});
 }
 
 }  // namespace cli

@@ -14,7 +14,6 @@
 #include "support/lifecycle_lock.h"
 #include "support/names.h"
 #include "support/signals.h"
-#include "support/size.h"
 #include "verbs/verb.h"
 
 namespace cli {
@@ -33,7 +32,7 @@ const std::map<std::string, std::int32_t> kFormats = {{"new", FLASHCACHE_VERSION
 struct Options {
     std::string ssd;
     std::string volume;
-    std::uint64_t size = 0;  // bytes; 0: all of the SSD
+    ByteSize size;  // 0: all of the SSD
     std::string mode = "back";
     std::string reclaimPolicy = "lru";
     std::string format = "new";
@@ -73,7 +72,7 @@ void CheckDevices(const Options& options, const Inventory& inventory) {
 
 std::uint64_t SizeFor(const Options& options) {
     const std::uint64_t available = DeviceSize(options.ssd).value_or(0);
-    const std::uint64_t size = options.size == 0 ? available : options.size;
+    const std::uint64_t size = options.size.bytes == 0 ? available : options.size.bytes;
     if (size > available) {
         throw Failure{fmt::format("a cache of {} does not fit", HumanSize(size)),
                       fmt::format("the SSD {} has {}", options.ssd, HumanSize(available)),
@@ -208,44 +207,69 @@ std::string CheckDeviceName(const std::string& path) {
                : "a cache device is /dev/mapper/cachedev_N";
 }
 
-void Declare(CLI::App& verb, Options& options) {
-    verb.add_option("SSD", options.ssd, "device path of the SSD; what it holds is lost")->required();
-    verb.add_option("VOLUME", options.volume, "device path of the volume; what it holds stays")->required();
-    verb.add_option("--size", options.size, "size of the cache, such as 120G; default: all of the SSD")
-        ->transform(SizeText());
-    verb.add_option("--mode", options.mode, "how writes are treated")
-        ->capture_default_str()
-        ->check(CLI::IsMember(NamesOf(kModes)));
-    verb.add_option("--reclaim", options.reclaimPolicy, "which block a full cache gives up first")
-        ->capture_default_str()
-        ->check(CLI::IsMember(NamesOf(kReclaimPolicies)));
-    verb.add_option("--format", options.format,
-                    "of the metadata: new has blocks of 64 KiB, original of 4 KiB")
-        ->capture_default_str()
-        ->check(CLI::IsMember(NamesOf(kFormats)));
-    verb.add_option("--fallow-delay", options.tuning.DelaySeconds,
-                    "seconds before an idle dirty block is cleaned")
-        ->check(CLI::Range(1, 2147483647));
-    verb.add_option("--dirty-threshold", options.tuning.DirtyThreshPercent,
-                    "percent of a set that may be dirty")
-        ->check(CLI::Range(1, 100));
-    verb.add_flag("--skip-sequential", options.skipSequential, "let long sequential I/O bypass the cache");
-    verb.add_option("--name", options.name, "name of its configuration entry; default: SSD+VOLUME, shortened")
-        ->check(CheckName);
-    verb.add_option("--mount", options.mountPath, "mount path of the volume; default: /volumeN for volume_N");
-    verb.add_option("--device", options.device,
-                    "the cache device; default: the first free /dev/mapper/cachedev_N")
-        ->check(CheckDeviceName);
-    verb.add_flag("--discard-content", options.discardContent,
-                  "consent to the loss of what the SSD holds; asked for on a terminal when left out");
+std::vector<Argument> Declare(Options& options) {
+    return {{.name = "SSD",
+             .help = "device path of the SSD; what it holds is lost",
+             .target = &options.ssd,
+             .required = true,
+             .completion = Completion::kDevice},
+            {.name = "VOLUME",
+             .help = "device path of the volume; what it holds stays",
+             .target = &options.volume,
+             .required = true,
+             .completion = Completion::kDevice},
+            {.name = "--size",
+             .help = "size of the cache, such as 120G; default: all of the SSD",
+             .target = &options.size},
+            {.name = "--mode",
+             .help = "how writes are treated",
+             .target = &options.mode,
+             .showsDefault = true,
+             .choices = NamesOf(kModes)},
+            {.name = "--reclaim",
+             .help = "which block a full cache gives up first",
+             .target = &options.reclaimPolicy,
+             .showsDefault = true,
+             .choices = NamesOf(kReclaimPolicies)},
+            {.name = "--format",
+             .help = "of the metadata: new has blocks of 64 KiB, original of 4 KiB",
+             .target = &options.format,
+             .showsDefault = true,
+             .choices = NamesOf(kFormats)},
+            {.name = "--fallow-delay",
+             .help = "seconds before an idle dirty block is cleaned",
+             .target = &options.tuning.DelaySeconds,
+             .range = {1, INT32_MAX}},
+            {.name = "--dirty-threshold",
+             .help = "percent of a set that may be dirty",
+             .target = &options.tuning.DirtyThreshPercent,
+             .range = {1, 100}},
+            {.name = "--skip-sequential",
+             .help = "let long sequential I/O bypass the cache",
+             .target = &options.skipSequential},
+            {.name = "--name",
+             .help = "name of its configuration entry; default: SSD+VOLUME, shortened",
+             .target = &options.name,
+             .check = CheckName},
+            {.name = "--mount",
+             .help = "mount path of the volume; default: /volumeN for volume_N",
+             .target = &options.mountPath,
+             .completion = Completion::kFolder},
+            {.name = "--device",
+             .help = "the cache device; default: the first free /dev/mapper/cachedev_N",
+             .target = &options.device,
+             .check = CheckDeviceName},
+            {.name = "--discard-content",
+             .help = "consent to the loss of what the SSD holds; asked for on a terminal when left out",
+             .target = &options.discardContent}};
 }
 
 }  // namespace
 
-void AddCreate(CLI::App& app, Context& context) {
-    AddVerb<Options>(app, context, "create", "Make a cache on an SSD in front of a volume, and configure it",
-                     "vemocachectl create /dev/md3 /dev/vg1/volume_1 --size 120G --mode back", Declare,
-                     Create);
+Verb CreateVerb() {
+    return MakeVerb<Options>("create", "Make a cache on an SSD in front of a volume, and configure it",
+                             "vemocachectl create /dev/md3 /dev/vg1/volume_1 --size 120G --mode back",
+                             Declare, Create);
 }
 
 }  // namespace cli

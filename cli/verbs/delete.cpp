@@ -133,22 +133,23 @@ void Delete(Context& context, const Options& options) {
           context.json);
 }
 
+std::vector<Argument> Declare(Options& options) {
+    return {CacheArgument(options.cache),
+            {.name = "--fast",
+             .help = "leave out the flush; with dirty blocks, asks on a terminal or wants --discard-dirty",
+             .target = &options.fast},
+            {.name = "--discard-dirty",
+             .help = "leave out the flush and consent to the loss of all dirty blocks",
+             .target = &options.discardDirty}};
+}
+
 }  // namespace
 
-void AddDelete(CLI::App& app, Context& context) {
-    AddVerb<Options>(
-        app, context, "delete",
+Verb DeleteVerb() {
+    return MakeVerb<Options>(
+        "delete",
         "Flush a cache, take it down, wipe its SSD and remove its entry; nothing is lost, unless told to",
-        "vemocachectl delete cachedev_0",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
-            verb.add_flag(
-                "--fast", options.fast,
-                "leave out the flush; with dirty blocks, asks on a terminal or wants --discard-dirty");
-            verb.add_flag("--discard-dirty", options.discardDirty,
-                          "leave out the flush and consent to the loss of all dirty blocks");
-        },
-        Delete);
+        "vemocachectl delete cachedev_0", Declare, Delete);
 }
 
 }  // namespace cli

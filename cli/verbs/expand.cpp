@@ -53,14 +53,11 @@ void Expand(Context& context, const Options& options) {
 
 }  // namespace
 
-void AddExpand(CLI::App& app, Context& context) {
-    AddVerb<Options>(
-        app, context, "expand", "Bring a cache device to the size of its volume, after the volume has grown",
+Verb ExpandVerb() {
+    return MakeVerb<Options>(
+        "expand", "Bring a cache device to the size of its volume, after the volume has grown",
         "vemocachectl expand cachedev_0",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
-        },
-        Expand);
+        [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Expand);
 }
 
 }  // namespace cli

@@ -80,30 +80,33 @@ void Status(const Context& context, const NoOptions& /*options*/) {
     Print(One("filestat", record), context.json);
 }
 
+std::vector<Argument> DeclareRun(RunOptions& options) {
+    return {{.name = "MOUNT",
+             .help = "mount path of the volume",
+             .target = &options.mount,
+             .required = true,
+             .isFolder = true,
+             .completion = Completion::kFolder},
+            {.name = "--id",
+             .help = "under which name it is stored; default: the mount path's last part",
+             .target = &options.id},
+            {.name = "--plain",
+             .help = "store days alone, in the plain format, in place of all that is stored",
+             .target = &options.plain}};
+}
+
 }  // namespace
 
-void AddFilestat(CLI::App& app, Context& context) {
-    CLI::App* filestat = app.add_subcommand("filestat", "Count the files of a volume by age");
-    filestat->require_subcommand(1);
-    AddVerb<RunOptions>(
-        *filestat, context, "run", "Walk a volume and store what was counted",
-        "vemocachectl filestat run /volume1",
-        [](CLI::App& verb, RunOptions& options) {
-            verb.add_option("MOUNT", options.mount, "mount path of the volume")
-                ->required()
-                ->check(CLI::ExistingDirectory);
-            verb.add_option("--id", options.id,
-                            "under which name it is stored; default: the mount path's last part");
-            verb.add_flag("--plain", options.plain,
-                          "store days alone, in the plain format, in place of all that is stored");
-        },
-        Run);
-    AddVerb<NoOptions>(
-        *filestat, context, "show", "Draw what was counted, by day and by level of age",
-        "vemocachectl filestat show", [](CLI::App&, NoOptions&) {}, Show);
-    AddVerb<NoOptions>(
-        *filestat, context, "status", "Tell whether a run is in progress", "vemocachectl filestat status",
-        [](CLI::App&, NoOptions&) {}, Status);
+Verb FilestatVerb() {
+    return MakeGroup("filestat", "Count the files of a volume by age",
+                     {MakeVerb<RunOptions>("run", "Walk a volume and store what was counted",
+                                           "vemocachectl filestat run /volume1", DeclareRun, Run),
+                      MakeVerb<NoOptions>(
+                          "show", "Draw what was counted, by day and by level of age",
+                          "vemocachectl filestat show", [](NoOptions&) { return NoArguments(); }, Show),
+                      MakeVerb<NoOptions>(
+                          "status", "Tell whether a run is in progress", "vemocachectl filestat status",
+                          [](NoOptions&) { return NoArguments(); }, Status)});
 }
 
 }  // namespace cli

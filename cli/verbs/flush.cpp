@@ -67,24 +67,28 @@ void Flush(Context& context, const Options& options) {
     }
 }
 
+std::vector<Argument> Declare(Options& options) {
+    return {
+        CacheArgument(options.cache),
+        {.name = "--cancel", .help = "cancel a flush that another process runs", .target = &options.cancel},
+        {.name = "--status",
+         .help = "show how far a flush has come",
+         .target = &options.status,
+         .excludes = {"--cancel"}},
+        {.name = "--follow",
+         .help = "with --status: show it until it is over",
+         .target = &options.follow,
+         .needs = {"--status"}}};
+}
+
 }  // namespace
 
-void AddFlush(CLI::App& app, Context& context) {
-    AddVerb<Options>(
-        app, context, "flush",
+Verb FlushVerb() {
+    return MakeVerb<Options>(
+        "flush",
         "Write all dirty blocks back to the volume, with progress; Ctrl-C cancels and restores the former "
         "state",
-        "vemocachectl flush cachedev_0\n  vemocachectl flush --status --follow cachedev_0",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
-            auto* cancel =
-                verb.add_flag("--cancel", options.cancel, "cancel a flush that another process runs");
-            auto* status = verb.add_flag("--status", options.status, "show how far a flush has come");
-            verb.add_flag("--follow", options.follow, "with --status: show it until it is over")
-                ->needs(status);
-            status->excludes(cancel);
-        },
-        Flush);
+        "vemocachectl flush cachedev_0\n  vemocachectl flush --status --follow cachedev_0", Declare, Flush);
 }
 
 }  // namespace cli

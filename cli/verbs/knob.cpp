@@ -72,6 +72,14 @@ Reading Read(const Cache& cache, const Knob& knob) {
     return reading;
 }
 
+// What was read; not known when it could not be.
+Value ValueOf(const Reading& reading) {
+    if (reading.outcome.result != 0) {
+        return {};
+    }
+    return std::int64_t{reading.value};
+}
+
 Record Describe(const Knob& knob, const Value& value) {
     return {{{"name", "Knob", knob.name}, {"value", "Value", value}, {"meaning", "Meaning", knob.meaning}}};
 }
@@ -88,8 +96,7 @@ void Get(Context& context, const Options& options) {
                                  reading.outcome,
                                  "the kernel may not know it; knob get without a name shows all");
         }
-        answer.records.push_back(
-            Describe(knob, reading.outcome.result == 0 ? Value(std::int64_t{reading.value}) : Value()));
+        answer.records.push_back(Describe(knob, ValueOf(reading)));
     }
     Print(answer, context.json);
 }
@@ -107,38 +114,38 @@ void Set(Context& context, const Options& options) {
             fmt::format("the knob {} of {} could not be set to {}", knob.name, cache.Name(), options.value),
             outcome, "the kernel did not take the value; the old one stays");
     }
-    const Reading reading = Read(cache, knob);
-    const Value now = reading.outcome.result == 0 ? Value(std::int64_t{reading.value}) : Value();
-    Print(One("knob", Describe(knob, now),
+    Print(One("knob", Describe(knob, ValueOf(Read(cache, knob))),
               fmt::format("{} of {} was set; until the next load.", knob.name, cache.Name())),
           context.json);
 }
 
+std::vector<Argument> DeclareGet(Options& options) {
+    return {CacheArgument(options.cache),
+            {.name = "KNOB",
+             .help = "knobs by name; all when left out",
+             .target = &options.knobs,
+             .choices = AllNames()}};
+}
+
+std::vector<Argument> DeclareSet(Options& options) {
+    return {CacheArgument(options.cache),
+            {.name = "KNOB",
+             .help = "the knob by name",
+             .target = &options.knob,
+             .required = true,
+             .choices = AllNames()},
+            {.name = "VALUE", .help = "a number", .target = &options.value, .required = true}};
+}
+
 }  // namespace
 
-void AddKnob(CLI::App& app, Context& context) {
-    CLI::App* knob = app.add_subcommand("knob", "Read or write the run-time knobs of a running cache");
-    knob->require_subcommand(1);
-    AddVerb<Options>(
-        *knob, context, "get", "Show knobs and their meaning",
-        "vemocachectl knob get cachedev_0 dirty_thresh_pct",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
-            verb.add_option("KNOB", options.knobs, "knobs by name; all when left out")
-                ->check(CLI::IsMember(AllNames()));
-        },
-        Get);
-    AddVerb<Options>(
-        *knob, context, "set", "Write a knob; the value holds until the cache is loaded anew",
-        "vemocachectl knob set cachedev_0 dirty_thresh_pct 40",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
-            verb.add_option("KNOB", options.knob, "the knob by name")
-                ->required()
-                ->check(CLI::IsMember(AllNames()));
-            verb.add_option("VALUE", options.value, "a number")->required();
-        },
-        Set);
+Verb KnobVerb() {
+    return MakeGroup(
+        "knob", "Read or write the run-time knobs of a running cache",
+        {MakeVerb<Options>("get", "Show knobs and their meaning",
+                           "vemocachectl knob get cachedev_0 dirty_thresh_pct", DeclareGet, Get),
+         MakeVerb<Options>("set", "Write a knob; the value holds until the cache is loaded anew",
+                           "vemocachectl knob set cachedev_0 dirty_thresh_pct 40", DeclareSet, Set)});
 }
 
 }  // namespace cli

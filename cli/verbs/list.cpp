@@ -22,10 +22,10 @@ void List(const Context& context, const Options&) {
 
 }  // namespace
 
-void AddList(CLI::App& app, Context& context) {
-    AddVerb<Options>(
-        app, context, "list", "List all caches, configured and running", "vemocachectl list",
-        [](CLI::App&, Options&) {}, List);
+Verb ListVerb() {
+    return MakeVerb<Options>(
+        "list", "List all caches, configured and running", "vemocachectl list",
+        [](Options&) { return NoArguments(); }, List);
 }
 
 }  // namespace cli

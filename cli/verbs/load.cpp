@@ -93,6 +93,10 @@ void LoadAll(Context& context, const Inventory& inventory) {
 }
 
 void Load(Context& context, const Options& options) {
+    if (options.cache.empty() && !options.all) {
+        throw Failure{"wrong usage", "CACHE or --all is required", "vemocachectl load --help",
+                      std::nullopt, FailureKind::kUsage};
+    }
     const LifecycleLock lock;
     Inventory inventory = TakeInventory();
     if (inventory.configError) {
@@ -108,19 +112,19 @@ void Load(Context& context, const Options& options) {
     }
 }
 
+std::vector<Argument> Declare(Options& options) {
+    Argument cache = CacheArgument(options.cache);
+    cache.required = false;
+    return {
+        cache,
+        {.name = "--all", .help = "all configured caches", .target = &options.all, .excludes = {"CACHE"}}};
+}
+
 }  // namespace
 
-void AddLoad(CLI::App& app, Context& context) {
-    AddVerb<Options>(
-        app, context, "load", "Bring up a configured cache, or all, as after a restart",
-        "vemocachectl load --all",
-        [](CLI::App& verb, Options& options) {
-            auto* cache = verb.add_option("CACHE", options.cache, kCacheHelp);
-            auto* all = verb.add_flag("--all", options.all, "all configured caches");
-            all->excludes(cache);
-            verb.require_option(1);
-        },
-        Load);
+Verb LoadVerb() {
+    return MakeVerb<Options>("load", "Bring up a configured cache, or all, as after a restart",
+                             "vemocachectl load --all", Declare, Load);
 }
 
 }  // namespace cli

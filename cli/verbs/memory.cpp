@@ -54,10 +54,10 @@ void Memory(const Context& context, const Options& /*options*/) {
 
 }  // namespace
 
-void AddMemory(CLI::App& app, Context& context) {
-    AddVerb<Options>(
-        app, context, "memory", "Show the kernel memory that caches take, and what the configured ones need",
-        "vemocachectl memory", [](CLI::App&, Options&) {}, Memory);
+Verb MemoryVerb() {
+    return MakeVerb<Options>(
+        "memory", "Show the kernel memory that caches take, and what the configured ones need",
+        "vemocachectl memory", [](Options&) { return NoArguments(); }, Memory);
 }
 
 }  // namespace cli

@@ -38,12 +38,12 @@ void Modules(const Context& context, const Options& options) {
 
 }  // namespace
 
-void AddModules(CLI::App& app, Context& context) {
-    AddVerb<Options>(
-        app, context, "modules", "Show whether the kernel modules that caches need are loaded",
+Verb ModulesVerb() {
+    return MakeVerb<Options>(
+        "modules", "Show whether the kernel modules that caches need are loaded",
         "vemocachectl modules --load",
-        [](CLI::App& verb, Options& options) {
-            verb.add_flag("--load", options.load, "load those that are missing first");
+        [](Options& options) -> std::vector<Argument> {
+            return {{.name = "--load", .help = "load those that are missing first", .target = &options.load}};
         },
         Modules);
 }

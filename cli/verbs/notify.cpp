@@ -37,14 +37,11 @@ void Notify(const Context& context, const Options& options) {
 
 }  // namespace
 
-void AddNotify(CLI::App& app, Context& context) {
-    AddVerb<Options>(
-        app, context, "notify", "Announce a write-back cache whose SSD is marked as missing",
+Verb NotifyVerb() {
+    return MakeVerb<Options>(
+        "notify", "Announce a write-back cache whose SSD is marked as missing",
         "vemocachectl notify cachedev_0",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
-        },
-        Notify);
+        [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Notify);
 }
 
 }  // namespace cli

@@ -18,8 +18,6 @@ struct Options {
     bool remove = false;
 };
 
-constexpr const char* kMountHelp = "mount path of the volume";
-
 void RequireModel() {
     if (ModelSupportPin() == 0) {
         throw Failure{"this appliance does not pin files", "its model has no support for it", ""};
@@ -125,59 +123,77 @@ void TellTool(const Context& context, const Options& options, bool mounted) {
         context.json);
 }
 
-void Mount(CLI::App& verb, Options& options) {
-    verb.add_option("MOUNT", options.mount, kMountHelp)->required()->check(CLI::ExistingDirectory);
+std::vector<Argument> Mount(Options& options) {
+    return {{.name = "MOUNT",
+             .help = "mount path of the volume",
+             .target = &options.mount,
+             .required = true,
+             .isFolder = true,
+             .completion = Completion::kFolder}};
 }
 
-void MountAndFiles(CLI::App& verb, Options& options) {
-    Mount(verb, options);
-    verb.add_option("FILE", options.files, "files of the volume")->required();
+std::vector<Argument> MountAndFiles(Options& options) {
+    std::vector<Argument> arguments = Mount(options);
+    arguments.push_back({.name = "FILE",
+                         .help = "files of the volume",
+                         .target = &options.files,
+                         .required = true,
+                         .completion = Completion::kFile});
+    return arguments;
 }
 
-void AddFileVerbs(CLI::App& pin, Context& context) {
-    AddVerb<Options>(pin, context, "add", "Keep files resident in the cache",
-                     "vemocachectl pin add /volume1 /volume1/db/index", MountAndFiles,
-                     [](const Context& c, const Options& o) { ChangePins(c, o, true); });
-    AddVerb<Options>(pin, context, "remove", "Let files leave the cache again",
-                     "vemocachectl pin remove /volume1 /volume1/db/index", MountAndFiles,
-                     [](const Context& c, const Options& o) { ChangePins(c, o, false); });
-    AddVerb<Options>(
-        pin, context, "check", "Tell whether a file is pinned", "vemocachectl pin check /volume1/db/index",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("FILE", options.file, "the file")->required();
-        },
-        Check);
+std::vector<Argument> OneFile(Options& options) {
+    return {{.name = "FILE",
+             .help = "the file",
+             .target = &options.file,
+             .required = true,
+             .completion = Completion::kFile}};
 }
 
-void AddVolumeVerbs(CLI::App& pin, Context& context) {
-    AddVerb<Options>(
-        pin, context, "list-support", "Show which caches' volumes can pin files",
-        "vemocachectl pin list-support", [](CLI::App&, Options&) {}, ListSupport);
-    AddVerb<Options>(
-        pin, context, "bitmap", "Show the size of a volume's pin bitmap, send it to the kernel or delete it",
-        "vemocachectl pin bitmap /volume1 --send",
-        [](CLI::App& verb, Options& options) {
-            Mount(verb, options);
-            auto* send = verb.add_flag("--send", options.send, "send it to the kernel");
-            verb.add_flag("--delete", options.remove, "delete it; its files are pinned no more")
-                ->excludes(send);
-        },
-        Bitmap);
-    AddVerb<Options>(pin, context, "mount", "Tell the pin tool that a volume was mounted",
-                     "vemocachectl pin mount /volume1", Mount,
-                     [](const Context& c, const Options& o) { TellTool(c, o, true); });
-    AddVerb<Options>(pin, context, "umount", "Tell the pin tool that a volume was unmounted",
-                     "vemocachectl pin umount /volume1", Mount,
-                     [](const Context& c, const Options& o) { TellTool(c, o, false); });
+std::vector<Argument> MountAndActions(Options& options) {
+    std::vector<Argument> arguments = Mount(options);
+    arguments.push_back({.name = "--send", .help = "send it to the kernel", .target = &options.send});
+    arguments.push_back({.name = "--delete",
+                         .help = "delete it; its files are pinned no more",
+                         .target = &options.remove,
+                         .excludes = {"--send"}});
+    return arguments;
+}
+
+std::vector<Verb> FileVerbs() {
+    return {MakeVerb<Options>("add", "Keep files resident in the cache",
+                              "vemocachectl pin add /volume1 /volume1/db/index", MountAndFiles,
+                              [](const Context& c, const Options& o) { ChangePins(c, o, true); }),
+            MakeVerb<Options>("remove", "Let files leave the cache again",
+                              "vemocachectl pin remove /volume1 /volume1/db/index", MountAndFiles,
+                              [](const Context& c, const Options& o) { ChangePins(c, o, false); }),
+            MakeVerb<Options>("check", "Tell whether a file is pinned",
+                              "vemocachectl pin check /volume1/db/index", OneFile, Check)};
+}
+
+std::vector<Verb> VolumeVerbs() {
+    return {MakeVerb<Options>(
+                "list-support", "Show which caches' volumes can pin files", "vemocachectl pin list-support",
+                [](Options&) { return NoArguments(); }, ListSupport),
+            MakeVerb<Options>("bitmap",
+                              "Show the size of a volume's pin bitmap, send it to the kernel or delete it",
+                              "vemocachectl pin bitmap /volume1 --send", MountAndActions, Bitmap),
+            MakeVerb<Options>("mount", "Tell the pin tool that a volume was mounted",
+                              "vemocachectl pin mount /volume1", Mount,
+                              [](const Context& c, const Options& o) { TellTool(c, o, true); }),
+            MakeVerb<Options>("umount", "Tell the pin tool that a volume was unmounted",
+                              "vemocachectl pin umount /volume1", Mount,
+                              [](const Context& c, const Options& o) { TellTool(c, o, false); })};
 }
 
 }  // namespace
 
-void AddPin(CLI::App& app, Context& context) {
-    CLI::App* pin = app.add_subcommand("pin", "Keep chosen files resident in the cache");
-    pin->require_subcommand(1);
-    AddFileVerbs(*pin, context);
-    AddVolumeVerbs(*pin, context);
+Verb PinVerb() {
+    std::vector<Verb> verbs = FileVerbs();
+    for (auto& verb : VolumeVerbs()) {
+        verbs.push_back(std::move(verb));
+    }
+    return MakeGroup("pin", "Keep chosen files resident in the cache", std::move(verbs));
 }
 
 }  // namespace cli

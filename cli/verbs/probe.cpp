@@ -25,12 +25,15 @@ void Probe(const Context& context, const Options& options) {
 
 }  // namespace
 
-void AddProbe(CLI::App& app, Context& context) {
-    AddVerb<Options>(
-        app, context, "probe", "Tell whether an SSD holds a cache, and in which format",
-        "vemocachectl probe /dev/md3",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("SSD", options.ssd, "device path of the SSD")->required();
+Verb ProbeVerb() {
+    return MakeVerb<Options>(
+        "probe", "Tell whether an SSD holds a cache, and in which format", "vemocachectl probe /dev/md3",
+        [](Options& options) -> std::vector<Argument> {
+            return {{.name = "SSD",
+                     .help = "device path of the SSD",
+                     .target = &options.ssd,
+                     .required = true,
+                     .completion = Completion::kDevice}};
         },
         Probe);
 }

@@ -17,8 +17,6 @@ struct Options {
     bool discard = false;
 };
 
-constexpr const char* kSectionHelp = "the section of the list, as its users named it";
-
 struct TextListFree {
     void operator()(VLIBC_SZLIST* list) const { VLIBCSzListFree(list); }
 };
@@ -96,8 +94,11 @@ void Remove(const Context& context, const Options& options) {
     Print(One("removed", Record{{{"section", "Section", options.section}}}), context.json);
 }
 
-void Section(CLI::App& verb, Options& options) {
-    verb.add_option("SECTION", options.section, kSectionHelp)->required();
+std::vector<Argument> Section(Options& options) {
+    return {{.name = "SECTION",
+             .help = "the section of the list, as its users named it",
+             .target = &options.section,
+             .required = true}};
 }
 
 std::string CheckSerial(const std::string& serial) {
@@ -106,30 +107,36 @@ std::string CheckSerial(const std::string& serial) {
                : "";
 }
 
-void SectionAndSerials(CLI::App& verb, Options& options) {
-    Section(verb, options);
-    verb.add_option("SERIAL", options.serials, "serial numbers")->required()->check(CheckSerial);
+std::vector<Argument> SectionAndSerials(Options& options) {
+    std::vector<Argument> arguments = Section(options);
+    arguments.push_back({.name = "SERIAL",
+                         .help = "serial numbers",
+                         .target = &options.serials,
+                         .required = true,
+                         .check = CheckSerial});
+    return arguments;
+}
+
+std::vector<Argument> SectionAndConsent(Options& options) {
+    std::vector<Argument> arguments = Section(options);
+    arguments.push_back({.name = "--discard-list",
+                         .help = "consent to the loss; asked for on a terminal when left out",
+                         .target = &options.discard});
+    return arguments;
 }
 
 }  // namespace
 
-void AddSerials(CLI::App& app, Context& context) {
-    CLI::App* serials = app.add_subcommand("serials", "Keep lists of the serial numbers of SSDs");
-    serials->require_subcommand(1);
-    AddVerb<Options>(*serials, context, "get", "Show a list", "vemocachectl serials get cache_1", Section,
-                     Get);
-    AddVerb<Options>(*serials, context, "set", "Store a list in place of what it held",
-                     "vemocachectl serials set cache_1 S1 S2", SectionAndSerials, Set);
-    AddVerb<Options>(*serials, context, "check", "Tell whether all these are in a list",
-                     "vemocachectl serials check cache_1 S1", SectionAndSerials, Check);
-    AddVerb<Options>(
-        *serials, context, "remove", "Remove a list", "vemocachectl serials remove cache_1 --discard-list",
-        [](CLI::App& verb, Options& options) {
-            Section(verb, options);
-            verb.add_flag("--discard-list", options.discard,
-                          "consent to the loss; asked for on a terminal when left out");
-        },
-        Remove);
+Verb SerialsVerb() {
+    return MakeGroup(
+        "serials", "Keep lists of the serial numbers of SSDs",
+        {MakeVerb<Options>("get", "Show a list", "vemocachectl serials get cache_1", Section, Get),
+         MakeVerb<Options>("set", "Store a list in place of what it held",
+                           "vemocachectl serials set cache_1 S1 S2", SectionAndSerials, Set),
+         MakeVerb<Options>("check", "Tell whether all these are in a list",
+                           "vemocachectl serials check cache_1 S1", SectionAndSerials, Check),
+         MakeVerb<Options>("remove", "Remove a list", "vemocachectl serials remove cache_1 --discard-list",
+                           SectionAndConsent, Remove)});
 }
 
 }  // namespace cli

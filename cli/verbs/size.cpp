@@ -42,13 +42,17 @@ void Size(const Context& context, const Options& options) {
     Print(One("size", record), context.json);
 }
 
+std::vector<Argument> Declare(Options& options) {
+    Argument cache = CacheArgument(options.cache);
+    cache.required = false;
+    return {cache};
+}
+
 }  // namespace
 
-void AddSize(CLI::App& app, Context& context) {
-    AddVerb<Options>(
-        app, context, "size", "Show how large a running cache is, or all together",
-        "vemocachectl size cachedev_0",
-        [](CLI::App& verb, Options& options) { verb.add_option("CACHE", options.cache, kCacheHelp); }, Size);
+Verb SizeVerb() {
+    return MakeVerb<Options>("size", "Show how large a running cache is, or all together",
+                             "vemocachectl size cachedev_0", Declare, Size);
 }
 
 }  // namespace cli

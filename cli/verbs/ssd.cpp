@@ -3,7 +3,6 @@
 #include <memory>
 
 #include "output/answer.h"
-#include "support/size.h"
 #include "vemoflashcache.h"
 #include "verbs/verb.h"
 
@@ -14,7 +13,7 @@ struct NoOptions {};
 
 struct CheckOptions {
     std::string model;
-    std::uint64_t size = 0;  // bytes
+    ByteSize size;
 };
 
 struct SupportListFree {
@@ -23,10 +22,10 @@ struct SupportListFree {
 using SupportList = std::unique_ptr<FLASHCACHE_SUPPORT_SSD_LIST, SupportListFree>;
 
 void Check(const Context& context, const CheckOptions& options) {
-    const FLASHCACHE_SSD_INFO ssd{options.model.c_str(), options.size};
+    const FLASHCACHE_SSD_INFO ssd{options.model.c_str(), options.size.bytes};
     const bool supported = VEMOFlashCacheCheckSSDSupport(&ssd) == 1;
     const Record record{{{"model", "Model", options.model},
-                         {"size_bytes", "Size", options.size, Format::kBytes},
+                         {"size_bytes", "Size", options.size.bytes, Format::kBytes},
                          {"supported", "Supported here", supported}}};
     Print(One("ssd", record), context.json);
 }
@@ -76,30 +75,29 @@ void Update(const Context& context, const NoOptions& /*options*/) {
     Print(One("database", record, "The SSD database was updated."), context.json);
 }
 
+std::vector<Argument> DeclareCheck(CheckOptions& options) {
+    return {{.name = "MODEL", .help = "the SSD's model", .target = &options.model, .required = true},
+            {.name = "SIZE",
+             .help = "its capacity, such as 480G",
+             .target = &options.size,
+             .required = true,
+             .check = [](const std::string& bytes) {
+                 return bytes == "0" ? std::string("an SSD has a size") : std::string();
+             }}};
+}
+
 }  // namespace
 
-void AddSsd(CLI::App& app, Context& context) {
-    CLI::App* ssd = app.add_subcommand("ssd", "Check SSDs against the compatibility database");
-    ssd->require_subcommand(1);
-    AddVerb<CheckOptions>(
-        *ssd, context, "check", "Tell whether an SSD is supported on this appliance",
-        "vemocachectl ssd check QM-S400 480G",
-        [](CLI::App& verb, CheckOptions& options) {
-            verb.add_option("MODEL", options.model, "the SSD's model")->required();
-            verb.add_option("SIZE", options.size, "its capacity, such as 480G")
-                ->required()
-                ->transform(SizeText())
-                ->check([](const std::string& bytes) {
-                    return bytes == "0" ? std::string("an SSD has a size") : std::string();
-                });
-        },
-        Check);
-    AddVerb<NoOptions>(
-        *ssd, context, "list", "Show the database", "vemocachectl ssd list", [](CLI::App&, NoOptions&) {},
-        List);
-    AddVerb<NoOptions>(
-        *ssd, context, "update", "Fetch a new database from the update server", "vemocachectl ssd update",
-        [](CLI::App&, NoOptions&) {}, Update);
+Verb SsdVerb() {
+    return MakeGroup("ssd", "Check SSDs against the compatibility database",
+                     {MakeVerb<CheckOptions>("check", "Tell whether an SSD is supported on this appliance",
+                                             "vemocachectl ssd check QM-S400 480G", DeclareCheck, Check),
+                      MakeVerb<NoOptions>(
+                          "list", "Show the database", "vemocachectl ssd list",
+                          [](NoOptions&) { return NoArguments(); }, List),
+                      MakeVerb<NoOptions>(
+                          "update", "Fetch a new database from the update server", "vemocachectl ssd update",
+                          [](NoOptions&) { return NoArguments(); }, Update)});
 }
 
 }  // namespace cli

@@ -39,27 +39,26 @@ void Set(Context& context, const Options& options) {
     Tell(context, cache, fmt::format("{} is in the state {}.", cache.Name(), options.state));
 }
 
+std::vector<Argument> DeclareSet(Options& options) {
+    return {CacheArgument(options.cache),
+            {.name = "STATE",
+             .help = "the state",
+             .target = &options.state,
+             .required = true,
+             .choices = NamesOf(kHandleStates)}};
+}
+
 }  // namespace
 
-void AddState(CLI::App& app, Context& context) {
-    CLI::App* state = app.add_subcommand("state", "Read or set the handle state in which a cache runs");
-    state->require_subcommand(1);
-    AddVerb<Options>(
-        *state, context, "get", "Show the handle state that the cache's knobs make up",
-        "vemocachectl state get cachedev_0",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
-        },
-        Get);
-    AddVerb<Options>(
-        *state, context, "set", "Bring a cache to a handle state", "vemocachectl state set cachedev_0 normal",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
-            verb.add_option("STATE", options.state, "the state")
-                ->required()
-                ->check(CLI::IsMember(NamesOf(kHandleStates)));
-        },
-        Set);
+Verb StateVerb() {
+    return MakeGroup(
+        "state", "Read or set the handle state in which a cache runs",
+        {MakeVerb<Options>(
+             "get", "Show the handle state that the cache's knobs make up",
+             "vemocachectl state get cachedev_0",
+             [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Get),
+         MakeVerb<Options>("set", "Bring a cache to a handle state",
+                           "vemocachectl state set cachedev_0 normal", DeclareSet, Set)});
 }
 
 }  // namespace cli

@@ -26,16 +26,18 @@ void Status(const Context& context, const Options& options) {
     Print(answer, context.json);
 }
 
+std::vector<Argument> Declare(Options& options) {
+    return {{.name = "CACHE",
+             .help = std::string(kCacheHelp) + "; all when left out",
+             .target = &options.caches,
+             .completion = Completion::kCache}};
+}
+
 }  // namespace
 
-void AddStatus(CLI::App& app, Context& context) {
-    AddVerb<Options>(
-        app, context, "status", "Show all that is known of caches: devices, blocks, tuning, counters",
-        "vemocachectl status cachedev_0",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("CACHE", options.caches, std::string(kCacheHelp) + "; all when left out");
-        },
-        Status);
+Verb StatusVerb() {
+    return MakeVerb<Options>("status", "Show all that is known of caches: devices, blocks, tuning, counters",
+                             "vemocachectl status cachedev_0", Declare, Status);
 }
 
 }  // namespace cli

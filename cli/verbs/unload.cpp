@@ -50,14 +50,11 @@ void Unload(const Context& context, const Options& options) {
 
 }  // namespace
 
-void AddUnload(CLI::App& app, Context& context) {
-    AddVerb<Options>(
-        app, context, "unload", "Take a cache device down; its blocks and metadata stay on the SSD",
+Verb UnloadVerb() {
+    return MakeVerb<Options>(
+        "unload", "Take a cache device down; its blocks and metadata stay on the SSD",
         "vemocachectl unload cachedev_0",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("CACHE", options.cache, kCacheHelp)->required();
-        },
-        Unload);
+        [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Unload);
 }
 
 }  // namespace cli

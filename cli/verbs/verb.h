@@ -1,58 +1,89 @@
-// What all verbs share. Each verb lies in a file of its own, which adds it to the parser.
+// What a verb is: data that the parser, the help, completion and manual pages are made from.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
+#include <variant>
+#include <vector>
 
 namespace cli {
 
+// What all verbs share: the general options, and what became of the work.
 struct Context {
     bool json = false;
     bool verbose = false;
-    bool failed = false;           // part of the work failed, and the printed answer says what
-    std::function<void()> action;  // what the chosen verb does, once all arguments are known
+    bool failed = false;  // part of the work failed, and the printed answer says what
 };
+
+// What a shell may offer for an argument.
+enum class Completion { kNone, kCache, kEntry, kDevice, kFile, kFolder };
+
+// Where an argument's value goes; a size in bytes is typed as 512M or 120G.
+struct ByteSize {
+    std::uint64_t bytes = 0;
+};
+using Target = std::variant<bool*, std::string*, std::vector<std::string>*, std::int32_t*, ByteSize*>;
+
+struct Range {
+    std::int32_t lowest = 0;
+    std::int32_t highest = 0;
+};
+
+// One argument; a flag when it goes to a bool. What its target holds before is the default.
+struct Argument {
+    std::string name;  // "CACHE" is positional, "--size" an option
+    std::string help;
+    Target target;
+    bool required = false;
+    bool showsDefault = false;
+    std::vector<std::string> choices = {};                           // all values there are; empty: any
+    Range range = {INT32_MIN, INT32_MAX};                            // of a number
+    bool isFolder = false;                                           // it must name a folder that exists
+    std::function<std::string(const std::string&)> check = nullptr;  // why a text is refused, else empty
+    std::vector<std::string> needs = {};                             // other arguments, by name
+    std::vector<std::string> excludes = {};
+    Completion completion = Completion::kNone;
+};
+
+struct Verb {
+    std::string name;
+    std::string help;
+    std::string example = {};
+    std::vector<Argument> arguments = {};
+    std::function<void(Context&)> action = nullptr;
+    std::vector<Verb> verbs = {};  // of a group, which has no action of its own
+};
+
+// A verb whose arguments go into Options: `declare` names them, `act` works with them.
+template <typename Options, typename Declare, typename Act>
+Verb MakeVerb(std::string name, std::string help, std::string example, Declare declare, Act act) {
+    const auto options = std::make_shared<Options>();
+    return {std::move(name), std::move(help), std::move(example), declare(*options),
+            [options, act](Context& context) { act(context, *options); }};
+}
+
+inline Verb MakeGroup(std::string name, std::string help, std::vector<Verb> verbs) {
+    return {.name = std::move(name), .help = std::move(help), .verbs = std::move(verbs)};
+}
 
 inline constexpr const char* kCacheHelp =
     "the cache: its name, cachedev_N, or the path of its cache device, SSD, volume or mount";
 
-// Adds a verb that runs `act` with the options that `declare` filled.
-template <typename Options, typename Declare, typename Act>
-CLI::App* AddVerb(CLI::App& parent, Context& context, const std::string& name, const std::string& help,
-                  const std::string& example, Declare declare, Act act) {
-    CLI::App* verb = parent.add_subcommand(name, help);
-    const auto options = std::make_shared<Options>();
-    declare(*verb, *options);
-    verb->footer("Example:\n  " + example);
-    verb->callback(
-        [&context, options, act] { context.action = [&context, options, act] { act(context, *options); }; });
-    return verb;
+// The argument that most verbs take.
+inline Argument CacheArgument(std::string& cache) {
+    return {.name = "CACHE",
+            .help = kCacheHelp,
+            .target = &cache,
+            .required = true,
+            .completion = Completion::kCache};
 }
 
-void AddCreate(CLI::App& app, Context& context);
-void AddList(CLI::App& app, Context& context);
-void AddStatus(CLI::App& app, Context& context);
-void AddLoad(CLI::App& app, Context& context);
-void AddUnload(CLI::App& app, Context& context);
-void AddKnob(CLI::App& app, Context& context);
-void AddModules(CLI::App& app, Context& context);
-void AddWipe(CLI::App& app, Context& context);
-void AddConfig(CLI::App& app, Context& context);
-void AddFlush(CLI::App& app, Context& context);
-void AddDelete(CLI::App& app, Context& context);
-void AddExpand(CLI::App& app, Context& context);
-void AddState(CLI::App& app, Context& context);
-void AddAttribute(CLI::App& app, Context& context);
-void AddSize(CLI::App& app, Context& context);
-void AddMemory(CLI::App& app, Context& context);
-void AddProbe(CLI::App& app, Context& context);
-void AddSsd(CLI::App& app, Context& context);
-void AddSerials(CLI::App& app, Context& context);
-void AddNotify(CLI::App& app, Context& context);
-void AddApm(CLI::App& app, Context& context);
-void AddPin(CLI::App& app, Context& context);
-void AddFilestat(CLI::App& app, Context& context);
+// A verb without arguments.
+inline std::vector<Argument> NoArguments() {
+    return {};
+}
 
 }  // namespace cli

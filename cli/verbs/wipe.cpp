@@ -64,18 +64,23 @@ void Wipe(const Context& context, const Options& options) {
           context.json);
 }
 
+std::vector<Argument> Declare(Options& options) {
+    return {{.name = "SSD",
+             .help = "device path of the SSD",
+             .target = &options.ssd,
+             .required = true,
+             .completion = Completion::kDevice},
+            {.name = "--discard-metadata",
+             .help = "consent to the loss; asked for on a terminal when left out",
+             .target = &options.discardMetadata}};
+}
+
 }  // namespace
 
-void AddWipe(CLI::App& app, Context& context) {
-    AddVerb<Options>(
-        app, context, "wipe", "Wipe the cache metadata on an SSD; what lies in that cache alone is lost",
-        "vemocachectl wipe /dev/md3 --discard-metadata",
-        [](CLI::App& verb, Options& options) {
-            verb.add_option("SSD", options.ssd, "device path of the SSD")->required();
-            verb.add_flag("--discard-metadata", options.discardMetadata,
-                          "consent to the loss; asked for on a terminal when left out");
-        },
-        Wipe);
+Verb WipeVerb() {
+    return MakeVerb<Options>("wipe",
+                             "Wipe the cache metadata on an SSD; what lies in that cache alone is lost",
+                             "vemocachectl wipe /dev/md3 --discard-metadata", Declare, Wipe);
 }
 
 }  // namespace cli

@@ -97,7 +97,8 @@ TEST(Answer, KeepsItsNames) {
                             "dirty_bytes", "bytes_per_second", "seconds_left", "write_errors", "stalled"})));
     const auto failure = Tool({"unload", "nothing", "--json"}).Json();
     EXPECT_EQ(failure["format_version"], 1);
-    EXPECT_THAT(Keys(failure["error"]), ElementsAreArray(Words{"advice", "error_slot", "message", "reason"}));
+    EXPECT_THAT(Keys(failure["error"]),
+                ElementsAreArray(Words{"advice", "error_slot", "kind", "message", "reason"}));
 }
 
 TEST(Answer, NamesACacheInEveryWay) {

@@ -1,0 +1,37 @@
+#include "verbs/verbs.h"
+
+namespace cli {
+
+// Each lies in the file of its name.
+Verb ApmVerb();
+Verb AttributeVerb();
+Verb ConfigVerb();
+Verb CreateVerb();
+Verb DeleteVerb();
+Verb ExpandVerb();
+Verb FilestatVerb();
+Verb FlushVerb();
+Verb KnobVerb();
+Verb ListVerb();
+Verb LoadVerb();
+Verb MemoryVerb();
+Verb ModulesVerb();
+Verb NotifyVerb();
+Verb PinVerb();
+Verb ProbeVerb();
+Verb SerialsVerb();
+Verb SizeVerb();
+Verb SsdVerb();
+Verb StateVerb();
+Verb StatusVerb();
+Verb UnloadVerb();
+Verb WipeVerb();
+
+std::vector<Verb> AllVerbs() {
+    return {CreateVerb(),  ListVerb(),     StatusVerb(),  LoadVerb(),   UnloadVerb(),    FlushVerb(),
+            DeleteVerb(),  ExpandVerb(),   KnobVerb(),    StateVerb(),  AttributeVerb(), ConfigVerb(),
+            ModulesVerb(), WipeVerb(),     SizeVerb(),    MemoryVerb(), ProbeVerb(),     SsdVerb(),
+            PinVerb(),     FilestatVerb(), SerialsVerb(), NotifyVerb(), ApmVerb()};
+}
+
+}  // namespace cli
