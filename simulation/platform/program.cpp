@@ -27,34 +27,53 @@ void ThrowOnError(int result) {
     if (result != 0) throw std::bad_alloc();  // these calls fail for want of memory alone
 }
 
+// The parts of a plan own themselves: what is made is released also when the rest cannot be.
+class FileActions {
+  public:
+    FileActions() { ThrowOnError(posix_spawn_file_actions_init(&actions_)); }
+    FileActions(const FileActions&) = delete;
+    FileActions& operator=(const FileActions&) = delete;
+    ~FileActions() { posix_spawn_file_actions_destroy(&actions_); }
+    posix_spawn_file_actions_t* Get() { return &actions_; }
+    const posix_spawn_file_actions_t* Get() const { return &actions_; }
+
+  private:
+    posix_spawn_file_actions_t actions_{};
+};
+
+class SpawnAttributes {
+  public:
+    SpawnAttributes() { ThrowOnError(posix_spawnattr_init(&attributes_)); }
+    SpawnAttributes(const SpawnAttributes&) = delete;
+    SpawnAttributes& operator=(const SpawnAttributes&) = delete;
+    ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
+    posix_spawnattr_t* Get() { return &attributes_; }
+    const posix_spawnattr_t* Get() const { return &attributes_; }
+
+  private:
+    posix_spawnattr_t attributes_{};
+};
+
 // What a child begins with: /dev/null where it has no pipe, nothing else of ours open, signals as the system
 // sets them.
 class SpawnPlan {
   public:
     // `pipeEnd` becomes the child's descriptor `target`; -1: no pipe.
     explicit SpawnPlan(int pipeEnd = -1, int target = -1) {
-        ThrowOnError(posix_spawn_file_actions_init(&files_));
-        ThrowOnError(posix_spawnattr_init(&attributes_));
         // The pipe first: its number may be one of those that are taken below.
-        if (pipeEnd >= 0) ThrowOnError(posix_spawn_file_actions_adddup2(&files_, pipeEnd, target));
+        if (pipeEnd >= 0) ThrowOnError(posix_spawn_file_actions_adddup2(files_.Get(), pipeEnd, target));
         for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
             if (fd == target) continue;
             const int access = fd == STDIN_FILENO ? O_RDONLY : O_WRONLY;
-            ThrowOnError(posix_spawn_file_actions_addopen(&files_, fd, "/dev/null", access, 0));
+            ThrowOnError(posix_spawn_file_actions_addopen(files_.Get(), fd, "/dev/null", access, 0));
         }
-        ThrowOnError(posix_spawn_file_actions_addclosefrom_np(&files_, STDERR_FILENO + 1));
+        ThrowOnError(posix_spawn_file_actions_addclosefrom_np(files_.Get(), STDERR_FILENO + 1));
         sigset_t signals;
         sigemptyset(&signals);
-        posix_spawnattr_setsigmask(&attributes_, &signals);
+        posix_spawnattr_setsigmask(attributes_.Get(), &signals);
         sigfillset(&signals);
-        posix_spawnattr_setsigdefault(&attributes_, &signals);
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    }
-    SpawnPlan(const SpawnPlan&) = delete;
-    SpawnPlan& operator=(const SpawnPlan&) = delete;
-    ~SpawnPlan() {
-        posix_spawn_file_actions_destroy(&files_);
-        posix_spawnattr_destroy(&attributes_);
+        posix_spawnattr_setsigdefault(attributes_.Get(), &signals);
+        posix_spawnattr_setflags(attributes_.Get(), POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     }
 
     // Starts `program`, sought in the system's folders when it names none. False, with errno set, when it
@@ -72,13 +91,13 @@ class SpawnPlan {
 
   private:
     bool StartFile(const char* file, char* const* arguments, pid_t& pid) const {
-        const int error = posix_spawn(&pid, file, &files_, &attributes_, arguments, environ);
+        const int error = posix_spawn(&pid, file, files_.Get(), attributes_.Get(), arguments, environ);
         if (error != 0) errno = error;
         return error == 0;
     }
 
-    posix_spawn_file_actions_t files_{};
-    posix_spawnattr_t attributes_{};
+    FileActions files_;
+    SpawnAttributes attributes_;
 };
 
 // The argument vector of `program` from the arguments that follow, closed by a null pointer.
@@ -127,9 +146,11 @@ class Children {
     std::unordered_map<FILE*, pid_t> pids_;
 };
 
-struct CloseStream {
+// Ends a stream that has no child yet.
+struct DropStream {
     void operator()(FILE* stream) const {
         const int savedErrno = errno;
+        Children::Instance().Take(stream);
         std::fclose(stream);
         errno = savedErrno;
     }
@@ -149,15 +170,12 @@ FILE* OpenStream(const char* program, int source, va_list rest) {
     if (pipe2(ends.data(), O_CLOEXEC) != 0) return nullptr;
     UniqueFd readEnd(ends[0]);
     const UniqueFd writeEnd(ends[1]);
-    std::unique_ptr<FILE, CloseStream> stream(fdopen(readEnd.Get(), "r"));
+    std::unique_ptr<FILE, DropStream> stream(fdopen(readEnd.Get(), "r"));
     if (!stream) return nullptr;
     readEnd.Release();
     Children::Instance().Set(stream.get(), -1);  // what may fail for want of memory, before there is a child
     pid_t pid = -1;
-    if (!SpawnPlan(writeEnd.Get(), source).Start(program, arguments.data(), pid)) {
-        Children::Instance().Take(stream.get());
-        return nullptr;
-    }
+    if (!SpawnPlan(writeEnd.Get(), source).Start(program, arguments.data(), pid)) return nullptr;
     Children::Instance().Set(stream.get(), pid);
     return stream.release();
 }
