@@ -5,9 +5,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <stdexcept>
 #include <vector>
 
 #include "appliance.h"
+#include "common/handle.h"
 #include "measure.h"
 
 namespace bench {
@@ -18,9 +20,9 @@ constexpr int kRounds = 21;
 /// The median time of one of `count` things that `work` does.
 template <class Work>
 double TimeOf(int count, const Work& work) {
-    std::vector<double> times;
-    for (int i = 0; i < kRounds; ++i) {
-        times.push_back(CostOf(work).wall / count);
+    std::vector<double> times(kRounds);
+    for (double& time : times) {
+        time = CostOf(work).wall / count;
     }
     return Median(times);
 }
@@ -32,14 +34,14 @@ double TimeOfPageFault() {
     void* const memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     Require(memory != MAP_FAILED, "no memory");
     madvise(memory, size, MADV_NOHUGEPAGE);
-    std::vector<double> times;
-    for (int i = 0; i < kRounds; ++i) {
+    std::vector<double> times(kRounds);
+    for (double& time : times) {
         const Cost cost = CostOf([&] {
             for (std::size_t at = 0; at < size; at += pageSize) {
                 static_cast<volatile char*>(memory)[at] = 1;
             }
         });
-        times.push_back(cost.wall / kPages);
+        time = cost.wall / kPages;
         madvise(memory, size, MADV_DONTNEED);  // the kernel takes the pages back
     }
     munmap(memory, size);
@@ -58,15 +60,16 @@ double TimeOfFileStatus() {
 
 double TimeOfFsync() {
     const std::string path = SpacePath(kMostCaches - 1);
-    const int volume = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    const flashcache::Descriptor volume(open(path.c_str(), O_RDWR | O_CLOEXEC));
+    if (!volume) {
+        throw std::runtime_error("cannot open " + path);
+    }
     char block[4096];
-    Require(volume >= 0 && pread(volume, block, sizeof block, 0) == sizeof block, "cannot read " + path);
-    const double time = TimeOf(1, [&] {
-        Require(pwrite(volume, block, sizeof block, 0) == sizeof block && fsync(volume) == 0,
+    Require(pread(volume.get(), block, sizeof block, 0) == sizeof block, "cannot read " + path);
+    return TimeOf(1, [&] {
+        Require(pwrite(volume.get(), block, sizeof block, 0) == sizeof block && fsync(volume.get()) == 0,
                 "cannot write " + path);
     });
-    close(volume);
-    return time;
 }
 
 }  // namespace

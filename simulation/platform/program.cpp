@@ -27,32 +27,24 @@ void ThrowOnError(int result) {
     if (result != 0) throw std::bad_alloc();  // these calls fail for want of memory alone
 }
 
-// The parts of a plan own themselves: what is made is released also when the rest cannot be.
-class FileActions {
+// A part of a plan that owns itself: it is released also when the rest of the plan cannot be made.
+template <typename Part, int (*Make)(Part*), int (*Release)(Part*)>
+class PlanPart {
   public:
-    FileActions() { ThrowOnError(posix_spawn_file_actions_init(&actions_)); }
-    FileActions(const FileActions&) = delete;
-    FileActions& operator=(const FileActions&) = delete;
-    ~FileActions() { posix_spawn_file_actions_destroy(&actions_); }
-    posix_spawn_file_actions_t* Get() { return &actions_; }
-    const posix_spawn_file_actions_t* Get() const { return &actions_; }
+    PlanPart() { ThrowOnError(Make(&part_)); }
+    PlanPart(const PlanPart&) = delete;
+    PlanPart& operator=(const PlanPart&) = delete;
+    ~PlanPart() { Release(&part_); }
+    Part* Get() { return &part_; }
+    const Part* Get() const { return &part_; }
 
   private:
-    posix_spawn_file_actions_t actions_{};
+    Part part_{};
 };
 
-class SpawnAttributes {
-  public:
-    SpawnAttributes() { ThrowOnError(posix_spawnattr_init(&attributes_)); }
-    SpawnAttributes(const SpawnAttributes&) = delete;
-    SpawnAttributes& operator=(const SpawnAttributes&) = delete;
-    ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
-    posix_spawnattr_t* Get() { return &attributes_; }
-    const posix_spawnattr_t* Get() const { return &attributes_; }
-
-  private:
-    posix_spawnattr_t attributes_{};
-};
+using FileActions =
+    PlanPart<posix_spawn_file_actions_t, posix_spawn_file_actions_init, posix_spawn_file_actions_destroy>;
+using SpawnAttributes = PlanPart<posix_spawnattr_t, posix_spawnattr_init, posix_spawnattr_destroy>;
 
 // What a child begins with: /dev/null where it has no pipe, nothing else of ours open, signals as the system
 // sets them.
