@@ -11,12 +11,6 @@ namespace {
 
 using Costs = std::vector<Cost>;
 
-double Median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
 std::vector<double> Values(const Costs& costs, const Measure& measure) {
     std::vector<double> values;
     for (const Cost& cost : costs) {

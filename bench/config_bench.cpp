@@ -47,12 +47,16 @@ constexpr const char* kSection =
     "\tConfigSource = 0\n"
     "\tFlushState = normal\n";
 
-void WriteEntries(const char* path, int entries) {
+std::string TextOf(int entries) {
     std::string text;
     for (int i = 0; i < entries; ++i) {
         text += fmt::format(kSection, i, i + 3);
     }
-    WriteFile(path, text);
+    return text;
+}
+
+void WriteEntries(const char* path, int entries) {
+    WriteFile(path, TextOf(entries));
     usleep(20'000);  // a file that has just changed is read with suspicion
 }
 
@@ -106,6 +110,16 @@ Run Afresh(int entries, void (*readFile)(int)) {
     };
 }
 
+/// Right after the file was written: within the grain of its time stamps, which then prove nothing.
+Run RightAfterWrite(int entries, void (*readFile)(int)) {
+    return [=] {
+        UseConfiguration(entries);
+        ForgetFile();
+        WriteFile(kTmpFile, TextOf(entries));
+        return CostOf([&] { readFile(entries); });
+    };
+}
+
 /// Next to a large configuration, on a heap as a run of this size leaves it, not one of another.
 Run ForGrowth(int entries, void (*readFile)(int)) {
     return [=] {
@@ -128,6 +142,16 @@ void RegisterConfig() {
         comparison.pairs = std::clamp(20'000 / entries, 15, 2'000);
         comparison.lines = {{kCpu, entries == 1 ? 1.10 : 0.25}, {kWall, 0}};
         Register(comparison);
+    }
+    for (const int entries : {16, kLargest}) {
+        Comparison fresh;
+        fresh.name = fmt::format("config/new/{}", entries);
+        fresh.ours = RightAfterWrite(entries, ReadOurs);
+        fresh.baselineName = "GLib's GKeyFile, file just written";
+        fresh.baseline = RightAfterWrite(entries, ReadGlib);
+        fresh.pairs = 15;
+        fresh.lines = {{kCpu, 0}, {kWall, 0}};
+        Register(fresh);
     }
     Comparison growth;
     growth.name = "config/growth";

@@ -2,6 +2,7 @@
 
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <ctime>
 #include <fstream>
 
@@ -33,6 +34,12 @@ Meter::Meter() : start_(Now()) {}
 Cost Meter::Read() const {
     const Cost now = Now();
     return {now.wall - start_.wall, now.cpu - start_.cpu, 0};
+}
+
+double Median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
 }
 
 double OwnPeakMemory() {

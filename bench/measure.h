@@ -1,7 +1,7 @@
 // What a piece of work costs.
 #pragma once
 
-#include <string>
+#include <vector>
 
 namespace bench {
 
@@ -29,6 +29,9 @@ Cost CostOf(const Work& work) {
     work();
     return meter.Read();
 }
+
+/// Of at least one value; the upper of the two in the middle.
+double Median(std::vector<double> values);
 
 /// Most memory that this process has had resident since it began to run its program.
 double OwnPeakMemory();

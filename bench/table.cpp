@@ -2,9 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <exception>
 #include <string>
 
 #include "comparison.h"
+#include "machine.h"
 
 namespace bench {
 namespace {
@@ -39,6 +41,14 @@ void PrintLine(const benchmark::BenchmarkReporter::Run& run, const std::string& 
 }  // namespace
 
 bool Table::ReportContext(const Context& /*context*/) {
+    try {
+        const MachineCosts costs = MeasureMachine();
+        fmt::print("This machine: page fault {}, file status {}, process start {}, fsync {}\n\n",
+                   Quantity(costs.pageFault, false), Quantity(costs.fileStatus, false),
+                   Quantity(costs.processStart, false), Quantity(costs.fsync, false));
+    } catch (const std::exception& error) {
+        fmt::print("This machine: unknown, {}\n\n", error.what());
+    }
     fmt::print(kLayout, "what", "against", "measure", "ours", "theirs", "ratio", "goal", "met");
     return true;
 }

@@ -204,6 +204,7 @@ FileSystem::FileSystem(Tree& tree, int fuseFd) : content_{tree, {}, 0} {
     char name[] = "vemo-kernel";
     char* arguments[] = {name, nullptr};
     fuse_args args = FUSE_ARGS_INIT(1, arguments);
+    const std::unique_ptr<fuse_args, decltype(&fuse_opt_free_args)> copies(&args, fuse_opt_free_args);
     session_.reset(fuse_session_new(&args, &kOperations, sizeof kOperations, &content_));
     const std::string mountpoint = "/dev/fd/" + std::to_string(fuseFd);
     if (!session_ || fuse_session_mount(session_.get(), mountpoint.c_str()) != 0) {

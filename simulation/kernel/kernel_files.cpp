@@ -26,8 +26,11 @@ std::string KnobFolder(const Cache& cache) {
 
 std::vector<std::string> FolderNames(int parent, const char* path) {
     std::vector<std::string> names;
-    const int folder = openat(parent, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const std::unique_ptr<DIR, int (*)(DIR*)> stream(folder < 0 ? nullptr : fdopendir(folder), closedir);
+    UniqueFd folder(openat(parent, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const std::unique_ptr<DIR, int (*)(DIR*)> stream(folder ? fdopendir(folder.Get()) : nullptr, closedir);
+    if (stream) {
+        folder.Release();  // it is the stream's now
+    }
     while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
         const std::string name = entry->d_name;
         if (name != "." && name != "..") {

@@ -27,34 +27,45 @@ void ThrowOnError(int result) {
     if (result != 0) throw std::bad_alloc();  // these calls fail for want of memory alone
 }
 
+// A part of a plan that owns itself: it is released also when the rest of the plan cannot be made.
+template <typename Part, int (*Make)(Part*), int (*Release)(Part*)>
+class PlanPart {
+  public:
+    PlanPart() { ThrowOnError(Make(&part_)); }
+    PlanPart(const PlanPart&) = delete;
+    PlanPart& operator=(const PlanPart&) = delete;
+    ~PlanPart() { Release(&part_); }
+    Part* Get() { return &part_; }
+    const Part* Get() const { return &part_; }
+
+  private:
+    Part part_{};
+};
+
+using FileActions =
+    PlanPart<posix_spawn_file_actions_t, posix_spawn_file_actions_init, posix_spawn_file_actions_destroy>;
+using SpawnAttributes = PlanPart<posix_spawnattr_t, posix_spawnattr_init, posix_spawnattr_destroy>;
+
 // What a child begins with: /dev/null where it has no pipe, nothing else of ours open, signals as the system
 // sets them.
 class SpawnPlan {
   public:
     // `pipeEnd` becomes the child's descriptor `target`; -1: no pipe.
     explicit SpawnPlan(int pipeEnd = -1, int target = -1) {
-        ThrowOnError(posix_spawn_file_actions_init(&files_));
-        ThrowOnError(posix_spawnattr_init(&attributes_));
         // The pipe first: its number may be one of those that are taken below.
-        if (pipeEnd >= 0) ThrowOnError(posix_spawn_file_actions_adddup2(&files_, pipeEnd, target));
+        if (pipeEnd >= 0) ThrowOnError(posix_spawn_file_actions_adddup2(files_.Get(), pipeEnd, target));
         for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
             if (fd == target) continue;
             const int access = fd == STDIN_FILENO ? O_RDONLY : O_WRONLY;
-            ThrowOnError(posix_spawn_file_actions_addopen(&files_, fd, "/dev/null", access, 0));
+            ThrowOnError(posix_spawn_file_actions_addopen(files_.Get(), fd, "/dev/null", access, 0));
         }
-        ThrowOnError(posix_spawn_file_actions_addclosefrom_np(&files_, STDERR_FILENO + 1));
+        ThrowOnError(posix_spawn_file_actions_addclosefrom_np(files_.Get(), STDERR_FILENO + 1));
         sigset_t signals;
         sigemptyset(&signals);
-        posix_spawnattr_setsigmask(&attributes_, &signals);
+        posix_spawnattr_setsigmask(attributes_.Get(), &signals);
         sigfillset(&signals);
-        posix_spawnattr_setsigdefault(&attributes_, &signals);
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    }
-    SpawnPlan(const SpawnPlan&) = delete;
-    SpawnPlan& operator=(const SpawnPlan&) = delete;
-    ~SpawnPlan() {
-        posix_spawn_file_actions_destroy(&files_);
-        posix_spawnattr_destroy(&attributes_);
+        posix_spawnattr_setsigdefault(attributes_.Get(), &signals);
+        posix_spawnattr_setflags(attributes_.Get(), POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     }
 
     // Starts `program`, sought in the system's folders when it names none. False, with errno set, when it
@@ -72,13 +83,13 @@ class SpawnPlan {
 
   private:
     bool StartFile(const char* file, char* const* arguments, pid_t& pid) const {
-        const int error = posix_spawn(&pid, file, &files_, &attributes_, arguments, environ);
+        const int error = posix_spawn(&pid, file, files_.Get(), attributes_.Get(), arguments, environ);
         if (error != 0) errno = error;
         return error == 0;
     }
 
-    posix_spawn_file_actions_t files_{};
-    posix_spawnattr_t attributes_{};
+    FileActions files_;
+    SpawnAttributes attributes_;
 };
 
 // The argument vector of `program` from the arguments that follow, closed by a null pointer.
@@ -127,9 +138,11 @@ class Children {
     std::unordered_map<FILE*, pid_t> pids_;
 };
 
-struct CloseStream {
+// Ends a stream that has no child yet.
+struct DropStream {
     void operator()(FILE* stream) const {
         const int savedErrno = errno;
+        Children::Instance().Take(stream);
         std::fclose(stream);
         errno = savedErrno;
     }
@@ -149,15 +162,12 @@ FILE* OpenStream(const char* program, int source, va_list rest) {
     if (pipe2(ends.data(), O_CLOEXEC) != 0) return nullptr;
     UniqueFd readEnd(ends[0]);
     const UniqueFd writeEnd(ends[1]);
-    std::unique_ptr<FILE, CloseStream> stream(fdopen(readEnd.Get(), "r"));
+    std::unique_ptr<FILE, DropStream> stream(fdopen(readEnd.Get(), "r"));
     if (!stream) return nullptr;
     readEnd.Release();
     Children::Instance().Set(stream.get(), -1);  // what may fail for want of memory, before there is a child
     pid_t pid = -1;
-    if (!SpawnPlan(writeEnd.Get(), source).Start(program, arguments.data(), pid)) {
-        Children::Instance().Take(stream.get());
-        return nullptr;
-    }
+    if (!SpawnPlan(writeEnd.Get(), source).Start(program, arguments.data(), pid)) return nullptr;
     Children::Instance().Set(stream.get(), pid);
     return stream.release();
 }

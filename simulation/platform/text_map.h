@@ -1,6 +1,7 @@
 // A map from texts to texts that keeps the order in which they came.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -37,6 +38,9 @@ class TextMap {
 
     std::vector<Entry> entries_;
     std::vector<Slot> slots_;
+    // After the entry that was found last: keys are mostly asked for in the order in which they came. A guess
+    // only, and so open to readers on several threads.
+    mutable std::atomic<uint32_t> next_ = 0;
 };
 
 }  // namespace vemo::platform

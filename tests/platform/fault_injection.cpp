@@ -47,7 +47,7 @@ void Age(struct stat* status) {
     timespec tick{};
     clock_getres(CLOCK_REALTIME_COARSE, &tick);
     for (timespec* stamp : {&status->st_mtim, &status->st_ctim}) {
-        if (plan.oldFiles) stamp->tv_sec -= 60;
+        stamp->tv_sec += plan.secondsAhead - (plan.oldFiles ? 60 : 0);
         if (plan.coarseStamps) stamp->tv_nsec -= stamp->tv_nsec % tick.tv_nsec;
     }
 }

@@ -17,6 +17,7 @@ struct Plan {
     bool shortWrites = false;
     bool oldFiles = false;      // files look as if nobody had written to them for a while
     bool coarseStamps = false;  // the file system's time stamps know the clock's ticks alone
+    int secondsAhead = 0;       // files look as if they were written so much later
 };
 
 // From here on calls go by the plan, until the next one.

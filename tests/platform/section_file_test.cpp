@@ -184,6 +184,21 @@ TEST_F(SectionFile, AllSectionsOfAnOldFileCostOneReading) {
     EXPECT_EQ(faults::Opened(), 1);
 }
 
+// Neither a file that is read right after it was written nor one from a clock that was set back since is read
+// again for each of its sections.
+TEST_F(SectionFile, AllSectionsOfAnyFileCostFewReadings) {
+    std::string text;
+    for (int i = 0; i < 3000; ++i) text += "[s" + std::to_string(i) + "]\nk=v\n";
+    for (const int secondsAhead : {0, 3600}) {
+        faults::Begin({.coarseStamps = true, .secondsAhead = secondsAhead});
+        WriteText(file_, text);
+        for (const std::string& name : SectionNames(file_))
+            ASSERT_EQ(SectionValue(file_, name.c_str(), "k"), "v");
+        faults::End();
+        EXPECT_LE(faults::Opened(), 20) << secondsAhead;
+    }
+}
+
 // Rewritten within one tick of the clock, a file of the same size and inode looks the same: it must be read
 // anew.
 TEST_F(SectionFile, AFreshTimeStampProvesNothing) {
