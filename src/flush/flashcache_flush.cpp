@@ -24,6 +24,17 @@ constexpr const char* kErrorsEntry = "flashcache_errors";
 constexpr const char* kErrorsKey = "write_disk_sync_errors=";
 constexpr time_t kPollSeconds = 5;
 
+/// The status of the live cache on this device, empty (with its code) when the path is bad or there is none.
+StatList FindCache(const char* cacheDevPath, Where where = Where::current()) noexcept {
+    StatList status;
+    if (!IsCacheDevPath(cacheDevPath)) {
+        SetError(VLIBC_ERR_BAD_PARAMETER, where);
+    } else if (GetCacheStatus(cacheDevPath, status, where) < 0) {
+        return StatList();
+    }
+    return status;
+}
+
 // ---- The recorded flush state ----
 
 /// The configuration entry of the cache on this SSD, empty (logged) when there is none.
@@ -282,12 +293,8 @@ int VEMOFlashCacheFlush(const char* cacheDevPath) {
 }
 
 int VEMOFlashCacheFlushCancel(const char* cacheDevPath) {
-    if (!IsCacheDevPath(cacheDevPath)) {
-        SetError(VLIBC_ERR_BAD_PARAMETER);
-        return -1;
-    }
-    StatList status;
-    if (GetCacheStatus(cacheDevPath, status) < 0) {
+    const StatList status = FindCache(cacheDevPath);
+    if (!status) {
         return -1;
     }
     if (status->WriteMode != FLASHCACHE_WRITE_BACK) {
