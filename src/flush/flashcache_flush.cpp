@@ -11,6 +11,7 @@
 #include "common/guard.h"
 #include "common/handle.h"
 #include "common/log.h"
+#include "common/own_file.h"
 #include "common/text.h"
 #include "config/config.h"
 #include "flush/flush.h"
@@ -274,16 +275,12 @@ int VEMOFlashCacheIsRemoveInFlushState(const char* ssdPath, FLASHCACHE_FLUSH_STA
 }
 
 int VEMOFlashCacheIsDebug(int value) {
-    return value == 0 && VLIBCFileExist(kDebugMarker) != 0 ? 1 : 0;
+    return value == 0 && LookForOurs(kDebugMarker) == Found::kOurs ? 1 : 0;
 }
 
 int VEMOFlashCacheFlush(const char* cacheDevPath) {
-    if (!IsCacheDevPath(cacheDevPath)) {
-        SetError(VLIBC_ERR_BAD_PARAMETER);
-        return -1;
-    }
-    StatList status;
-    if (GetCacheStatus(cacheDevPath, status) < 0) {
+    const StatList status = FindCache(cacheDevPath);
+    if (!status) {
         return -1;
     }
     if (status->WriteMode != FLASHCACHE_WRITE_BACK) {
