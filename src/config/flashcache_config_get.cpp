@@ -9,6 +9,7 @@
 #include "common/guard.h"
 #include "common/held_lock.h"
 #include "common/log.h"
+#include "common/own_file.h"
 #include "common/text.h"
 #include "config/config.h"
 
@@ -127,6 +128,15 @@ int ReadFile(const FLASHCACHE_CONFIG_SEARCH* criteria, FLASHCACHE_CONFIG** list,
     return ReadSections(criteria, list, path, names.get(), keys);
 }
 
+/// What every failed read ends with. Returns -1.
+int DropList(FLASHCACHE_CONFIG** list) noexcept {
+    if (list != nullptr) {
+        VEMOFlashCacheConfigFree(*list);
+        *list = nullptr;
+    }
+    return -1;
+}
+
 }  // namespace
 
 int FlashCacheConfigParse(const char* section, const VLIBC_SZHASH* keys, FLASHCACHE_CONFIG** record,
@@ -147,11 +157,7 @@ int FlashCacheConfigRead(const FLASHCACHE_CONFIG_SEARCH* criteria, FLASHCACHE_CO
         return 0;
     }
     const int result = Guarded(-1, [&] { return ReadFile(criteria, list, path); });
-    if (result < 0 && list != nullptr) {
-        VEMOFlashCacheConfigFree(*list);
-        *list = nullptr;
-    }
-    return result;
+    return result < 0 ? DropList(list) : result;
 }
 
 }  // namespace flashcache
@@ -163,6 +169,10 @@ int VEMOFlashCacheConfigGet(const FLASHCACHE_CONFIG_SEARCH* criteria, FLASHCACHE
 }
 
 int VEMOFlashCacheConfigTmpGet(const FLASHCACHE_CONFIG_SEARCH* criteria, FLASHCACHE_CONFIG** list) {
+    // What is read here may be written back to the permanent file.
+    if (LookForOurs(kConfigTmpFile) == Found::kForeign) {
+        return DropList(list);
+    }
     return FlashCacheConfigRead(criteria, list, kConfigTmpFile);
 }
 

@@ -1,10 +1,14 @@
 // Writing a configuration entry and refreshing the temporary copy.
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cinttypes>
 
 #include "common/guard.h"
 #include "common/held_lock.h"
 #include "common/log.h"
+#include "common/own_file.h"
 #include "common/text.h"
 #include "config/config.h"
 
@@ -120,6 +124,40 @@ int SetEntry(const FLASHCACHE_CONFIG& config) {
     return 0;
 }
 
+/// The mode of the configuration file, which its copy is to have.
+mode_t ConfigMode() noexcept {
+    struct stat status{};
+    return stat(kConfigFile, &status) == 0 ? status.st_mode & 0777U : 0600U;
+}
+
+/// The copy in the making. The tool would write through what another user laid there.
+int CopyToStaging(mode_t mode) noexcept {
+    const Claim staging = ClaimFile(kStagingFile, mode);
+    if (staging == Claim::kFailed) {
+        LogError()("Copy error");
+        return -1;
+    }
+    if (VLIBCExecl("/bin/cp", VLIBC_EXEC_WAIT, "-f", kConfigFile, kStagingFile, nullptr) != 0) {
+        LogError()("Copy error");
+        if (staging == Claim::kMade) {
+            unlink(kStagingFile);
+        }
+        return -1;
+    }
+    return 0;
+}
+
+/// The move is what readers see: the old copy or the new one, never a part. The tool would move into a folder
+/// that lies there, or that a link there names.
+int MoveToCopy(mode_t mode) noexcept {
+    if (ClaimFile(kConfigTmpFile, mode) == Claim::kFailed ||
+        VLIBCExecl("/bin/mv", VLIBC_EXEC_WAIT, "-f", kStagingFile, kConfigTmpFile, nullptr) != 0) {
+        LogError()("Mv error");
+        return -1;
+    }
+    return 0;
+}
+
 }  // namespace
 }  // namespace flashcache
 
@@ -134,14 +172,6 @@ int VEMOFlashCacheConfigSet(const FLASHCACHE_CONFIG* config) {
 }
 
 int VEMOFlashCacheConfigTmpUpdate(void) {
-    if (VLIBCExecl("/bin/cp", VLIBC_EXEC_WAIT, "-f", kConfigFile, kStagingFile, nullptr) != 0) {
-        LogError()("Copy error");
-        return -1;
-    }
-    // The move is what readers see: the old copy or the new one, never a part.
-    if (VLIBCExecl("/bin/mv", VLIBC_EXEC_WAIT, "-f", kStagingFile, kConfigTmpFile, nullptr) != 0) {
-        LogError()("Mv error");
-        return -1;
-    }
-    return 0;
+    const mode_t mode = ConfigMode();
+    return CopyToStaging(mode) == 0 ? MoveToCopy(mode) : -1;
 }

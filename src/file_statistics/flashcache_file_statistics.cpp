@@ -10,6 +10,7 @@
 #include "common/guard.h"
 #include "common/handle.h"
 #include "common/log.h"
+#include "common/own_file.h"
 #include "common/text.h"
 #include "file_statistics/file_statistics.h"
 #include "vemoflashcache.h"
@@ -50,8 +51,12 @@ class Marker {
 
   private:
     bool WriteKeys(const char* volumeId) {
-        if (VLIBCFileExist(kMarkerFile) != 0) {
+        const Claim claim = ClaimFile(kMarkerFile, 0644);
+        if (claim == Claim::kOurs) {
             LogError()("%s already exists, file statistics is processing.", kMarkerFile);
+        }
+        ours_ = claim == Claim::kMade;
+        if (!ours_) {
             return false;
         }
         const Process self(VLIBCProcGetByPid(getpid()));
@@ -59,7 +64,6 @@ class Marker {
             LogPlatformError()("Fail to VLIBCProcGetByPid in FlashcacheFileStatistics(). ");
             return false;
         }
-        ours_ = true;
         return SetMarkerKey("pid", FormatCut(kTextSize, "%d", getpid()).c_str()) &&
                SetMarkerKey("cmd", self->cmd) && (volumeId == nullptr || SetMarkerKey("volume_id", volumeId));
     }

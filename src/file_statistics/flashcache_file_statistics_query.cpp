@@ -11,6 +11,7 @@
 #include "common/handle.h"
 #include "common/line_reader.h"
 #include "common/log.h"
+#include "common/own_file.h"
 #include "common/text.h"
 #include "file_statistics/file_statistics.h"
 
@@ -108,7 +109,7 @@ bool IsRunBy(pid_t pid, const char* cmd) noexcept {
 }
 
 int IsProcessing(char* volumeId, int size) noexcept {
-    if (access(kMarkerFile, R_OK) != 0) {
+    if (LookForOurs(kMarkerFile) != Found::kOurs || access(kMarkerFile, R_OK) != 0) {
         return 0;
     }
     char pid[kTextSize] = "";

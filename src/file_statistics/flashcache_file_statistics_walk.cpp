@@ -22,8 +22,8 @@ constexpr int kShareKinds = 0x0F0F;
 constexpr int kShareOpenDirs = 512;
 constexpr int kIscsiOpenDirs = 64;
 
-/// What the run under way counts: nftw hands its callback no data of ours.
-FileAges ages;
+/// What this thread's run counts: nftw hands its callback no data of ours.
+thread_local FileAges ages;
 
 int FlashCacheStatFileVisit(const char* /*path*/, const struct stat* status, int type,
                             FTW* /*position*/) noexcept {

@@ -11,6 +11,7 @@
 #include "common/guard.h"
 #include "common/handle.h"
 #include "common/log.h"
+#include "common/own_file.h"
 #include "common/text.h"
 #include "config/config.h"
 #include "flush/flush.h"
@@ -23,6 +24,17 @@ constexpr const char* kDebugMarker = "/tmp/cache-debug-remove";
 constexpr const char* kErrorsEntry = "flashcache_errors";
 constexpr const char* kErrorsKey = "write_disk_sync_errors=";
 constexpr time_t kPollSeconds = 5;
+
+/// The status of the live cache on this device, empty (with its code) when the path is bad or there is none.
+StatList FindCache(const char* cacheDevPath, Where where = Where::current()) noexcept {
+    StatList status;
+    if (!IsCacheDevPath(cacheDevPath)) {
+        SetError(VLIBC_ERR_BAD_PARAMETER, where);
+    } else if (GetCacheStatus(cacheDevPath, status, where) < 0) {
+        return StatList();
+    }
+    return status;
+}
 
 // ---- The recorded flush state ----
 
@@ -263,16 +275,12 @@ int VEMOFlashCacheIsRemoveInFlushState(const char* ssdPath, FLASHCACHE_FLUSH_STA
 }
 
 int VEMOFlashCacheIsDebug(int value) {
-    return value == 0 && VLIBCFileExist(kDebugMarker) != 0 ? 1 : 0;
+    return value == 0 && LookForOurs(kDebugMarker) == Found::kOurs ? 1 : 0;
 }
 
 int VEMOFlashCacheFlush(const char* cacheDevPath) {
-    if (!IsCacheDevPath(cacheDevPath)) {
-        SetError(VLIBC_ERR_BAD_PARAMETER);
-        return -1;
-    }
-    StatList status;
-    if (GetCacheStatus(cacheDevPath, status) < 0) {
+    const StatList status = FindCache(cacheDevPath);
+    if (!status) {
         return -1;
     }
     if (status->WriteMode != FLASHCACHE_WRITE_BACK) {
@@ -282,12 +290,8 @@ int VEMOFlashCacheFlush(const char* cacheDevPath) {
 }
 
 int VEMOFlashCacheFlushCancel(const char* cacheDevPath) {
-    if (!IsCacheDevPath(cacheDevPath)) {
-        SetError(VLIBC_ERR_BAD_PARAMETER);
-        return -1;
-    }
-    StatList status;
-    if (GetCacheStatus(cacheDevPath, status) < 0) {
+    const StatList status = FindCache(cacheDevPath);
+    if (!status) {
         return -1;
     }
     if (status->WriteMode != FLASHCACHE_WRITE_BACK) {

@@ -4,6 +4,7 @@
 
 #include "common/guard.h"
 #include "common/log.h"
+#include "common/own_file.h"
 #include "common/text.h"
 #include "ssd_support/ssd_support.h"
 
@@ -42,6 +43,10 @@ int Download(const std::string& path) {
 int Update() {
     const std::string downloaded = FormatCut(kPathSize, "/tmp/%s", kFileName);
     const std::string target = FormatCut(kPathSize, "%s/%s", kTargetDir, kFileName);
+    // The tool would write through what another user laid there, and we would take it over.
+    if (ClaimFile(downloaded.c_str(), 0666) == Claim::kFailed) {
+        return -1;
+    }
     if (Download(downloaded) != 0) {
         LogError()("Cannot contact server");
         return -1;

@@ -1,4 +1,4 @@
-// The status of the one cache that an operation acts on.
+// The status of the caches that an operation acts on.
 
 #include "common/log.h"
 #include "status/status.h"
@@ -13,6 +13,25 @@ int GetCacheStatus(const char* cacheDevPath, StatList& status, Where where) noex
         SetError(VLIBC_ERR_NOT_FOUND, where);
         LogPlatformError(where)("Failed to get status of flashcache [%s], ", cacheDevPath);
         return -1;
+    }
+    return 0;
+}
+
+int SumOverCaches(const FLASHCACHE_STAT_SEARCH* search, uint64_t* sum,
+                  bool (*add)(const FLASHCACHE_STAT& cache, uint64_t& sum), Where where) noexcept {
+    if (sum == nullptr) {
+        SetError(VLIBC_ERR_BAD_PARAMETER, where);
+        return -1;
+    }
+    StatList caches;
+    if (VEMOFlashCacheStatGet(search, caches.address()) < 0) {
+        LogError(where)("Fail to get cache stat");
+        return -1;
+    }
+    for (const FLASHCACHE_STAT* cache = caches.get(); cache != nullptr; cache = cache->Next) {
+        if (!add(*cache, *sum)) {
+            return -1;
+        }
     }
     return 0;
 }

@@ -19,28 +19,21 @@ uint64_t MetadataBytesPerBlock(int32_t blockSizeKB) noexcept {
     }
 }
 
+bool AddMetadata(const FLASHCACHE_STAT& cache, uint64_t& bytes) noexcept {
+    const uint64_t perBlock = MetadataBytesPerBlock(cache.BlockSizeKB);
+    if (perBlock == 0) {
+        LogError()("Block size KB is unknown(%d)", cache.BlockSizeKB);
+        return false;
+    }
+    bytes += cache.TotalBlocks * perBlock;
+    return true;
+}
+
 }  // namespace
 }  // namespace flashcache
 
 using namespace flashcache;
 
 int VEMOFlashcacheUsedMemGet(const FLASHCACHE_STAT_SEARCH* search, uint64_t* bytes) {
-    if (bytes == nullptr) {
-        SetError(VLIBC_ERR_BAD_PARAMETER);
-        return -1;
-    }
-    StatList caches;
-    if (VEMOFlashCacheStatGet(search, caches.address()) < 0) {
-        LogError()("Fail to get cache stat");
-        return -1;
-    }
-    for (const FLASHCACHE_STAT* cache = caches.get(); cache != nullptr; cache = cache->Next) {
-        const uint64_t perBlock = MetadataBytesPerBlock(cache->BlockSizeKB);
-        if (perBlock == 0) {
-            LogError()("Block size KB is unknown(%d)", cache->BlockSizeKB);
-            return -1;
-        }
-        *bytes += cache->TotalBlocks * perBlock;
-    }
-    return 0;
+    return SumOverCaches(search, bytes, AddMetadata);
 }

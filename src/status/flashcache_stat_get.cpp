@@ -5,10 +5,12 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <utility>
 
 #include "common/guard.h"
 #include "common/line_reader.h"
 #include "common/log.h"
+#include "common/own_file.h"
 #include "common/text.h"
 #include "config/config.h"
 #include "status/cache_devices.h"
@@ -62,7 +64,7 @@ void ReadKnobs(FLASHCACHE_STAT& record, const char* ssdName, const char* spaceNa
     }
 }
 
-bool ReadCounters(FLASHCACHE_STAT& record, const char* ssdName, const char* spaceName) noexcept {
+bool FillCounters(FLASHCACHE_STAT& record, const char* ssdName, const char* spaceName) noexcept {
     const int result = VEMOFlashCacheCountStatGet(ssdName, spaceName, record.WriteMode, &record.CountStat);
     if (result == -2) {
         LogError()("Parser error to get proc flashcache stat from %s", kStatsEntry);
@@ -222,18 +224,25 @@ int CheckMapperDir() noexcept {
 
 // ---- The counters file ----
 
-std::string CountersPath(const char* ssdName, const char* spaceName) {
-    if (VLIBCFileExist(kStatsOverride) != 0) {
+struct CountersFile {
+    std::string path;
+    File file;
+};
+
+CountersFile OpenCounters(const char* ssdName, const char* spaceName) {
+    if (LookForOurs(kStatsOverride) == Found::kOurs) {
         LogError()(
             "Detect that /tmp/flashcache_stats exists, so VEMOFlashCacheCountStatGet get info from it.");
-        return kStatsOverride;
+        return {kStatsOverride, OpenOurFile(kStatsOverride)};
     }
-    return ProcEntryPath(kSmallSize, ssdName, spaceName, kStatsEntry);
+    std::string path = ProcEntryPath(kSmallSize, ssdName, spaceName, kStatsEntry);
+    File file(std::fopen(path.c_str(), "re"));
+    return {std::move(path), std::move(file)};
 }
 
-int ReadCountersFile(const std::string& path, FLASHCACHE_WRITE_MODE writeMode,
-                     FLASHCACHE_COUNT_STAT& counters) {
-    const File file(std::fopen(path.c_str(), "re"));
+int ReadCounters(const CountersFile& source, FLASHCACHE_WRITE_MODE writeMode,
+                 FLASHCACHE_COUNT_STAT& counters) {
+    const auto& [path, file] = source;
     if (!file) {
         __extension__ LogError()("Failed to open %s from %s, Error=%m", path.c_str(), kStatsEntry);
         return -1;
@@ -324,7 +333,7 @@ int FlashCacheStatCreate(const char* cacheDevPath, FLASHCACHE_STAT** out) {
                    record->SSDDevPath, record->SpacePath, kStatsEntry);
         return -1;
     }
-    if (!ReadCounters(*record.get(), ssdName, spaceName)) {
+    if (!FillCounters(*record.get(), ssdName, spaceName)) {
         return -1;
     }
     ReadKnobs(*record.get(), ssdName, spaceName);
@@ -389,7 +398,7 @@ int VEMOFlashCacheCountStatGet(const char* ssdName, const char* spaceName, FLASH
     }
     return Guarded(-1, [&] {
         FLASHCACHE_COUNT_STAT counters{};
-        const int result = ReadCountersFile(CountersPath(ssdName, spaceName), writeMode, counters);
+        const int result = ReadCounters(OpenCounters(ssdName, spaceName), writeMode, counters);
         if (result == 0) {
             ComputeHitPercents(counters);
             *out = counters;

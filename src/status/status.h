@@ -19,6 +19,12 @@ using StatList = Handle<FLASHCACHE_STAT, FreeStatList>;
 /// logged under the caller's own file and line.
 int GetCacheStatus(const char* cacheDevPath, StatList& status, Where where = Where::current()) noexcept;
 
+/// Adds to *sum what `add` makes of each live cache that `search` selects (NULL: all). Returns 0, or -1:
+/// 0x0D00 without sum; no status (logged under the caller's own file and line); a cache that `add` refused.
+int SumOverCaches(const FLASHCACHE_STAT_SEARCH* search, uint64_t* sum,
+                  bool (*add)(const FLASHCACHE_STAT& cache, uint64_t& sum),
+                  Where where = Where::current()) noexcept;
+
 /// Describes one cache device. Returns 1 and a record that the caller releases, 0 when the device does not
 /// exist or has no table, -1 on failure. Throws std::bad_alloc.
 int FlashCacheStatCreate(const char* cacheDevPath, FLASHCACHE_STAT** out);
