@@ -1,6 +1,7 @@
 #include "caches/describe.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "caches/describe_entry.h"
 #include "caches/kernel_state.h"
@@ -10,6 +11,9 @@ namespace cli {
 namespace {
 
 constexpr const char* kProblemKey = "problem";
+constexpr const char* kStaysOnSsd =
+    "its SSD may hold dirty blocks: load it before the volume is used; once the volume was written they are "
+    "stale, and it must be wiped or deleted";
 
 // An entry's text; nothing when empty or not known.
 Value Text(const char* text) {
@@ -47,41 +51,90 @@ Value DirtyBytes(const Cache& cache, const std::optional<std::uint64_t>& blocks)
 
 // The library cannot describe a write-through cache, although nothing is wrong with it.
 bool IsWriteThrough(const Cache& cache) {
-    return !cache.stat && cache.entry != nullptr && cache.entry->Policy.WriteMode == FLASHCACHE_WRITE_THRU;
+    return !cache.stat && cache.pair && cache.pair->mode == FLASHCACHE_WRITE_THRU;
 }
 
 const char* State(const Cache& cache) {
     if (!cache.IsUp()) {
-        return "unloaded";
+        return cache.mayBeUp ? "unknown" : "unloaded";
     }
-    return cache.stat || IsWriteThrough(cache) ? "running" : "broken";
+    return cache.stat || IsWriteThrough(cache) ? "running" : "unknown";
 }
 
-std::string ProblemOfUnloaded(const FLASHCACHE_CONFIG& entry) {
+constexpr bool IsWriteBackMode(std::int32_t mode) {
+    return mode == FLASHCACHE_WRITE_BACK || mode == FLASHCACHE_WRITE_BACK_BYPASS ||
+           mode == FLASHCACHE_WRITE_BACK_CRASH;
+}
+
+std::vector<std::string> ProblemsOfUnloaded(const FLASHCACHE_CONFIG& entry) {
+    std::vector<std::string> problems;
     if (entry.CreateCritSection != 0) {
-        return "its creation did not finish";
+        problems.emplace_back("its creation did not finish");
     }
     if (entry.CacheMissing != 0 || !IsBlockDevice(entry.SSDDevPath)) {
-        return "its SSD is missing";
+        problems.emplace_back("its SSD is missing");
     }
     if (entry.SpaceMissing != 0 || !IsBlockDevice(entry.SpacePath)) {
-        return "its volume is missing";
+        problems.emplace_back("its volume is missing");
     }
-    return "";
+    if (problems.empty() && IsWriteBackMode(entry.Policy.WriteMode)) {
+        problems.emplace_back(kStaysOnSsd);
+    }
+    return problems;
+}
+
+std::vector<std::string> ProblemsOfUnknown(const Cache& cache) {
+    if (!cache.IsUp()) {
+        return {"whether it is loaded is not known: the table of a cache device cannot be read"};
+    }
+    const std::string reason = cache.statError.code == 0 ? "" : ": " + Meaning(cache.statError.code);
+    return {"its status cannot be read" + reason};
+}
+
+void AddStateProblems(std::vector<std::string>& problems, const Cache& cache) {
+    const auto state = HandleStateOf(cache);
+    const bool flushes = cache.entry != nullptr && Text(cache.entry->FlushState) == Value("flushing");
+    if (state == FLASHCACHE_HANDLE_STATE_UNKNOWN) {
+        problems.emplace_back("its knobs make up no known handle state");
+    } else if (state != FLASHCACHE_HANDLE_STATE_NORMAL && !flushes) {
+        problems.push_back(fmt::format("it is in the handle state {}: \"vemocachectl state set {} normal\"",
+                                       ToText({"", "", HandleStateText(state)}), cache.Name()));
+    }
+    if (AttributeOf(cache) == FLASHCACHE_ATTRIBUTE_FORCE_REMOVE) {
+        problems.push_back(
+            fmt::format("force-remove is on, a flush gives up blocks that cannot be written: "
+                        "\"vemocachectl attribute set {} none\"",
+                        cache.Name()));
+    }
+}
+
+std::vector<std::string> ProblemsOfRunning(const Cache& cache) {
+    std::vector<std::string> problems;
+    if (cache.entry == nullptr) {
+        problems.emplace_back("not configured: it cannot be loaded after a restart");
+    } else if (cache.entry->CreateCritSection != 0) {
+        problems.emplace_back("its creation did not finish");
+    }
+    if (IsWriteBackMode(cache.pair->mode.value_or(FLASHCACHE_WRITE_BACK))) {
+        AddStateProblems(problems, cache);
+    }
+    const auto size = DeviceSize(cache.device);
+    const auto volume = DeviceSize(cache.Volume());
+    if (size && volume && *size < *volume) {
+        problems.push_back(
+            fmt::format("its volume is larger than it: \"vemocachectl expand {}\"", cache.Name()));
+    } else if (size && volume && *size > *volume) {
+        problems.emplace_back("its volume has shrunk below its size");
+    }
+    return problems;
 }
 
 std::string Problem(const Cache& cache) {
-    if (!cache.IsUp()) {
-        return ProblemOfUnloaded(*cache.entry);
-    }
-    if (cache.stat) {
-        return cache.entry == nullptr ? "not configured: it cannot be loaded after a restart" : "";
-    }
-    if (IsWriteThrough(cache)) {
-        return "a write-through cache has no counters to show";
-    }
-    const std::string reason = cache.statError.code == 0 ? "" : ": " + Meaning(cache.statError.code);
-    return "its status cannot be read" + reason;
+    const bool known = cache.IsUp() ? cache.stat || IsWriteThrough(cache) : !cache.mayBeUp;
+    const auto problems = !known         ? ProblemsOfUnknown(cache)
+                          : cache.IsUp() ? ProblemsOfRunning(cache)
+                                         : ProblemsOfUnloaded(*cache.entry);
+    return fmt::format("{}", fmt::join(problems, "; "));
 }
 
 Value Size(const Cache& cache) {
@@ -96,10 +149,14 @@ Value CachedPercent(const FLASHCACHE_STAT& stat) {
 }
 
 Value WriteMode(const Cache& cache) {
-    if (cache.stat) {
-        return WriteModeText(cache.stat->WriteMode);
+    // The kernel knows one write-back; the entry tells which kind.
+    const auto mode = cache.Mode();
+    if (!mode) {
+        return {};
     }
-    return cache.entry == nullptr ? Value() : WriteModeText(cache.entry->Policy.WriteMode);
+    const bool isKind = cache.entry != nullptr && *mode == FLASHCACHE_WRITE_BACK &&
+                        IsWriteBackMode(cache.entry->Policy.WriteMode);
+    return WriteModeText(isKind ? cache.entry->Policy.WriteMode : *mode);
 }
 
 void AddIdentity(Record& record, const Cache& cache) {

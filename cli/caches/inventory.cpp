@@ -1,45 +1,21 @@
 #include "caches/inventory.h"
 
 #include <fmt/format.h>
-#include <glob.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
+#include <memory>
 
 #include "support/device.h"
 
 namespace cli {
 namespace {
 
-constexpr const char* kDevicePattern = "/dev/mapper/cachedev*";
 constexpr std::string_view kMapperFolder = "/dev/mapper/";
 
 std::string Text(const char* text) {
     return text == nullptr ? "" : text;
-}
-
-// Asked one by one: a query for all fails as a whole when one of them cannot be described.
-std::vector<Cache> RunningCaches() {
-    std::vector<Cache> running;
-    glob_t found{};
-    if (glob(kDevicePattern, 0, nullptr, &found) == 0) {
-        for (std::size_t i = 0; i < found.gl_pathc; ++i) {
-            Cache cache;
-            cache.device = found.gl_pathv[i];
-            FLASHCACHE_STAT_SEARCH search{};
-            search.type = FLASHCACHE_SEARCH_BY_CACHE_DEV_PATH;
-            search.CacheDevPath = cache.device.c_str();
-            FLASHCACHE_STAT* stat = nullptr;
-            const Outcome outcome = Attempt([&] { return VEMOFlashCacheStatGet(&search, &stat); });
-            cache.stat.reset(stat);
-            cache.statError = outcome.slot;
-            running.push_back(std::move(cache));
-        }
-    }
-    globfree(&found);
-    return running;
 }
 
 void ReadEntries(Inventory& inventory) {
@@ -50,15 +26,30 @@ void ReadEntries(Inventory& inventory) {
         inventory.configError = LibraryFailure(
             "the configuration cannot be read", outcome,
             "look at /usr/vemo/etc/flashcache.conf; a section without keys makes all of it unreadable");
+        inventory.configError->kind = FailureKind::kConfiguration;
     }
 }
 
-bool Runs(const Cache& running, const FLASHCACHE_CONFIG& entry) {
-    if (running.stat) {
-        return SameDevice(Text(running.stat->SSDDevPath), Text(entry.SSDDevPath)) &&
-               SameDevice(Text(running.stat->SpacePath), Text(entry.SpacePath));
-    }
-    return RunningDevice(Text(entry.SSDDevPath), Text(entry.SpacePath)) == running.device;
+bool Runs(const RunningCache& running, const FLASHCACHE_CONFIG& entry) {
+    return running.pair && SameDevice(running.pair->ssd, Text(entry.SSDDevPath)) &&
+           SameDevice(running.pair->volume, Text(entry.SpacePath));
+}
+
+// Whether the kernel shows a folder of the pair's short names.
+bool IsKnownToKernel(const FLASHCACHE_CONFIG& entry) {
+    const std::unique_ptr<char, decltype(&std::free)> name(
+        VEMOFlashCacheSysctlDevNameGet(Text(entry.SSDDevPath).c_str(), Text(entry.SpacePath).c_str()),
+        std::free);
+    return name && access(fmt::format("/proc/flashcache/{}", name.get()).c_str(), F_OK) == 0;
+}
+
+Cache TakeUp(RunningCache& running) {
+    Cache cache;
+    cache.device = std::move(running.device);
+    cache.stat = std::move(running.stat);
+    cache.statError = running.statError;
+    cache.pair = std::move(running.pair);
+    return cache;
 }
 
 bool IsNamed(const Cache& cache, const std::string& name) {
@@ -78,42 +69,64 @@ std::string Cache::Name() const {
 }
 
 std::string Cache::Ssd() const {
-    return stat ? Text(stat->SSDDevPath) : entry != nullptr ? Text(entry->SSDDevPath) : "";
+    return pair ? pair->ssd : entry != nullptr ? Text(entry->SSDDevPath) : "";
 }
 
 std::string Cache::Volume() const {
-    return stat ? Text(stat->SpacePath) : entry != nullptr ? Text(entry->SpacePath) : "";
+    return pair ? pair->volume : entry != nullptr ? Text(entry->SpacePath) : "";
 }
 
-std::string RunningDevice(const std::string& ssd, const std::string& volume) {
-    const std::unique_ptr<char, decltype(&std::free)> kernelName(
-        VEMOFlashCacheSysctlDevNameGet(ssd.c_str(), volume.c_str()), std::free);
-    // The look-up compares prefixes: only the kernel's own folder of the pair proves that it is this one.
-    if (!kernelName || access(fmt::format("/proc/flashcache/{}", kernelName.get()).c_str(), F_OK) != 0) {
-        return "";
+std::optional<std::int32_t> Cache::Mode() const {
+    if (pair && pair->mode) {
+        return pair->mode;
     }
-    std::array<char, 64> device{};
-    const int found = VEMOFlashcacheGetCachePath(ssd.c_str(), device.data(), static_cast<int>(device.size()));
-    return found == 1 ? device.data() : "";
+    return entry == nullptr ? std::nullopt : std::optional(entry->Policy.WriteMode);
 }
 
 Inventory TakeInventory() {
     Inventory inventory;
     ReadEntries(inventory);
-    std::vector<Cache> running = RunningCaches();
+    std::vector<RunningCache> running = RunningCaches();
+    const bool allKnown =
+        std::all_of(running.begin(), running.end(), [](const auto& one) { return one.pair.has_value(); });
     for (const FLASHCACHE_CONFIG* entry = inventory.entries.get(); entry != nullptr; entry = entry->Next) {
         Cache cache;
-        const auto match =
-            std::find_if(running.begin(), running.end(), [&](const Cache& one) { return Runs(one, *entry); });
+        const auto match = std::find_if(running.begin(), running.end(),
+                                        [&](const RunningCache& one) { return Runs(one, *entry); });
         if (match != running.end()) {
-            cache = std::move(*match);
+            cache = TakeUp(*match);
             running.erase(match);
+        } else {
+            cache.mayBeUp = !allKnown && IsKnownToKernel(*entry);
         }
         cache.entry = entry;
         inventory.caches.push_back(std::move(cache));
     }
-    std::move(running.begin(), running.end(), std::back_inserter(inventory.caches));
+    for (auto& one : running) {
+        inventory.caches.push_back(TakeUp(one));
+    }
     return inventory;
+}
+
+void RequireAllKnown(const Inventory& inventory, const std::string& what) {
+    for (const auto& cache : inventory.caches) {
+        if (cache.IsUp() && !cache.pair) {
+            throw Failure{
+                fmt::format("not known whether {}", what),
+                fmt::format("the table of {} cannot be read: it may be this very cache", cache.device),
+                fmt::format("see why \"dmsetup table {}\" fails, then try again", cache.device),
+                cache.statError, FailureKind::kUnknownState};
+        }
+    }
+}
+
+void RequireKnownState(const Cache& cache) {
+    if (cache.mayBeUp) {
+        throw Failure{fmt::format("whether the cache {} is loaded is not known", cache.Name()),
+                      "the table of a cache device cannot be read, and it may be this cache's",
+                      "vemocachectl list shows the device; see why \"dmsetup table\" fails for it",
+                      std::nullopt, FailureKind::kUnknownState};
+    }
 }
 
 Cache& Find(Inventory& inventory, const std::string& name) {
@@ -129,21 +142,22 @@ Cache& Find(Inventory& inventory, const std::string& name) {
     if (found.empty()) {
         throw Failure{fmt::format("there is no cache {}", name),
                       "no running or configured cache has this name, device or mount path",
-                      "vemocachectl list shows them"};
+                      "vemocachectl list shows them", std::nullopt, FailureKind::kNotFound};
     }
     if (found.size() > 1) {
         throw Failure{fmt::format("{} names more than one cache", name),
                       fmt::format("it fits {} and {}", found[0]->Name(), found[1]->Name()),
-                      "name the one by its section or its cache device"};
+                      "name the one by its section or its cache device", std::nullopt, FailureKind::kUsage};
     }
     return *found.front();
 }
 
 Cache& FindRunning(Inventory& inventory, const std::string& name) {
     Cache& cache = Find(inventory, name);
+    RequireKnownState(cache);
     if (!cache.IsUp()) {
         throw Failure{fmt::format("the cache {} is not loaded", cache.Name()), "this needs a running cache",
-                      fmt::format("vemocachectl load {}", cache.Name())};
+                      fmt::format("vemocachectl load {}", cache.Name()), std::nullopt, FailureKind::kRefused};
     }
     return cache;
 }
@@ -153,7 +167,8 @@ Cache& FindWithPair(Inventory& inventory, const std::string& name) {
     if (cache.Ssd().empty() || cache.Volume().empty()) {
         throw Failure{fmt::format("the devices of {} are not known", cache.Name()),
                       "its status cannot be read, and it has no configuration entry",
-                      fmt::format("vemocachectl -v status {} shows why", cache.Name()), cache.statError};
+                      fmt::format("vemocachectl -v status {} shows why", cache.Name()), cache.statError,
+                      FailureKind::kUnknownState};
     }
     return cache;
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "caches/library_lists.h"
+#include "caches/running.h"
 #include "support/failure.h"
 
 namespace cli {
@@ -16,11 +17,15 @@ struct Cache {
     std::string device;  // "/dev/mapper/cachedev_N" when up, else empty
     StatList stat;       // nothing when not up, or when its status cannot be read
     ErrorSlot statError;
+    std::optional<Pair> pair;  // of the device that is up, when its table can be read
+    bool mayBeUp = false;      // some device cannot be asked which cache it is, and it may be this one
 
     [[nodiscard]] bool IsUp() const { return !device.empty(); }
     [[nodiscard]] std::string Name() const;  // of its entry, else of its device
     [[nodiscard]] std::string Ssd() const;   // device paths; empty when not known
     [[nodiscard]] std::string Volume() const;
+    // A FLASHCACHE_WRITE_MODE: as the kernel tells it, else as it is configured.
+    [[nodiscard]] std::optional<std::int32_t> Mode() const;
 };
 
 struct Inventory {
@@ -31,9 +36,12 @@ struct Inventory {
 
 Inventory TakeInventory();
 
-// The device path of the running cache of this pair; empty when there is none. Works for caches whose
-// status cannot be read, too.
-std::string RunningDevice(const std::string& ssd, const std::string& volume);
+// Throws a Failure when some running device cannot be told from the caches that `what` would harm: "the SSD
+// /dev/md3 could be wiped", ...
+void RequireAllKnown(const Inventory& inventory, const std::string& what);
+
+// Throws a Failure when it is not known whether the cache is up.
+void RequireKnownState(const Cache& cache);
 
 // The cache that an admin names: by section, UUID, cache device (with or without its folder), SSD, volume
 // or mount path. Throws a Failure when there is none or more than one.

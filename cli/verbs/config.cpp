@@ -57,6 +57,7 @@ void Remove(Context& context, const Options& options) {
             "without its entry it could neither be flushed nor loaded again",
             fmt::format("vemocachectl unload {} first, to keep its blocks on the SSD", cache.Name())};
     }
+    RequireAllKnown(inventory, fmt::format("the cache {} is running", cache.Name()));
     RequireConsent(
         {fmt::format("forget the cache {} on {}, so that it cannot be loaded again, with all blocks that "
                      "are not yet on its volume {}",

@@ -7,6 +7,7 @@
 #include "caches/describe.h"
 #include "caches/entry.h"
 #include "caches/inventory.h"
+#include "caches/running.h"
 #include "output/answer.h"
 #include "support/background_call.h"
 #include "support/consent.h"
@@ -84,13 +85,43 @@ std::uint64_t SizeFor(const Options& options) {
     return size;
 }
 
-// The kernel's name of the pair is short, and no two running caches can share it.
+std::string KernelName(const std::string& ssd, const std::string& volume) {
+    const std::unique_ptr<char, decltype(&std::free)> name(
+        VEMOFlashCacheSysctlDevNameGet(ssd.c_str(), volume.c_str()), std::free);
+    return name ? name.get() : "";
+}
+
+// The kernel goes by the last parts of the two paths: no two caches can share them, and the library cannot
+// describe a cache for which they are too long.
+void RequireNameOfItsOwn(const Options& options, const Inventory& inventory) {
+    constexpr std::size_t kLongest = 30;  // 29 and the "+" between them
+    const std::string name = KernelName(options.ssd, options.volume);
+    if (name.size() > kLongest) {
+        throw Failure{
+            fmt::format("the names of {} and {} are too long together", options.ssd, options.volume),
+            fmt::format("{} has {} characters, and a cache's status can be read up to {}", name, name.size(),
+                        kLongest),
+            "use a device with a shorter name", std::nullopt, FailureKind::kRefused};
+    }
+    // It would part the name of each knob where sysctl looks for a folder.
+    if (name.find('.') != std::string::npos) {
+        throw Failure{fmt::format("a cache cannot be tuned when its name has a \".\": {}", name),
+                      "sysctl takes it for the end of a folder's name", "use a device of another name",
+                      std::nullopt, FailureKind::kRefused};
+    }
+    for (const auto& cache : inventory.caches) {
+        if (!cache.Ssd().empty() && KernelName(cache.Ssd(), cache.Volume()) == name) {
+            throw Failure{fmt::format("the kernel cannot tell this cache from {}", cache.Name()),
+                          fmt::format("both would be {} to it", name), "use a device of another name",
+                          std::nullopt, FailureKind::kRefused};
+        }
+    }
+}
+
 std::string NameFor(const Options& options, const Inventory& inventory) {
     std::string name = options.name;
     if (name.empty()) {
-        const std::unique_ptr<char, decltype(&std::free)> pair(
-            VEMOFlashCacheSysctlDevNameGet(options.ssd.c_str(), options.volume.c_str()), std::free);
-        name = pair ? pair.get() : "";
+        name = KernelName(options.ssd, options.volume);
     }
     const bool taken = std::any_of(inventory.caches.begin(), inventory.caches.end(),
                                    [&](const Cache& cache) { return cache.Name() == name; });
@@ -136,19 +167,31 @@ void RequireConsentToContent(const Context& context, const Options& options) {
     }
 }
 
-// A creation that failed half-way may have left its device up, with nothing in it yet.
-void Undo(const std::string& section, const FLASHCACHE_CREATE_PARAM& param) {
-    const std::string device = RunningDevice(param.SSDDevPath, param.SpacePath);
-    if (!device.empty()) {
-        const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheUnload(device.c_str()); });
+// A creation that failed half-way may have left its device up, with nothing in it yet. Says what became of
+// everything.
+std::string Undo(const std::string& section, const FLASHCACHE_CREATE_PARAM& param) {
+    const Place place = PlaceOf(param.SSDDevPath, param.SpacePath);
+    if (!place.isKnown) {
+        throw Failure{"the cache could not be created, and whether its device is up is not known",
+                      "the table of a cache device cannot be read; the entry stays and says so",
+                      fmt::format("vemocachectl list; when {0} is up: vemocachectl unload {0}; then "
+                                  "vemocachectl config remove {0}",
+                                  section),
+                      std::nullopt, FailureKind::kUnknownState};
+    }
+    if (!place.device.empty()) {
+        const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheUnload(place.device.c_str()); });
         if (outcome.result != 0) {
             throw LibraryFailure(
-                fmt::format("the cache could not be created, and its device {} is still up", device), outcome,
-                fmt::format("vemocachectl unload {0}, then config remove {0}", section));
+                fmt::format("the cache could not be created, and its device {} is still up", place.device),
+                outcome, fmt::format("vemocachectl unload {0}, then config remove {0}", section));
         }
         Uninterrupted([&] { return VEMOFlashCacheDestroy(param.SSDDevPath); });
     }
+    const bool isLeft = VEMOFlashCacheCheckMetadataExist(param.SSDDevPath) == 1;
     RemoveEntry(section);
+    return isLeft ? fmt::format("the SSD still holds its metadata: vemocachectl wipe {}", param.SSDDevPath)
+                  : "nothing of it is left, but the SSD may have lost its content";
 }
 
 // The entry is written first: no cache may come to be that nothing on this machine knows of.
@@ -158,12 +201,9 @@ void CreateWithEntry(const NewEntry& planned, const FLASHCACHE_CREATE_PARAM& par
     WriteEntry(entry, param);
     const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheCreate(&param, nullptr, 0); });
     if (outcome.result != 0) {
-        Undo(entry.section, param);
-        throw LibraryFailure(
-            fmt::format("the cache on {} could not be created; all is as it was, but the SSD may "
-                        "have lost its content",
-                        param.SSDDevPath),
-            outcome, "look at the log for what the creation tool said");
+        const std::string left = Undo(entry.section, param);
+        throw LibraryFailure(fmt::format("the cache on {} could not be created; {}", param.SSDDevPath, left),
+                             outcome, "look at the log for what the creation tool said");
     }
     entry.unfinished = false;
     entry.loaded = true;
@@ -176,7 +216,9 @@ void Create(Context& context, const Options& options) {
     if (inventory.configError) {
         throw Failure(*inventory.configError);
     }
+    RequireAllKnown(inventory, fmt::format("the SSD {} is free", options.ssd));
     CheckDevices(options, inventory);
+    RequireNameOfItsOwn(options, inventory);
     const FLASHCACHE_CREATE_PARAM param = ParamFor(options);
     const NewEntry entry{NameFor(options, inventory), NewUuid(), MountPathFor(options)};
     RequireConsentToContent(context, options);

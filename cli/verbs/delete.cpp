@@ -90,7 +90,7 @@ void Remove(const Options& options, const Cache& cache) {
     const Outcome outcome =
         Uninterrupted([&] { return VEMOFlashCacheDelete(cache.device.c_str(), &status.record, fast); });
     if (outcome.result != 0) {
-        const bool up = !RunningDevice(cache.Ssd(), cache.Volume()).empty();
+        const bool up = !PlaceOf(cache.Ssd(), cache.Volume()).device.empty();
         throw LibraryFailure(fmt::format("the cache {} could not be deleted; its device is {}", cache.Name(),
                                          up ? "still up" : "down"),
                              outcome,

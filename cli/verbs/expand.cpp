@@ -1,5 +1,7 @@
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "caches/entry.h"
 #include "caches/inventory.h"
 #include "output/answer.h"
@@ -26,11 +28,48 @@ void RequireExpandable(const Cache& cache) {
     }
 }
 
+// The library looks the device up by the beginning of the volume's path, and would take volume_10's for
+// volume_1's.
+void RequireFound(const Inventory& inventory, const Cache& cache) {
+    const std::string found = LibraryFinds(cache.entry->SpacePath);
+    if (found == cache.device) {
+        return;
+    }
+    const auto other = std::find_if(inventory.caches.begin(), inventory.caches.end(),
+                                    [&](const Cache& one) { return one.device == found; });
+    const std::string name = other == inventory.caches.end() ? found : other->Name();
+    throw Failure{fmt::format("the cache {} cannot be expanded while {} runs", cache.Name(), name),
+                  fmt::format("the path {} begins that cache's path too, and expansion would take {} for it",
+                              cache.entry->SpacePath, found),
+                  fmt::format("vemocachectl unload {0}; vemocachectl expand {1}; vemocachectl load {0}", name,
+                              cache.Name()),
+                  std::nullopt, FailureKind::kRefused};
+}
+
+// The device beneath a cache must never be smaller than it: what lies behind its end would be lost.
+void RequireGrown(const Cache& cache) {
+    const auto size = DeviceSize(cache.device);
+    const auto volume = DeviceSize(cache.Volume());
+    if (!size || !volume) {
+        throw Failure{fmt::format("the cache {} cannot be expanded", cache.Name()),
+                      fmt::format("the size of {} cannot be read", size ? cache.Volume() : cache.device), "",
+                      std::nullopt, FailureKind::kUnknownState};
+    }
+    if (*volume < *size) {
+        throw Failure{fmt::format("the volume {} has shrunk", cache.Volume()),
+                      fmt::format("it has {} and the cache device {}; expansion only grows",
+                                  HumanSize(*volume), HumanSize(*size)),
+                      "bring the volume back to its former size", std::nullopt, FailureKind::kRefused};
+    }
+}
+
 void Expand(Context& context, const Options& options) {
     const LifecycleLock lock;
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, options.cache);
     RequireExpandable(cache);
+    RequireGrown(cache);
+    RequireFound(inventory, cache);
     RefreshCopy();
     const auto before = DeviceSize(cache.device);
     // The library finds the entry by the very text that it holds.

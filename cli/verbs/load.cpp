@@ -27,7 +27,7 @@ void CheckBefore(const Cache& cache) {
 }
 
 Failure WhyNotLoaded(const Cache& cache, const Outcome& outcome) {
-    const std::string device = RunningDevice(cache.Ssd(), cache.Volume());
+    const std::string device = PlaceOf(cache.Ssd(), cache.Volume()).device;
     if (!device.empty()) {
         return LibraryFailure(
             fmt::format("the cache {} is up as {}, but not with its tuning", cache.Name(), device), outcome,
@@ -47,12 +47,13 @@ void LoadOne(const Cache& cache) {
     if (cache.IsUp()) {
         return;
     }
+    RequireKnownState(cache);
     CheckBefore(cache);
     const std::string ssd = cache.Ssd();
     const std::string volume = cache.Volume();
     const Outcome outcome =
         Uninterrupted([&] { return VEMOFlashCacheLoad(ssd.c_str(), volume.c_str(), nullptr, 0); });
-    if (!RunningDevice(ssd, volume).empty()) {
+    if (!PlaceOf(ssd, volume).device.empty()) {
         MarkLoaded(cache.Name(), true);
     }
     if (outcome.result != 0) {
@@ -94,8 +95,8 @@ void LoadAll(Context& context, const Inventory& inventory) {
 
 void Load(Context& context, const Options& options) {
     if (options.cache.empty() && !options.all) {
-        throw Failure{"wrong usage", "CACHE or --all is required", "vemocachectl load --help",
-                      std::nullopt, FailureKind::kUsage};
+        throw Failure{"wrong usage", "CACHE or --all is required", "vemocachectl load --help", std::nullopt,
+                      FailureKind::kUsage};
     }
     const LifecycleLock lock;
     Inventory inventory = TakeInventory();

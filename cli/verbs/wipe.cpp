@@ -45,6 +45,7 @@ void Wipe(const Context& context, const Options& options) {
     if (inventory.configError) {
         Note(inventory.configError->what + ": whether a configured cache lies on the SSD is not known");
     }
+    RequireAllKnown(inventory, fmt::format("the SSD {} is free", options.ssd));
     RequireNoCache(inventory, options.ssd);
     RequireUnused(options.ssd, "SSD");
     RequireConsent({LossOf(inventory, options.ssd), "--discard-metadata"}, options.discardMetadata,

@@ -12,6 +12,7 @@
 #include <sys/sysmacros.h>
 #include <sys/un.h>
 #include <sys/wait.h>
+#include <algorithm>
 
 #include <chrono>
 #include <filesystem>
@@ -64,6 +65,7 @@ class Init {
     void ShutDown();
 
   private:
+    void AddDisk(std::vector<Disk>& disks, const std::string& name, uint64_t size);
     void AddDisks(std::vector<Disk>& disks);
     void StartKernel(std::vector<Disk> disks);
     [[noreturn]] void BeKernel(std::vector<Disk> disks, UniqueFd fuse, UniqueFd requests);
@@ -103,19 +105,27 @@ void Init::Boot(int launcher) {
     ownMounts_ = {points.begin(), points.end()};
 }
 
+void Init::AddDisk(std::vector<Disk>& disks, const std::string& name, uint64_t size) {
+    const std::string path = "/dev/" + name;
+    // The volumes of the numbered pairs have kept their bytes under the last part of their names.
+    std::string fileName = name.starts_with("vg1/volume_") ? name.substr(4) : name;
+    std::replace(fileName.begin(), fileName.end(), '/', '_');
+    UniqueFd file = state_.OpenDisk(fileName, size);
+    UniqueFd kernelFile(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
+    const int node = devices_->AddDisk(path, std::move(file));
+    disks.emplace_back(path, std::move(kernelFile), UniqueFd(fcntl(node, F_DUPFD_CLOEXEC, 0)));
+}
+
 void Init::AddDisks(std::vector<Disk>& disks) {
     constexpr unsigned kFirstSsd = 3;
     for (unsigned i = 0; i < options_.pairs; ++i) {
-        const std::string ssd = "md" + std::to_string(kFirstSsd + i);
-        const std::string volume = "volume_" + std::to_string(1 + i);
-        for (const auto& [path, name, size] :
-             {std::tuple("/dev/" + ssd, ssd, options_.ssdBytes),
-              std::tuple("/dev/vg1/" + volume, volume, options_.volumeBytes)}) {
-            UniqueFd file = state_.OpenDisk(name, size);
-            UniqueFd kernelFile(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
-            const int node = devices_->AddDisk(path, std::move(file));
-            disks.emplace_back(path, std::move(kernelFile), UniqueFd(fcntl(node, F_DUPFD_CLOEXEC, 0)));
-        }
+        AddDisk(disks, "md" + std::to_string(kFirstSsd + i), options_.ssdBytes);
+        AddDisk(disks, "vg1/volume_" + std::to_string(1 + i), options_.volumeBytes);
+    }
+    for (const auto& names : options_.namedPairs) {
+        const auto plus = names.find('+');
+        AddDisk(disks, names.substr(0, plus), options_.ssdBytes);
+        AddDisk(disks, names.substr(plus + 1), options_.volumeBytes);
     }
 }
 

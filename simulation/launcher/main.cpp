@@ -51,6 +51,16 @@ void AddOptions(CLI::App& app, Options& options) {
     app.add_option("--pairs", options.pairs, "Number of pairs of SSD and volume")
         ->check(CLI::Range(1, 64))
         ->capture_default_str();
+    app.add_option("--pair", options.namedPairs,
+                   "A further pair by its names below /dev, such as md30+vg1/volume_10 (may be repeated)")
+        ->allow_extra_args(false)
+        ->check([](const std::string& names) {
+            const auto plus = names.find('+');
+            return plus == std::string::npos || plus == 0 || plus + 1 == names.size() ||
+                           names.find("..") != std::string::npos
+                       ? std::string("a pair is SSD+VOLUME, such as md30+vg1/volume_10")
+                       : std::string();
+        });
     app.add_option("--ssd-size", options.ssdBytes, "Size of a new SSD, such as 256M (default 1G)")
         ->transform(size);
     app.add_option("--volume-size", options.volumeBytes, "Size of a new volume (default 1G)")

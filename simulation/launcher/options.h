@@ -8,8 +8,9 @@ namespace simulation {
 
 /** What to boot. */
 struct Options {
-    std::string stateFolder;  // "": nothing is kept
-    unsigned pairs = 1;       // of SSD and volume
+    std::string stateFolder;              // "": nothing is kept
+    unsigned pairs = 1;                   // of SSD and volume
+    std::vector<std::string> namedPairs;  // further ones, each "md30+vg1/volume_10": names below /dev
     uint64_t ssdBytes = 1ULL << 30;
     uint64_t volumeBytes = 1ULL << 30;
     uint64_t cleanRate = 0;  // blocks per second, 0: as fast as it goes

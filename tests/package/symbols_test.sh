@@ -38,7 +38,7 @@ Same() {
 Same "header and map" "$(HeaderNames)" "$(MapNames | sed 's/@@.*//')"
 Same "map and library" "$(MapNames)" "$(LibraryNames)"
 
-readonly mayNeed='lib(vemo(core|sdk|sysnotify)|stdc\+\+|c|m)\.so\.6|libgcc_s\.so\.1'
+readonly mayNeed='lib(vemo(core|sdk|sysnotify)|stdc\+\+|c|m)\.so\.6|libgcc_s\.so\.1|ld-linux-x86-64\.so\.2'
 dynamic=$(readelf --dynamic --wide "$library")
 segments=$(readelf --program-headers --wide "$library")
 grep -q 'SONAME.*\[libvemoflashcache\.so\.1\]' <<<"$dynamic" ||

@@ -1,0 +1,129 @@
+#include "caches/running.h"
+
+#include <fmt/format.h>
+#include <glob.h>
+
+#include <array>
+#include <cstdio>
+#include <memory>
+
+#include "platform/vemocore.h"
+#include "support/device.h"
+
+namespace cli {
+namespace {
+
+constexpr const char* kDevicePattern = "/dev/mapper/cachedev*";
+constexpr const char* kTableTool = "/sbin/dmsetup";
+
+std::vector<std::string> DevicePaths() {
+    std::vector<std::string> paths;
+    glob_t found{};
+    if (glob(kDevicePattern, 0, nullptr, &found) == 0) {
+        paths.assign(found.gl_pathv, found.gl_pathv + found.gl_pathc);
+    }
+    globfree(&found);
+    return paths;
+}
+
+std::string TableOf(const std::string& device) {
+    const std::unique_ptr<FILE, int (*)(FILE*)> stream(
+        VLIBCPopen(kTableTool, "r", "table", device.c_str(), static_cast<char*>(nullptr)), VLIBCPclose);
+    std::string table;
+    std::array<char, 4096> buffer{};
+    while (stream) {
+        const std::size_t size = std::fread(buffer.data(), 1, buffer.size(), stream.get());
+        if (size == 0) {
+            break;
+        }
+        table.append(buffer.data(), size);
+    }
+    return table;
+}
+
+// The text in the parentheses that follow `label`, which `rest` loses with all before its end.
+std::optional<std::string> TakeBracketed(std::string_view& rest, std::string_view label) {
+    const auto at = rest.find(label);
+    const auto open = at == std::string_view::npos ? at : rest.find('(', at);
+    const auto close = open == std::string_view::npos ? open : rest.find(')', open);
+    if (close == std::string_view::npos) {
+        return std::nullopt;
+    }
+    const std::string text(rest.substr(open + 1, close - open - 1));
+    rest.remove_prefix(close);
+    return text;
+}
+
+std::optional<std::int32_t> ModeOf(const std::optional<std::string>& text) {
+    if (text == "WRITE_BACK") {
+        return FLASHCACHE_WRITE_BACK;
+    }
+    if (text == "WRITE_THROUGH") {
+        return FLASHCACHE_WRITE_THRU;
+    }
+    if (text == "WRITE_AROUND") {
+        return FLASHCACHE_WRITE_AROUND;
+    }
+    return std::nullopt;
+}
+
+RunningCache Look(const std::string& device) {
+    RunningCache cache;
+    cache.device = device;
+    FLASHCACHE_STAT_SEARCH search{};
+    search.type = FLASHCACHE_SEARCH_BY_CACHE_DEV_PATH;
+    search.CacheDevPath = cache.device.c_str();
+    FLASHCACHE_STAT* stat = nullptr;
+    const Outcome outcome = Attempt([&] { return VEMOFlashCacheStatGet(&search, &stat); });
+    cache.stat.reset(stat);
+    cache.statError = outcome.slot;
+    if (cache.stat) {
+        cache.pair = Pair{cache.stat->SSDDevPath, cache.stat->SpacePath, cache.stat->WriteMode};
+    } else {
+        cache.pair = PairIn(TableOf(device));
+    }
+    return cache;
+}
+
+}  // namespace
+
+std::optional<Pair> PairIn(std::string_view table) {
+    auto ssd = TakeBracketed(table, "\tssd dev");
+    auto volume = TakeBracketed(table, "disk dev");
+    if (!ssd || !volume || ssd->empty() || volume->empty()) {
+        return std::nullopt;
+    }
+    return Pair{std::move(*ssd), std::move(*volume), ModeOf(TakeBracketed(table, "cache mode"))};
+}
+
+std::vector<RunningCache> RunningCaches() {
+    std::vector<RunningCache> running;
+    for (const auto& device : DevicePaths()) {
+        // A plain file of that name is no cache device.
+        if (IsBlockDevice(device)) {
+            running.push_back(Look(device));
+        }
+    }
+    return running;
+}
+
+Place PlaceOf(const std::string& ssd, const std::string& volume) {
+    Place place{"", true};
+    for (const auto& cache : RunningCaches()) {
+        if (!cache.pair) {
+            place.isKnown = false;
+        } else if (SameDevice(cache.pair->ssd, ssd) && SameDevice(cache.pair->volume, volume)) {
+            return {cache.device, true};
+        }
+    }
+    return place;
+}
+
+std::string LibraryFinds(const std::string& path) {
+    std::array<char, 64> device{};
+    const int found =
+        VEMOFlashcacheGetCachePath(path.c_str(), device.data(), static_cast<int>(device.size()));
+    return found == 1 ? device.data() : "";
+}
+
+}  // namespace cli
