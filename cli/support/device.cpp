@@ -48,11 +48,27 @@ std::optional<dev_t> DeviceNumber(const std::string& path) {
     return status.st_rdev;
 }
 
-// A cache's superblock begins the device; blkid does not know it.
-bool BeginsBlank(int fd) {
-    std::array<char, 4096> head{};
-    const ssize_t size = pread(fd, head.data(), head.size(), 0);
-    return size <= 0 || std::all_of(head.begin(), head.begin() + size, [](char c) { return c == 0; });
+bool IsZero(int fd, std::uint64_t offset, std::vector<char>& buffer) {
+    const ssize_t size = pread(fd, buffer.data(), buffer.size(), static_cast<off_t>(offset));
+    return size >= 0 && std::all_of(buffer.begin(), buffer.begin() + size, [](char c) { return c == 0; });
+}
+
+// Looks at both ends and at samples over all of the device: what is used at all shows in some of them. A
+// part that cannot be read is not blank.
+bool LooksBlank(int fd, std::uint64_t size) {
+    constexpr std::uint64_t kEnd = 1024 * 1024;
+    constexpr std::uint64_t kSamples = 256;
+    std::vector<char> ends(kEnd);
+    if (!IsZero(fd, 0, ends) || !IsZero(fd, size > kEnd ? size - kEnd : 0, ends)) {
+        return false;
+    }
+    std::vector<char> sample(64 * 1024);
+    for (std::uint64_t i = 1; i < kSamples; ++i) {
+        if (!IsZero(fd, size / kSamples * i, sample)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 bool HasOpen(const fs::path& process, const std::string& device) {
@@ -124,34 +140,40 @@ bool IsHeld(const std::string& path) {
 }
 
 std::string Content(const std::string& path) {
+    constexpr const char* kUnreadable = "something that cannot be read";
     const Descriptor device(path, O_RDONLY);
     const std::unique_ptr<blkid_struct_probe, void (*)(blkid_probe)> probe(blkid_new_probe(),
                                                                            blkid_free_probe);
-    if (device.Get() < 0 || !probe || blkid_probe_set_device(probe.get(), device.Get(), 0, 0) != 0) {
-        return "";
+    const auto size = DeviceSize(path);
+    if (device.Get() < 0 || !size || !probe || blkid_probe_set_device(probe.get(), device.Get(), 0, 0) != 0) {
+        return kUnreadable;
     }
+    constexpr int kAmbivalent = -2;
     blkid_probe_enable_partitions(probe.get(), 1);
-    if (blkid_do_safeprobe(probe.get()) == 0) {
-        const char* name = nullptr;
-        if (blkid_probe_lookup_value(probe.get(), "TYPE", &name, nullptr) == 0) {
-            return fmt::format("a known format ({})", name);
-        }
-        if (blkid_probe_lookup_value(probe.get(), "PTTYPE", &name, nullptr) == 0) {
-            return fmt::format("a partition table ({})", name);
-        }
+    const int found = blkid_do_safeprobe(probe.get());
+    if (found == kAmbivalent) {
+        return "more than one known format";
     }
-    return BeginsBlank(device.Get()) ? "" : "data of an unknown format";
+    const char* name = nullptr;
+    if (found == 0 && blkid_probe_lookup_value(probe.get(), "TYPE", &name, nullptr) == 0) {
+        return fmt::format("a known format ({})", name);
+    }
+    if (found == 0 && blkid_probe_lookup_value(probe.get(), "PTTYPE", &name, nullptr) == 0) {
+        return fmt::format("a partition table ({})", name);
+    }
+    return LooksBlank(device.Get(), *size) ? "" : "data of an unknown format";
 }
 
 void RequireBlockDevice(const std::string& path, const std::string& role) {
     if (!path.starts_with("/dev/")) {
         throw Failure{fmt::format("{} is no device path", path),
-                      fmt::format("the {} must be given as a path under /dev/", role), ""};
+                      fmt::format("the {} must be given as a path under /dev/", role), "", std::nullopt,
+                      FailureKind::kRefused};
     }
     if (!IsBlockDevice(path)) {
         throw Failure{fmt::format("the {} {} is not there", role, path),
                       fs::exists(path) ? "it is not a block device" : "no such device exists",
-                      "check the path; lsblk lists the block devices"};
+                      "check the path; lsblk lists the block devices", std::nullopt, FailureKind::kNotFound};
     }
 }
 
@@ -159,12 +181,13 @@ void RequireUnused(const std::string& path, const std::string& role) {
     const auto mounts = MountPoints(path);
     if (!mounts.empty()) {
         throw Failure{fmt::format("the {} {} is in use", role, path),
-                      fmt::format("it is mounted on {}", fmt::join(mounts, ", ")), "unmount it first"};
+                      fmt::format("it is mounted on {}", fmt::join(mounts, ", ")), "unmount it first",
+                      std::nullopt, FailureKind::kInUse};
     }
     if (IsHeld(path)) {
         throw Failure{fmt::format("the {} {} is in use", role, path),
                       "another device or program holds it exclusively",
-                      "release it first; lsblk shows what lies on it"};
+                      "release it first; lsblk shows what lies on it", std::nullopt, FailureKind::kInUse};
     }
 }
 

@@ -25,7 +25,8 @@ std::vector<std::string> Holders(const std::string& path);
 // Whether something holds the device exclusively: a mount, another device on top of it, ...
 bool IsHeld(const std::string& path);
 
-// What a device holds, such as "a file system (ext4)"; empty when its beginning is blank.
+// What a device holds, such as "a known format (ext4)"; empty when it looks blank: nothing known, and nothing
+// but zeros at both ends and in samples over all of it.
 std::string Content(const std::string& path);
 
 // Throws a Failure unless `path` names a block device under "/dev/"; `role` is "SSD" or "volume".

@@ -51,7 +51,8 @@ void RequireFree(const Inventory& inventory, const std::string& path, const std:
             throw Failure{fmt::format("the {} {} belongs to the cache {}", role, path, cache.Name()),
                           cache.IsUp() ? fmt::format("it runs as {}", cache.device)
                                        : "it is configured, but not loaded",
-                          fmt::format("vemocachectl status {} tells more about it", cache.Name())};
+                          fmt::format("vemocachectl status {} tells more about it", cache.Name()),
+                          std::nullopt, FailureKind::kInUse};
         }
     }
     RequireUnused(path, role);
@@ -61,7 +62,8 @@ void CheckDevices(const Options& options, const Inventory& inventory) {
     RequireBlockDevice(options.ssd, "SSD");
     RequireBlockDevice(options.volume, "volume");
     if (SameDevice(options.ssd, options.volume)) {
-        throw Failure{"SSD and volume are one device", fmt::format("both are {}", options.ssd), ""};
+        throw Failure{"SSD and volume are one device", fmt::format("both are {}", options.ssd), "",
+                      std::nullopt, FailureKind::kRefused};
     }
     RequireFree(inventory, options.ssd, "SSD");
     RequireFree(inventory, options.volume, "volume");
@@ -71,16 +73,24 @@ void CheckDevices(const Options& options, const Inventory& inventory) {
     }
 }
 
+std::uint64_t BlockSize(const Options& options) {
+    return kFormats.at(options.format) == FLASHCACHE_VERSION_NEW ? 64 * 1024 : 4 * 1024;
+}
+
 std::uint64_t SizeFor(const Options& options) {
     const std::uint64_t available = DeviceSize(options.ssd).value_or(0);
     const std::uint64_t size = options.size.bytes == 0 ? available : options.size.bytes;
     if (size > available) {
         throw Failure{fmt::format("a cache of {} does not fit", HumanSize(size)),
                       fmt::format("the SSD {} has {}", options.ssd, HumanSize(available)),
-                      "name a smaller --size"};
+                      "name a smaller --size", std::nullopt, FailureKind::kRefused};
     }
-    if (size < 1024) {
-        throw Failure{"a cache of less than 1 KiB cannot be", "", "name a larger --size"};
+    const std::uint64_t smallest = BlockSize(options);
+    if (size < smallest) {
+        throw Failure{fmt::format("a cache of {} is too small", HumanSize(size)),
+                      fmt::format("the format {} has blocks of {}, and one must fit; the SSD {} has {}",
+                                  options.format, HumanSize(smallest), options.ssd, HumanSize(available)),
+                      "name a larger --size", std::nullopt, FailureKind::kRefused};
     }
     return size;
 }

@@ -14,25 +14,42 @@ struct Knob {
     FLASHCACHE_SYSCTL number;
     const char* name;
     const char* meaning;
+    Range range = {0, INT32_MAX};
 };
+
+constexpr Range kSwitch = {0, 1};
 
 constexpr std::array kKnobs = {
     Knob{FLASHCACHE_SYSCTL_FALLOW_DELAY, "fallow_delay", "seconds before an idle dirty block is cleaned"},
-    Knob{FLASHCACHE_SYSCTL_FALLOW_CLEAN_SPEED, "fallow_clean_speed",
-         "how fast idle dirty blocks are cleaned"},
-    Knob{FLASHCACHE_SYSCTL_CACHE_ALL, "cache_all", "1: new blocks enter the cache"},
-    Knob{FLASHCACHE_SYSCTL_FAST_REMOVE, "fast_remove", "1: removal leaves dirty blocks on the SSD"},
-    Knob{FLASHCACHE_SYSCTL_ZERO_STATS, "zero_stats", "1: sets the counters to 0"},
-    Knob{FLASHCACHE_SYSCTL_RECLAIM_POLICY, "reclaim_policy", "0: fifo, 1: lru"},
-    Knob{FLASHCACHE_SYSCTL_PID_EXPIRY_SECS, "pid_expiry_secs", "seconds that a process stays listed"},
-    Knob{FLASHCACHE_SYSCTL_MAX_PIDS, "max_pids", "most processes listed"},
-    Knob{FLASHCACHE_SYSCTL_DO_PID_EXPIRY, "do_pid_expiry", "1: listed processes expire"},
-    Knob{FLASHCACHE_SYSCTL_MAX_CLEAN_IOS_SET, "max_clean_ios_set", "cleaning writes at once in a set"},
-    Knob{FLASHCACHE_SYSCTL_MAX_CLEAN_IOS_TOTAL, "max_clean_ios_total", "cleaning writes at once in all"},
-    Knob{FLASHCACHE_SYSCTL_DIRTY_THRESH_PCT, "dirty_thresh_pct", "percent of a set that may be dirty"},
-    Knob{FLASHCACHE_SYSCTL_STOP_SYNC, "stop_sync", "1: stops a running sync"},
-    Knob{FLASHCACHE_SYSCTL_DO_SYNC, "do_sync", "1: writes all dirty blocks back"},
-    Knob{FLASHCACHE_SYSCTL_IO_LATENCY_HIST, "io_latency_hist", "1: counts I/O by latency"},
+    Knob{FLASHCACHE_SYSCTL_FALLOW_CLEAN_SPEED,
+         "fallow_clean_speed",
+         "how fast idle dirty blocks are cleaned",
+         {1, 100}},
+    Knob{FLASHCACHE_SYSCTL_CACHE_ALL, "cache_all", "1: new blocks enter the cache", kSwitch},
+    Knob{FLASHCACHE_SYSCTL_FAST_REMOVE, "fast_remove", "1: removal leaves dirty blocks on the SSD", kSwitch},
+    Knob{FLASHCACHE_SYSCTL_ZERO_STATS, "zero_stats", "1: sets the counters to 0", kSwitch},
+    Knob{FLASHCACHE_SYSCTL_RECLAIM_POLICY, "reclaim_policy", "0: fifo, 1: lru", kSwitch},
+    Knob{FLASHCACHE_SYSCTL_PID_EXPIRY_SECS,
+         "pid_expiry_secs",
+         "seconds that a process stays listed",
+         {1, INT32_MAX}},
+    Knob{FLASHCACHE_SYSCTL_MAX_PIDS, "max_pids", "most processes listed", {1, INT32_MAX}},
+    Knob{FLASHCACHE_SYSCTL_DO_PID_EXPIRY, "do_pid_expiry", "1: listed processes expire", kSwitch},
+    Knob{FLASHCACHE_SYSCTL_MAX_CLEAN_IOS_SET,
+         "max_clean_ios_set",
+         "cleaning writes at once in a set",
+         {1, INT32_MAX}},
+    Knob{FLASHCACHE_SYSCTL_MAX_CLEAN_IOS_TOTAL,
+         "max_clean_ios_total",
+         "cleaning writes at once in all",
+         {1, INT32_MAX}},
+    Knob{FLASHCACHE_SYSCTL_DIRTY_THRESH_PCT,
+         "dirty_thresh_pct",
+         "percent of a set that may be dirty",
+         {0, 100}},
+    Knob{FLASHCACHE_SYSCTL_STOP_SYNC, "stop_sync", "1: stops a running sync", kSwitch},
+    Knob{FLASHCACHE_SYSCTL_DO_SYNC, "do_sync", "1: writes all dirty blocks back", kSwitch},
+    Knob{FLASHCACHE_SYSCTL_IO_LATENCY_HIST, "io_latency_hist", "1: counts I/O by latency", kSwitch},
     Knob{FLASHCACHE_SYSCTL_SKIP_SEQ_THRESH_KB, "skip_seq_thresh_kb",
          "KiB from which sequential I/O bypasses it, 0: never"},
 };
@@ -101,10 +118,19 @@ void Get(Context& context, const Options& options) {
     Print(answer, context.json);
 }
 
+void RequireInRange(const Knob& knob, std::int32_t value) {
+    if (value < knob.range.lowest || value > knob.range.highest) {
+        throw Failure{fmt::format("{} is no value for the knob {}", value, knob.name), knob.meaning,
+                      fmt::format("name a value from {} to {}", knob.range.lowest, knob.range.highest),
+                      std::nullopt, FailureKind::kUsage};
+    }
+}
+
 void Set(Context& context, const Options& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindWithPair(inventory, options.cache);
     const Knob& knob = Named(options.knob);
+    RequireInRange(knob, options.value);
     const Outcome outcome = Attempt([&] {
         return VEMOFlashCacheDoSysctlSet(knob.number, options.value, cache.Ssd().c_str(),
                                          cache.Volume().c_str());

@@ -78,7 +78,7 @@ TEST(Refusal, OfLossWithoutConsent) {
     CreateCache();
     Fault("cleaning", "pause");
     ASSERT_EQ(RunProgram(
-                  {"dd", "if=/dev/urandom", "of=/dev/mapper/cachedev_0", "bs=64k", "count=5", "oflag=direct"})
+                  {"dd", "if=/dev/urandom", "of=/dev/mapper/cachedev_0", "bs=64K", "count=5", "oflag=direct"})
                   .code,
               0);
     const std::vector<Refusal> running = {
@@ -131,6 +131,38 @@ TEST(Refusal, OfADeviceInUse) {
     ASSERT_EQ(RunProgram({"umount", "/volume1"}).code, 0);
     EXPECT_EQ(Tool({"unload", "cachedev_0"}).code, 0);
     EXPECT_EQ(Tool({"unload", "cachedev_0"}).code, 1);
+}
+
+TEST(Refusal, OfAnSsdThatOnlyBeginsBlank) {
+    for (const char* place : {"100K", "511M", "1015M"}) {
+        const std::string at = std::string("seek=") + place;
+        ASSERT_EQ(RunProgram(
+                      {"dd", "if=/dev/urandom", "of=/dev/md3", "bs=64K", "count=128", "oflag=seek_bytes", at})
+                      .code,
+                  0);
+        const Ran ran = Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "32M", "--json"});
+        EXPECT_EQ(ran.code, 1) << place;
+        EXPECT_THAT(ran.err + ran.out, HasSubstr("--discard-content")) << place;
+        ASSERT_EQ(
+            RunProgram({"dd", "if=/dev/zero", "of=/dev/md3", "bs=64K", "count=128", "oflag=seek_bytes", at})
+                .code,
+            0);
+    }
+    EXPECT_EQ(Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "32M"}).code, 0);
+}
+
+TEST(Refusal, TellsTheLimits) {
+    EXPECT_THAT(Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "16K"}).err,
+                HasSubstr("blocks of 64.0 KiB"));
+    EXPECT_THAT(Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "2T"}).err,
+                HasSubstr("has 1.0 GiB"));
+    CreateCache();
+    for (const auto& [knob, value] :
+         {std::pair{"dirty_thresh_pct", "101"}, {"cache_all", "2"}, {"fallow_delay", "-1"}}) {
+        const Ran ran = Tool({"knob", "set", "cachedev_0", knob, "--", value});
+        EXPECT_EQ(ran.code, 2) << knob;
+        EXPECT_THAT(ran.err, HasSubstr("name a value from 0 to")) << knob;
+    }
 }
 
 }  // namespace
