@@ -110,7 +110,9 @@ void AddStateProblems(std::vector<std::string>& problems, const Cache& cache) {
 
 std::vector<std::string> ProblemsOfRunning(const Cache& cache) {
     std::vector<std::string> problems;
-    if (cache.entry == nullptr) {
+    if (cache.entryIsUnknown) {
+        problems.emplace_back("whether it is configured is not known: the configuration is damaged");
+    } else if (cache.entry == nullptr) {
         problems.emplace_back("not configured: it cannot be loaded after a restart");
     } else if (cache.entry->CreateCritSection != 0) {
         problems.emplace_back("its creation did not finish");
@@ -238,7 +240,8 @@ void AddConfigured(Record& record, const Cache& cache) {
     const auto* entry = cache.entry;
     record.fields.insert(
         record.fields.end(),
-        {{"configured", "Configured", entry != nullptr, Format::kPlain, true},
+        {{"configured", "Configured", cache.entryIsUnknown ? Value() : Value(entry != nullptr),
+          Format::kPlain, true},
          {"mount_path", "Mount path", entry == nullptr ? Value() : Text(entry->ReferencePath)},
          {"configured_write_mode", "Configured mode",
           entry == nullptr ? Value() : WriteModeText(entry->Policy.WriteMode)},

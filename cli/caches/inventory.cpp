@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
 #include <memory>
 
+#include "caches/config_damage.h"
 #include "support/device.h"
 
 namespace cli {
@@ -25,8 +27,19 @@ void ReadEntries(Inventory& inventory) {
     if (outcome.result < 0) {
         inventory.configError = LibraryFailure(
             "the configuration cannot be read", outcome,
-            "look at /usr/vemo/etc/flashcache.conf; a section without keys makes all of it unreadable");
+            fmt::format("look at {}; a section without keys makes all of it unreadable", kConfigPath));
         inventory.configError->kind = FailureKind::kConfiguration;
+    }
+}
+
+// The library passes over what it does not understand.
+void LookForDamage(Inventory& inventory) {
+    std::ifstream file(kConfigPath);
+    if (const auto damage = FindDamage(file)) {
+        inventory.configDamage = Failure{
+            fmt::format("the configuration is damaged at line {} of {}", damage->line, kConfigPath),
+            damage->why + "; entries may be missing", "mend the line, or restore the file from a backup",
+            std::nullopt, FailureKind::kConfiguration};
     }
 }
 
@@ -86,6 +99,7 @@ std::optional<std::int32_t> Cache::Mode() const {
 Inventory TakeInventory() {
     Inventory inventory;
     ReadEntries(inventory);
+    LookForDamage(inventory);
     std::vector<RunningCache> running = RunningCaches();
     const bool allKnown =
         std::all_of(running.begin(), running.end(), [](const auto& one) { return one.pair.has_value(); });
@@ -104,8 +118,26 @@ Inventory TakeInventory() {
     }
     for (auto& one : running) {
         inventory.caches.push_back(TakeUp(one));
+        inventory.caches.back().entryIsUnknown = inventory.ConfigProblem() != nullptr;
     }
     return inventory;
+}
+
+const Failure* Inventory::ConfigProblem() const {
+    return configDamage  ? &*configDamage
+           : configError ? &*configError
+                         : nullptr;  // the one with a line first
+}
+
+void RequireWholeConfig(const Inventory& inventory) {
+    if (const Failure* problem = inventory.ConfigProblem()) {
+        throw Failure(*problem);
+    }
+}
+
+std::string ConfigRemark(const Inventory& inventory) {
+    const Failure* problem = inventory.ConfigProblem();
+    return problem == nullptr ? "" : fmt::format("{}: {}; {}", problem->what, problem->why, problem->next);
 }
 
 void RequireAllKnown(const Inventory& inventory, const std::string& what) {
@@ -136,8 +168,8 @@ Cache& Find(Inventory& inventory, const std::string& name) {
             found.push_back(&cache);
         }
     }
-    if (found.empty() && inventory.configError) {
-        throw Failure(*inventory.configError);
+    if (found.empty()) {
+        RequireWholeConfig(inventory);
     }
     if (found.empty()) {
         throw Failure{fmt::format("there is no cache {}", name),

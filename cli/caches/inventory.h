@@ -17,8 +17,9 @@ struct Cache {
     std::string device;  // "/dev/mapper/cachedev_N" when up, else empty
     StatList stat;       // nothing when not up, or when its status cannot be read
     ErrorSlot statError;
-    std::optional<Pair> pair;  // of the device that is up, when its table can be read
-    bool mayBeUp = false;      // some device cannot be asked which cache it is, and it may be this one
+    std::optional<Pair> pair;     // of the device that is up, when its table can be read
+    bool entryIsUnknown = false;  // there is none, but the configuration is damaged
+    bool mayBeUp = false;         // some device cannot be asked which cache it is, and it may be this one
 
     [[nodiscard]] bool IsUp() const { return !device.empty(); }
     [[nodiscard]] std::string Name() const;  // of its entry, else of its device
@@ -30,11 +31,21 @@ struct Cache {
 
 struct Inventory {
     ConfigList entries;
-    std::optional<Failure> configError;  // why there are no entries
-    std::vector<Cache> caches;           // the configured ones first, in the file's order
+    std::optional<Failure> configError;   // why there are no entries
+    std::optional<Failure> configDamage;  // why there may be too few
+    std::vector<Cache> caches;            // the configured ones first, in the file's order
+
+    // What is wrong with the configuration; nullptr: nothing.
+    [[nodiscard]] const Failure* ConfigProblem() const;
 };
 
 Inventory TakeInventory();
+
+// Throws what is wrong with the configuration, if anything is.
+void RequireWholeConfig(const Inventory& inventory);
+
+// The same as a sentence for an answer that is given all the same; empty: nothing is wrong.
+std::string ConfigRemark(const Inventory& inventory);
 
 // Throws a Failure when some running device cannot be told from the caches that `what` would harm: "the SSD
 // /dev/md3 could be wiped", ...

@@ -14,6 +14,9 @@ Answer One(std::string key, Record record, std::string headline) {
 }
 
 void Print(const Answer& answer, bool json) {
+    if (!json && !answer.remark.empty()) {
+        Note(answer.remark);
+    }
     fmt::print("{}", json ? JsonOf(answer) : TextOf(answer));
     std::fflush(stdout);  // who follows a flush reads line by line
 }

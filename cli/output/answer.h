@@ -22,6 +22,7 @@ struct Answer {
     std::string headline;                        // text: a sentence above them; may be empty
     std::string whenNone;                        // text: said in place of no records
     std::optional<Record> total = std::nullopt;  // of all records; JSON: "total"
+    std::string remark = {};  // what keeps it from being the whole truth; text: a note; JSON: "remark"
 };
 
 // An answer of one record.

@@ -56,6 +56,9 @@ std::string JsonOf(const Answer& answer) {
     if (answer.total) {
         object["total"] = ToJson(*answer.total);
     }
+    if (!answer.remark.empty()) {
+        object["remark"] = answer.remark;
+    }
     return Dump(object);
 }
 

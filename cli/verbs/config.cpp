@@ -38,6 +38,7 @@ void List(Context& context, const Options&) {
     for (const auto* entry = inventory.entries.get(); entry != nullptr; entry = entry->Next) {
         answer.records.push_back(EntrySummary(*entry));
     }
+    answer.remark = ConfigRemark(inventory);
     Print(answer, context.json);
 }
 
@@ -50,6 +51,7 @@ void Show(Context& context, const Options& options) {
 void Remove(Context& context, const Options& options) {
     const LifecycleLock lock;
     Inventory inventory = Configured();
+    RequireWholeConfig(inventory);
     const Cache& cache = FindEntry(inventory, options.entry);
     if (cache.IsUp()) {
         throw Failure{

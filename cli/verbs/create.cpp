@@ -104,7 +104,7 @@ std::string KernelName(const std::string& ssd, const std::string& volume) {
 // The kernel goes by the last parts of the two paths: no two caches can share them, and the library cannot
 // describe a cache for which they are too long.
 void RequireNameOfItsOwn(const Options& options, const Inventory& inventory) {
-    constexpr std::size_t kLongest = 30;  // 29 and the "+" between them
+    constexpr std::size_t kLongest = 29;  // 28 and the "+" between them
     const std::string name = KernelName(options.ssd, options.volume);
     if (name.size() > kLongest) {
         throw Failure{
@@ -223,9 +223,7 @@ void CreateWithEntry(const NewEntry& planned, const FLASHCACHE_CREATE_PARAM& par
 void Create(Context& context, const Options& options) {
     const LifecycleLock lock;
     Inventory inventory = TakeInventory();
-    if (inventory.configError) {
-        throw Failure(*inventory.configError);
-    }
+    RequireWholeConfig(inventory);
     RequireAllKnown(inventory, fmt::format("the SSD {} is free", options.ssd));
     CheckDevices(options, inventory);
     RequireNameOfItsOwn(options, inventory);

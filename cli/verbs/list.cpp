@@ -9,14 +9,11 @@ struct Options {};
 
 void List(const Context& context, const Options&) {
     const Inventory inventory = TakeInventory();
-    if (inventory.configError) {
-        Note("only running caches are listed: " + inventory.configError->what + "; " +
-             inventory.configError->next);
-    }
     Answer answer{"caches", Layout::kTable, {}, "", "There are no caches."};
     for (const auto& cache : inventory.caches) {
         answer.records.push_back(Summary(cache));
     }
+    answer.remark = ConfigRemark(inventory);
     Print(answer, context.json);
 }
 

@@ -89,6 +89,7 @@ void LoadAll(Context& context, const Inventory& inventory) {
             SetProblem(answer.records.back(), failure->second.what + ": " + failure->second.why);
         }
     }
+    answer.remark = ConfigRemark(after);
     Print(answer, context.json);
     context.failed = !failures.empty();
 }

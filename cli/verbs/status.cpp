@@ -16,13 +16,11 @@ void Status(const Context& context, const Options& options) {
         answer.records.push_back(Details(Find(inventory, name)));
     }
     if (options.caches.empty()) {
-        if (inventory.configError) {
-            Note("only running caches are shown: " + inventory.configError->what);
-        }
         for (const auto& cache : inventory.caches) {
             answer.records.push_back(Details(cache));
         }
     }
+    answer.remark = ConfigRemark(inventory);
     Print(answer, context.json);
 }
 

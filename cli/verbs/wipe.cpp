@@ -42,8 +42,8 @@ void Wipe(const Context& context, const Options& options) {
     RequireBlockDevice(options.ssd, "SSD");
     const LifecycleLock lock;
     const Inventory inventory = TakeInventory();
-    if (inventory.configError) {
-        Note(inventory.configError->what + ": whether a configured cache lies on the SSD is not known");
+    if (inventory.ConfigProblem() != nullptr && !context.json) {
+        Note("whether a configured cache lies on the SSD is not known: " + ConfigRemark(inventory));
     }
     RequireAllKnown(inventory, fmt::format("the SSD {} is free", options.ssd));
     RequireNoCache(inventory, options.ssd);

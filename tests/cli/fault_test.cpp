@@ -36,9 +36,37 @@ TEST(Fault, OfTheConfigurationLeavesRunningCachesListed) {
     std::ofstream("/usr/vemo/etc/flashcache.conf", std::ios::app) << "[empty]\n";
     const Ran list = Tool({"list", "--json"});
     EXPECT_EQ(list.code, 0);
-    EXPECT_THAT(list.err, HasSubstr("the configuration cannot be read"));
+    EXPECT_THAT(std::string(list.Json()["remark"]), HasSubstr("the configuration cannot be read"));
+    EXPECT_THAT(Tool({"list"}).err, HasSubstr("the configuration cannot be read"));
     EXPECT_EQ(list.Json()["caches"][0]["name"], "cachedev_0");
     EXPECT_EQ(Tool({"config", "list"}).code, 1);
+}
+
+TEST(Fault, OfALineOfTheConfigurationIsTold) {
+    CreateCache();
+    const struct {
+        const char* line;
+        const char* why;
+    } cases[] = {{"[md3", "header without"},
+                 {"rubbish", "neither a section"},
+                 {"\x01=2", "control characters"},
+                 {"[]", "without a name"}};
+    const std::string path = "/usr/vemo/etc/flashcache.conf";
+    ASSERT_EQ(RunProgram({"cp", path, "/usr/vemo/etc/good"}).code, 0);
+    for (const auto& one : cases) {
+        std::ofstream(path) << one.line << "\n";
+        const Ran list = Tool({"list"});
+        EXPECT_THAT(list.err, HasSubstr("damaged at line 1 of")) << one.line;
+        EXPECT_THAT(list.err, HasSubstr(one.why)) << one.line;
+        const auto row = Answer({"list"});
+        EXPECT_THAT(std::string(row["remark"]), HasSubstr("line 1"));
+        EXPECT_THAT(row["caches"][0]["problem"], HasSubstr("whether it is configured is not known"));
+        EXPECT_EQ(Tool({"status", "md3+volume_1", "--json"}).Json()["error"]["kind"], "configuration");
+        EXPECT_EQ(Tool({"create", "/dev/md4", "/dev/vg1/volume_2", "--json"}).Json()["error"]["kind"],
+                  "configuration");
+    }
+    ASSERT_EQ(RunProgram({"cp", "/usr/vemo/etc/good", path}).code, 0);
+    EXPECT_TRUE(Answer({"list"})["remark"].is_null());
 }
 
 TEST(Fault, OfAMissingDeviceIsTold) {
