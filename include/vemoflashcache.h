@@ -10,9 +10,8 @@
  *     Two that look for a name may choose the same, and one may remove the modules that another just loaded.
  *     Nothing here keeps them apart; the callers must.
  *   - A FLUSH IS CANCELLED BY WHOEVER WRITES AN OLDER RECORD BACK: its only channel is the text FlushState of
- *     the configuration entry. To read an entry, change it and write it is not one step; of two callers who
- * do it at once, one loses its change. Leave FlushState as it was read, and write no entry while it is
- * flushed.
+ *     the configuration entry. To read an entry, change it and write it is not one step: of two callers who
+ *     do so at once, one loses its change. Write no entry of a cache that is being flushed.
  *   - VEMOFlashcacheGetCachePath, and with it VEMOFlashCacheStatGet by SSD or space path and
  *     VEMOFlashCacheExpand, COMPARE BEGINNINGS: for "/dev/md2" they may answer with the cache on "/dev/md20".
  *     Compare the paths of the answer before acting on it.
@@ -41,26 +40,28 @@
  *             of a new section, FlashcacheDoStatistics, VEMOFlashCacheCreate), and one that fails without
  *             a code leaves the one from before. None of these calls clears the slot. To tell a
  *             fresh code from a stale one, put a code of your own there before the call, with the core
- * library's void VLIBCErrSetEx(int code, const char *file, int line); or call from a thread of its own, whose
- * slot begins with 0. Threads.    Any thread may call, but see above for lifecycle operations, and
+ *             library's "void VLIBCErrSetEx(int code, const char *file, int line)"; or call from a new
+ *             thread, whose slot begins with 0.
+ * Threads.    Any thread may call, but see above for lifecycle operations, and
  *             VEMOFlashCacheSupportSSDUpdate.
  * Programs.   Most calls run programs and wait for them without a limit; each section says which. They need
  *             their exit status: the process must not ignore SIGCHLD, nor wait for children that it did not
  *             start (waitpid(-1)). Otherwise a program that did its work counts as failed.
  * Time.       Where a lock is taken, a call waits up to 30 seconds for it.
- * Files.      New files get the modes said less the caller's umask. Of what lies in "/tmp" under a name of
- * ours only a regular file of root's or of the caller's effective user counts, with no other name and no
- * link: anything else is logged, and removed where we write or refused where we read. Locks.      Are
- * flock()s on descriptors that exec closes and fork does not: a child forked by another thread in the midst
- * of a call holds the lock until it ends or executes a program. Markers.    Files that change what calls do,
- * meant for tests and support, to be removed afterwards:
+ * Files.      New files get the modes said, or 0666, less the caller's umask. Of what lies in "/tmp" under
+ *             a name of ours only a regular file of root's or of the caller's effective user counts, without
+ *             a second name: anything else is logged, and removed where we write or refused where we read.
+ * Locks.      Are flock()s on descriptors that exec closes and fork does not: a child forked by another
+ *             thread in the midst of a call holds the lock until it ends or executes a program.
+ * Markers.    Files that change what calls do, meant for tests and support, to be removed afterwards:
  *             "/tmp/flashcache_stats" stands in for the counters of every cache, "/flashcache-create-64mb"
  *             makes every new cache 64 MiB large, "/tmp/cache-debug-remove" lets flushes log more.
  * Paths.      SSD and space (data volume) device paths begin with "/dev/", cache device paths with
  *             "/dev/mapper/cachedev". The short name of a device is the text after its last "/". The two
  *             short names of a cache must not exceed 28 characters together, since the kernel's files are
- *             looked for under paths of 63 at most: the status of a cache with longer ones fails; above 20
- * its dirty threshold reads as 0, above 22 its reclaim policy as FIFO, above 24 its fallow delay as 0.
+ *             looked for under paths of 63 at most: the status of a cache with longer ones fails. Above 20
+ *             its dirty threshold reads as 0, above 22 its reclaim policy as FIFO, above 24 its fallow delay
+ *             as 0.
  */
 #ifndef VEMOFLASHCACHE_H
 #define VEMOFLASHCACHE_H
@@ -469,8 +470,8 @@ VEMOFLASHCACHE_API FLASHCACHE_HANDLE_STATE VEMOFlashCacheHandleStateGet(const ch
 /* The state's name, a constant; "Unknown" for a value that is no state (logged, but for -1). */
 VEMOFLASHCACHE_API const char *VEMOFlashCacheHandleStateStr(FLASHCACHE_HANDLE_STATE state);
 
-/* The loaded cache's attribute, a FLASHCACHE_ATTRIBUTE; -1 on failure. Bad arguments are refused in the log.
- */
+/* The loaded cache's attribute, a FLASHCACHE_ATTRIBUTE; -1 on failure. Bad arguments are refused in
+ * the log. */
 VEMOFLASHCACHE_API FLASHCACHE_ATTRIBUTE VEMOFlashCacheAttributeGet(const char *ssdPath,
                                                                    const char *spacePath);
 
@@ -524,8 +525,8 @@ VEMOFLASHCACHE_API int VEMOFlashCacheCacheSizeGet(const FLASHCACHE_STAT_SEARCH *
 VEMOFLASHCACHE_API int VEMOFlashcacheUsedMemGet(const FLASHCACHE_STAT_SEARCH *search, uint64_t *bytes);
 
 /* The fixed kernel memory in KiB of the first configured cache that matches: 4096 for the original version,
- * 416 for the new one (and without a search), 0 on failure (silent for a version that is none). Runs nothing.
- */
+ * 416 for the new one (and without a search), 0 on failure (silent for a version that is none). Runs
+ * nothing. */
 VEMOFLASHCACHE_API uint32_t VEMOFlashCacheGetCacheMemoryComsuptionKb(const FLASHCACHE_CONFIG_SEARCH *search);
 
 /* Adds to *bytes the kernel memory that all configured caches will need, pin bitmaps included, for which it
@@ -537,9 +538,8 @@ VEMOFLASHCACHE_API int VEMOFlashCacheGetTotalMemoryConsumptionByte(uint64_t *byt
 
 /* ---- Lifecycle -----------------------------------------------------------------------------
  * NOT TWO OF THESE AT ONCE, by any process, on any caches. They run "/sbin/lsmod", "/sbin/insmod",
- * "/sbin/rmmod",
- * "/sbin/dmsetup", "/sbin/sysctl" and the cache tools "/usr/bin/flashcache_create", _load, _expand and
- * _destroy, each for as long as it takes. */
+ * "/sbin/rmmod", "/sbin/dmsetup", "/sbin/sysctl" and the cache tools "/usr/bin/flashcache_create",
+ * "..._load", "..._expand" and "..._destroy", each for as long as it takes. */
 
 /* Whether the kernel module `name` is loaded: 1, or 0 (also when that cannot be told; NULL is refused in the
  * log). Looks for the name and a blank anywhere in what "/sbin/lsmod" prints: the end of a longer name will
@@ -561,16 +561,23 @@ VEMOFLASHCACHE_API const char *FlashCacheWriteModeToStr(FLASHCACHE_WRITE_MODE mo
  * applies the tuning. THE SSD IS WIPED BEFORE the version, the volume and the size are looked at: a call that
  * fails for one of these has destroyed what the SSD held, a cache with dirty blocks included.
  * VEMOFlashCacheCheckMetadataExist tells beforehand. The configuration entry is the caller's to write
- * (VEMOFlashCacheConfigSet). param: missing paths, size 0 and a CacheDevPath that is no cache device path are
- * refused by code; a write mode without a text by code and in the log; all before the wipe. out: NULL, or
- * receives the new cache device path; outSize in bytes, 0 for none. Returns 0 or -1. Nothing is undone once
- * the tool has run: a device that was made stays, also when `out` was too small. A call that succeeds may
- * leave 0x8100 of an SSD that had nothing to wipe. */
+ * (VEMOFlashCacheConfigSet).
+ *
+ * param: missing paths, size 0 and a CacheDevPath that is no cache device path are refused by code; a write
+ *        mode without a text by code and in the log, and so, with the modules loaded, an SSD path that is
+ *        not under "/dev/"; all before the wipe.
+ *
+ * out: NULL, or receives the new cache device path; outSize in bytes, 0 for none.
+ *
+ * Returns 0 or -1. Nothing is undone once the tool has run: a device that was made stays, also when `out` was
+ * too small. A call that succeeds may leave 0x8100 of an SSD that had nothing to wipe. */
 VEMOFLASHCACHE_API int VEMOFlashCacheCreate(const FLASHCACHE_CREATE_PARAM *param, char *out, int outSize);
 
 /* Brings up a cache from its SSD, under the first free name, and applies its configured tuning, found by the
- * SSD in the permanent file. out, outSize: as for VEMOFlashCacheCreate. Returns 0 or -1; missing paths are
- * refused in the log. A device that was loaded stays when a later step fails. */
+ * SSD in the permanent file.
+ *
+ * out, outSize: as for VEMOFlashCacheCreate. Returns 0 or -1; missing paths are refused in the log. A device
+ * that was loaded stays when a later step fails. */
 VEMOFLASHCACHE_API int VEMOFlashCacheLoad(const char *ssdPath, const char *spacePath, char *out, int outSize);
 
 /* Takes a cache device down; its SSD keeps the metadata, and with the knob fast_remove at 1 its dirty blocks.
@@ -598,7 +605,9 @@ VEMOFLASHCACHE_API int VEMOFlashCacheDestroy(const char *ssdPath);
  * A FLUSH THAT IS CANCELLED MEANWHILE DOES NOT STOP THE REMOVAL: the device is taken down and the SSD wiped
  * all the same. What was dirty then has only the kernel, asked to write it back as the device goes, and IS
  * LOST where that does not happen. To be able to stop: VEMOFlashCacheFlush first, and delete only after it
- * returned 1. status: this cache's status record, or NULL to have it looked up (impossible for write-through
+ * returned 1.
+ *
+ * status: this cache's status record, or NULL to have it looked up (impossible for write-through
  *         caches). fastRemove: nonzero LOSES what has not been written back.
  * Returns 0, or -1 (0x0600 when the cache is not live); a bad path is refused by code. Stops at the first
  * stage that fails and can be called again; a device that the kernel refuses to remove stays up, flushed and
@@ -644,7 +653,9 @@ VEMOFLASHCACHE_API int VEMOFlashCacheIsRemoveInFlushState(const char *ssdPath, F
  * "/dev/"). Not clamped: blocks that became dirty since make it negative.
  * progressState: 0 the removal flush, answered 0 while the recorded flush state is "normal"; 1 another
  *                flush, answered 0 unless it is. The record is looked for under "/dev/<ssdName>": an SSD
- * deeper below counts as not "normal". Returns the percentage, 100.0 when nothing is left to write back (from
+ *                deeper below counts as not "normal".
+ *
+ * Returns the percentage, 100.0 when nothing is left to write back (from
  * 16 million blocks on, perhaps a few), -1.0 on failure; bad arguments are refused in the log. */
 VEMOFLASHCACHE_API float VEMOFlashCacheGetFlushProgress(const char *ssdName, const char *spaceName,
                                                         unsigned int progressState);
