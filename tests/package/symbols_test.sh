@@ -38,7 +38,8 @@ Same() {
 Same "header and map" "$(HeaderNames)" "$(MapNames | sed 's/@@.*//')"
 Same "map and library" "$(MapNames)" "$(LibraryNames)"
 
-readonly mayNeed='lib(vemo(core|sdk|sysnotify)|stdc\+\+|c|m)\.so\.6|libgcc_s\.so\.1|ld-linux-x86-64\.so\.2'
+# The loader is the C library's own part: it hands out what each thread has to itself.
+readonly mayNeed='lib(vemo(core|sdk|sysnotify)|stdc\+\+|c|m)\.so\.6|libgcc_s\.so\.1|ld-linux[-a-z0-9_]*\.so\.[0-9]'
 dynamic=$(readelf --dynamic --wide "$library")
 segments=$(readelf --program-headers --wide "$library")
 grep -q 'SONAME.*\[libvemoflashcache\.so\.1\]' <<<"$dynamic" ||
