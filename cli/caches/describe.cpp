@@ -117,7 +117,7 @@ std::vector<std::string> ProblemsOfRunning(const Cache& cache) {
     } else if (cache.entry->CreateCritSection != 0) {
         problems.emplace_back("its creation did not finish");
     }
-    if (IsWriteBackMode(cache.pair->mode.value_or(FLASHCACHE_WRITE_BACK))) {
+    if (IsWriteBackMode(cache.Mode().value_or(FLASHCACHE_WRITE_BACK))) {
         AddStateProblems(problems, cache);
     }
     const auto size = DeviceSize(cache.device);

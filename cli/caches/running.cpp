@@ -49,7 +49,7 @@ std::optional<std::string> TakeBracketed(std::string_view& rest, std::string_vie
     if (close == std::string_view::npos) {
         return std::nullopt;
     }
-    const std::string text(rest.substr(open + 1, close - open - 1));
+    std::string text(rest.substr(open + 1, close - open - 1));
     rest.remove_prefix(close);
     return text;
 }

@@ -40,7 +40,10 @@ std::string FactsOf(const Progress& progress) {
                            HumanSize(*progress.dirtyBlocks * progress.blockSize));
     }
     if (progress.dirtyBlocks == 0U) {
-        return "all blocks are written back";
+        // Refused blocks may have been given up: then not all were written.
+        const auto refused = progress.writeErrors.value_or(0);
+        return refused == 0 ? "all blocks are written back"
+                            : fmt::format("no dirty blocks left; the volume refused {} writes", refused);
     }
     if (progress.stalled) {
         return text + ", " + StallText(progress);

@@ -63,7 +63,10 @@ std::optional<std::uint64_t> SecondsLeft(const Progress& progress) {
 
 std::vector<Field> FieldsOf(const Progress& progress) {
     const auto bytes = [&](auto blocks) {
-        return blocks ? Value(static_cast<std::uint64_t>(*blocks) * progress.blockSize) : Value();
+        // Without the size of a block its bytes cannot be reckoned.
+        return blocks && progress.blockSize != 0
+                   ? Value(static_cast<std::uint64_t>(*blocks) * progress.blockSize)
+                   : Value();
     };
     return {{"percent", "Flushed", Known(progress.percent), Format::kPercent, false, true},
             {"dirty_blocks", "Dirty blocks", Known(progress.dirtyBlocks)},

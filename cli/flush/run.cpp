@@ -84,32 +84,75 @@ Failure WhyFailed(const Cache& cache, const Outcome& outcome) {
         failure.why = fmt::format("the volume {} refused {} writes", cache.Volume(), refused);
         failure.next = fmt::format(
             "look at the volume's health in dmesg; \"vemocachectl attribute set {} force-remove\" lets a "
-            "flush go on "
-            "past such errors",
+            "flush go on past such errors, and the blocks that the volume refuses are LOST then",
             cache.Name());
     }
     return failure;
 }
 
+// Counts what a flush gives up from before it begins to its end.
+class LossMeter {
+  public:
+    explicit LossMeter(const Cache& cache)
+        : cache_(cache),
+          force_(AttributeOf(cache) == FLASHCACHE_ATTRIBUTE_FORCE_REMOVE),
+          before_(force_ ? WriteErrors(cache.Ssd(), cache.Volume()) : std::nullopt) {}
+
+    [[nodiscard]] Lost Read() const {
+        Lost lost;
+        lost.blockSize = cache_.stat ? static_cast<std::uint64_t>(cache_.stat->BlockSizeKB) * 1024 : 0;
+        if (!force_) {
+            return lost;
+        }
+        // The kernel counts anew when a sync begins; one that ran already goes on with its count, and what it
+        // refused before cannot be told from what it gave up since.
+        const auto now = WriteErrors(cache_.Ssd(), cache_.Volume());
+        const bool isAnew = now && before_ && (*before_ == 0 || *now < *before_);
+        lost.blocks = isAnew ? now : std::nullopt;
+        return lost;
+    }
+
+  private:
+    const Cache& cache_;
+    bool force_;
+    std::optional<std::uint64_t> before_;
+};
+
 }  // namespace
 
-FlushEnd RunFlush(const Cache& cache, bool json) {
+std::vector<Field> Lost::Fields() const {
+    const bool sizeIsKnown = blocks && (blockSize != 0 || *blocks == 0);
+    return {{"lost_blocks", "Lost blocks", blocks ? Value(*blocks) : Value()},
+            {"lost_bytes", "Lost", sizeIsKnown ? Value(*blocks * blockSize) : Value(), Format::kBytes}};
+}
+
+std::string Lost::Text(const Cache& cache) const {
+    const std::string number =
+        blocks ? fmt::format("{} blocks, {} bytes are LOST", *blocks,
+                             blockSize == 0 ? "an unknown number of" : fmt::format("{}", *blocks * blockSize))
+               : "an unknown number of blocks may be LOST";
+    return fmt::format("{}: the volume {} refused them, and force-remove gave them up.", number,
+                       cache.Volume());
+}
+
+Flushed RunFlush(const Cache& cache, bool json) {
     RequireRecord(cache);
     const FlushLock lock(cache);
     if (IsRecorded(cache, FLASHCACHE_FLUSH_STATE_FLUSHING)) {
         Note(fmt::format("an earlier flush of {} did not end in order; it is begun again", cache.Name()));
     }
     const FLASHCACHE_HANDLE_STATE former = HandleStateOf(cache);
+    const LossMeter meter(cache);
     BackgroundCall flush([&] { return VEMOFlashCacheFlush(cache.device.c_str()); });
     Watch(flush, cache, json);
     if (flush.Result().result == 1) {
-        return FlushEnd::kDone;
+        return {FlushEnd::kDone, meter.Read()};
     }
     EnsureState(cache, former);
     if (flush.Result().result < 0) {
         throw WhyFailed(cache, flush.Result());
     }
-    return FlushEnd::kCancelled;
+    return {FlushEnd::kCancelled, meter.Read()};
 }
 
 void FollowFlush(const Cache& cache, bool json) {

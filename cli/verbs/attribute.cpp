@@ -32,9 +32,10 @@ void Set(Context& context, const Options& options) {
     const FLASHCACHE_ATTRIBUTE attribute = kAttributes.at(options.attribute);
     if (attribute == FLASHCACHE_ATTRIBUTE_FORCE_REMOVE) {
         RequireConsent(
-            {fmt::format("let flushes of {} go on past blocks that its volume {} refuses; a deletion then "
-                         "loses these blocks",
-                         cache.Name(), cache.Volume()),
+            {fmt::format(
+                 "let flushes of {} go on past dirty blocks that its volume {} refuses: each flush gives "
+                 "them up, and they are LOST, with or without a deletion",
+                 cache.Name(), cache.Volume()),
              "--ignore-write-errors"},
             options.ignoreWriteErrors, !context.json);
     }

@@ -49,7 +49,7 @@ void Show(Context& context, const Options& options) {
 }
 
 void Remove(Context& context, const Options& options) {
-    const LifecycleLock lock;
+    const LifecycleLock lock("config remove");
     Inventory inventory = Configured();
     RequireWholeConfig(inventory);
     const Cache& cache = FindEntry(inventory, options.entry);

@@ -67,20 +67,51 @@ std::string LossOf(const Cache& cache, std::optional<std::uint64_t> dirty) {
                        HumanSize(bytes), cache.Name(), cache.Volume());
 }
 
+// What the admin knows and agrees to before anything is done; questions are asked without the lock.
+struct Settled {
+    std::optional<std::uint64_t> mayLose = 0;  // dirty blocks that may be dropped; nothing: any number
+    Lost lost;                                 // by the flush
+};
+
 // Writes the dirty blocks back, or has the admin's consent to their loss.
-void SettleDirtyBlocks(const Context& context, const Options& options, const Cache& cache) {
+Settled SettleDirtyBlocks(const Context& context, const Options& options, const Cache& cache) {
     const auto dirty = DirtyBlocks(cache.Ssd(), cache.Volume());
-    if (options.fast || options.discardDirty) {
+    if (options.discardDirty) {
+        return {std::nullopt, {}};
+    }
+    if (options.fast) {
         if (dirty != 0U) {
-            RequireConsent({LossOf(cache, dirty), "--discard-dirty"}, options.discardDirty, !context.json);
+            RequireConsent({LossOf(cache, dirty), "--discard-dirty"}, false, !context.json);
         }
-        return;
+        return {dirty, {}};
     }
     // The library's own removal goes on when its flush is cancelled, and wipes the SSD then: a flush that
     // may be cancelled has to be over before.
-    if (RunFlush(cache, context.json) == FlushEnd::kCancelled) {
+    const Flushed flushed = RunFlush(cache, context.json);
+    if (flushed.end == FlushEnd::kCancelled) {
         throw Failure{fmt::format("the flush was cancelled, {} is not deleted", cache.Name()),
                       "the cache runs as before", ""};
+    }
+    return {0, flushed.lost};
+}
+
+// Under the lock, right before the step: what was judged before may have changed since.
+void RequireStillSettled(const Cache& judged, const Cache& now, const Settled& settled) {
+    const std::string refusal = fmt::format("{} is not deleted, it changed meanwhile", judged.Name());
+    const std::string repeat = fmt::format("vemocachectl delete {}", judged.Name());
+    if (now.device != judged.device || now.Ssd() != judged.Ssd() || now.Volume() != judged.Volume()) {
+        throw Failure{refusal, "it was unloaded or loaded by another process", repeat, std::nullopt,
+                      FailureKind::kRefused};
+    }
+    RequireIdle(now);
+    const auto dirty =
+        IsWriteBack(now) ? DirtyBlocks(now.Ssd(), now.Volume()) : std::optional<std::uint64_t>(0);
+    if (settled.mayLose && (!dirty || *dirty > *settled.mayLose)) {
+        const std::string count = dirty ? std::to_string(*dirty) : "an unknown number of";
+        throw Failure{refusal,
+                      fmt::format("it holds {} dirty blocks now, and {} were agreed to be lost", count,
+                                  *settled.mayLose),
+                      repeat, std::nullopt, FailureKind::kRefused};
     }
 }
 
@@ -116,21 +147,33 @@ void Forget(const Cache& cache) {
     }
 }
 
-void Delete(Context& context, const Options& options) {
-    Inventory inventory = TakeInventory();
-    const Cache& cache = FindRunning(inventory, options.cache);
-    RequireKnownMode(options, cache);
-    RequireIdle(cache);
-    if (IsWriteBack(cache)) {
-        SettleDirtyBlocks(context, options, cache);
+void Tell(Context& context, const Cache& cache, const Lost& lost) {
+    Record record = Identity(cache);
+    const auto losses = lost.Fields();
+    record.fields.insert(record.fields.end(), losses.begin(), losses.end());
+    std::string headline = fmt::format("Deleted the cache {}; use the volume {} itself from now on.",
+                                       cache.Name(), cache.Volume());
+    if (!lost.IsNone()) {
+        headline = lost.Text(cache) + " " + headline;
+        context.failed = true;
     }
-    const LifecycleLock lock;
+    Print(One("deleted", record, headline), context.json);
+}
+
+void Delete(Context& context, const Options& options) {
+    Inventory first = TakeInventory();
+    const Cache& judged = FindRunning(first, options.cache);
+    RequireKnownMode(options, judged);
+    RequireIdle(judged);
+    const Settled settled = IsWriteBack(judged) ? SettleDirtyBlocks(context, options, judged) : Settled{};
+    const LifecycleLock lock("delete");
+    Inventory inventory = TakeInventory();
+    const Cache& cache = FindRunning(inventory, judged.Name());
+    RequireKnownMode(options, cache);
+    RequireStillSettled(judged, cache, settled);
     Remove(options, cache);
     Forget(cache);
-    Print(One("deleted", Identity(cache),
-              fmt::format("Deleted the cache {}; use the volume {} itself from now on.", cache.Name(),
-                          cache.Volume())),
-          context.json);
+    Tell(context, cache, settled.lost);
 }
 
 std::vector<Argument> Declare(Options& options) {

@@ -64,7 +64,7 @@ void RequireGrown(const Cache& cache) {
 }
 
 void Expand(Context& context, const Options& options) {
-    const LifecycleLock lock;
+    const LifecycleLock lock("expand");
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, options.cache);
     RequireExpandable(cache);

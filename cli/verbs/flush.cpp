@@ -17,7 +17,7 @@ struct Options {
 };
 
 // `result` is "done" or "cancelled" at the end of a flush, else empty.
-Record Describe(const std::string& name, const std::string& result) {
+Record Describe(const std::string& name, const std::string& result, const Lost& lost) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, name);
     Record record{{{"name", "Name", cache.Name()},
@@ -27,28 +27,37 @@ Record Describe(const std::string& name, const std::string& result) {
                    {"handle_state", "Handle state", HandleStateText(HandleStateOf(cache))}}};
     const auto progress = FieldsOf(ProgressMeter(cache).Read());
     record.fields.insert(record.fields.end(), progress.begin(), progress.end());
+    if (!result.empty()) {
+        const auto losses = lost.Fields();
+        record.fields.insert(record.fields.end(), losses.begin(), losses.end());
+    }
     return record;
 }
 
-void Tell(const Context& context, const Cache& cache, const std::string& result,
-          const std::string& headline) {
-    Print(One("flush", Describe(cache.Name(), result), headline), context.json);
+void Tell(const Context& context, const Cache& cache, const std::string& result, const std::string& headline,
+          const Lost& lost = {}) {
+    Print(One("flush", Describe(cache.Name(), result, lost), headline), context.json);
+}
+
+std::string HeadlineOf(const Cache& cache, const Flushed& flushed) {
+    if (flushed.end == FlushEnd::kCancelled) {
+        return fmt::format("Cancelled; {} is as it was before.", cache.Name());
+    }
+    if (HandleStateOf(cache) != FLASHCACHE_HANDLE_STATE_FLUSH) {
+        return fmt::format("{} has no dirty blocks in its mode, nothing was to do.", cache.Name());
+    }
+    return fmt::format("Flushed {0}. It takes no new blocks until \"vemocachectl state set {0} normal\".",
+                       cache.Name());
 }
 
 void Run(Context& context, const Cache& cache) {
-    if (RunFlush(cache, context.json) == FlushEnd::kCancelled) {
-        Tell(context, cache, "cancelled", fmt::format("Cancelled; {} is as it was before.", cache.Name()));
-        context.failed = true;
-        return;
+    const Flushed flushed = RunFlush(cache, context.json);
+    std::string headline = HeadlineOf(cache, flushed);
+    if (!flushed.lost.IsNone()) {
+        headline = flushed.lost.Text(cache) + " " + headline;
     }
-    if (HandleStateOf(cache) != FLASHCACHE_HANDLE_STATE_FLUSH) {
-        Tell(context, cache, "done",
-             fmt::format("{} has no dirty blocks in its mode, nothing was to do.", cache.Name()));
-        return;
-    }
-    Tell(context, cache, "done",
-         fmt::format("Flushed {0}. It takes no new blocks until \"vemocachectl state set {0} normal\".",
-                     cache.Name()));
+    Tell(context, cache, flushed.end == FlushEnd::kDone ? "done" : "cancelled", headline, flushed.lost);
+    context.failed = flushed.end == FlushEnd::kCancelled || !flushed.lost.IsNone();
 }
 
 void Flush(Context& context, const Options& options) {

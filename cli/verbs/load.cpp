@@ -99,7 +99,7 @@ void Load(Context& context, const Options& options) {
         throw Failure{"wrong usage", "CACHE or --all is required", "vemocachectl load --help", std::nullopt,
                       FailureKind::kUsage};
     }
-    const LifecycleLock lock;
+    const LifecycleLock lock("load");
     Inventory inventory = TakeInventory();
     if (inventory.configError) {
         throw Failure(*inventory.configError);

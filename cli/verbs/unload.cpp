@@ -36,7 +36,7 @@ std::string HeadlineOf(const Cache& cache, std::uint64_t dirty) {
 }
 
 void Unload(const Context& context, const Options& options) {
-    const LifecycleLock lock;
+    const LifecycleLock lock("unload");
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, options.cache);
     RequireIdle(cache);

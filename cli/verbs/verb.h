@@ -32,6 +32,8 @@ struct Range {
     std::int32_t highest = 0;
 };
 
+// NOLINTBEGIN(readability-redundant-member-init): g++ warns of a member left out, unless it has one.
+
 // One argument; a flag when it goes to a bool. What its target holds before is the default.
 struct Argument {
     std::string name;  // "CACHE" is positional, "--size" an option
@@ -56,6 +58,8 @@ struct Verb {
     std::function<void(Context&)> action = nullptr;
     std::vector<Verb> verbs = {};  // of a group, which has no action of its own
 };
+
+// NOLINTEND(readability-redundant-member-init)
 
 // A verb whose arguments go into Options: `declare` names them, `act` works with them.
 template <typename Options, typename Declare, typename Act>

@@ -40,7 +40,7 @@ std::string LossOf(const Inventory& inventory, const std::string& ssd) {
 
 void Wipe(const Context& context, const Options& options) {
     RequireBlockDevice(options.ssd, "SSD");
-    const LifecycleLock lock;
+    const LifecycleLock lock("wipe");
     const Inventory inventory = TakeInventory();
     if (inventory.ConfigProblem() != nullptr && !context.json) {
         Note("whether a configured cache lies on the SSD is not known: " + ConfigRemark(inventory));

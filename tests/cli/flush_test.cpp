@@ -123,6 +123,50 @@ TEST(Flush, ThatTheVolumeRefusesLeavesTheCacheRunning) {
     EXPECT_TRUE(VolumeHoldsData());
 }
 
+TEST(Flush, TellsWhatForceRemoveLoses) {
+    for (const bool deletes : {false, true}) {
+        if (deletes) {
+            ASSERT_EQ(Tool({"delete", "cachedev_0", "--discard-dirty"}).code, 0);
+            ASSERT_EQ(
+                Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "64M", "--discard-content"}).code,
+                0);
+            Fault("cleaning", "pause");
+            ASSERT_EQ(
+                RunProgram({"dd", "if=/tmp/data", "of=/dev/mapper/cachedev_0", "bs=64k", "oflag=direct"})
+                    .code,
+                0);
+        } else {
+            CreateDirtyCache();
+        }
+        ASSERT_EQ(Tool({"attribute", "set", "cachedev_0", "force-remove", "--ignore-write-errors"}).code, 0);
+        Fault("writeback", "failx3");
+        Fault("cleaning", "run");
+        const Ran ran = Tool({deletes ? "delete" : "flush", "cachedev_0", "--json"});
+        EXPECT_EQ(ran.code, 1);
+        const auto told = ran.Json()[deletes ? "deleted" : "flush"];
+        EXPECT_EQ(told["lost_blocks"], 3);
+        EXPECT_EQ(told["lost_bytes"], 3 * 65536);
+        EXPECT_FALSE(VolumeHoldsData());
+    }
+}
+
+TEST(Delete, JudgesAgainWhatChangedDuringItsQuestion) {
+    CreateDirtyCache();
+    const Ran ran = ToolOnTerminal(
+        {"delete", "--fast", "cachedev_0"}, "Type \"yes\" to go on: ", std::function<std::string()>([] {
+            // The question holds no lock, and more becomes dirty while it stands.
+            EXPECT_EQ(RunProgram({"dd", "if=/dev/urandom", "of=/dev/mapper/cachedev_0", "bs=64k", "count=8",
+                                  "seek=100", "oflag=direct"})
+                          .code,
+                      0);
+            EXPECT_EQ(Tool({"config", "remove", "nothing"}).code, 1);
+            return std::string("yes\n");
+        }));
+    EXPECT_EQ(ran.code, 1);
+    EXPECT_THAT(ran.out, HasSubstr("it holds 28 dirty blocks now, and 20 were agreed to be lost"));
+    EXPECT_EQ(DirtyBlocks(), 28);
+}
+
 TEST(Delete, LosesNothingAndLeavesNoTrace) {
     CreateDirtyCache();
     Fault("cleaning", "run");

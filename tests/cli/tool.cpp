@@ -128,6 +128,10 @@ void Fault(const std::string& name, const std::string& value) {
 }
 
 Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::string& typed) {
+    return ToolOnTerminal(std::move(arguments), prompt, std::function<std::string()>([&] { return typed; }));
+}
+
+Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::function<std::string()>& type) {
     Words words = WithTool(std::move(arguments));
     const std::vector<char*> vector = Vector(words);
     int terminal = -1;
@@ -141,6 +145,7 @@ Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::string
     while (ReadSome(terminal, ran.out)) {
         if (!entered && ran.out.find(prompt) != std::string::npos) {
             entered = true;
+            const std::string typed = type();
             EXPECT_EQ(write(terminal, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
         }
     }

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -41,6 +42,9 @@ void Fault(const std::string& name, const std::string& value);
 // vemocachectl on a terminal of its own, where `typed` is entered once `prompt` has come; out holds all
 // that the terminal showed.
 Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::string& typed);
+
+// The same, where what is typed is made once the prompt has come.
+Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::function<std::string()>& type);
 
 // vemocachectl that runs while the test goes on, standard output read line by line.
 class RunningTool {
