@@ -22,6 +22,7 @@ struct Answer {
     std::string headline;                        // text: a sentence above them; may be empty
     std::string whenNone;                        // text: said in place of no records
     std::optional<Record> total = std::nullopt;  // of all records; JSON: "total"
+    // NOLINTNEXTLINE(readability-redundant-member-init): g++ warns of a member left out, unless it has one.
     std::string remark = {};  // what keeps it from being the whole truth; text: a note; JSON: "remark"
 };
 

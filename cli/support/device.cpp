@@ -56,13 +56,13 @@ bool IsZero(int fd, std::uint64_t offset, std::vector<char>& buffer) {
 // Looks at both ends and at samples over all of the device: what is used at all shows in some of them. A
 // part that cannot be read is not blank.
 bool LooksBlank(int fd, std::uint64_t size) {
-    constexpr std::uint64_t kEnd = 1024 * 1024;
+    constexpr std::uint64_t kEnd = 1 << 20;
     constexpr std::uint64_t kSamples = 256;
     std::vector<char> ends(kEnd);
     if (!IsZero(fd, 0, ends) || !IsZero(fd, size > kEnd ? size - kEnd : 0, ends)) {
         return false;
     }
-    std::vector<char> sample(64 * 1024);
+    std::vector<char> sample(1 << 16);
     for (std::uint64_t i = 1; i < kSamples; ++i) {
         if (!IsZero(fd, size / kSamples * i, sample)) {
             return false;

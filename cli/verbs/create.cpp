@@ -222,7 +222,7 @@ void CreateWithEntry(const NewEntry& planned, const FLASHCACHE_CREATE_PARAM& par
 
 void Create(Context& context, const Options& options) {
     const LifecycleLock lock("create");
-    Inventory inventory = TakeInventory();
+    const Inventory inventory = TakeInventory();
     RequireWholeConfig(inventory);
     RequireAllKnown(inventory, fmt::format("the SSD {} is free", options.ssd));
     CheckDevices(options, inventory);
