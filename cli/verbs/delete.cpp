@@ -129,7 +129,11 @@ void Remove(const Options& options, const Cache& cache) {
                                 : fmt::format("vemocachectl wipe {}, then vemocachectl config remove {}",
                                               cache.Ssd(), cache.Name()));
     }
-    if (IsWriteBack(cache) && outcome.slot.code != 0) {
+    // The library wipes after write-back alone.
+    if (!IsWriteBack(cache)) {
+        Uninterrupted([&] { return VEMOFlashCacheDestroy(status.ssd.c_str()); });
+    }
+    if (VEMOFlashCacheCheckMetadataExist(status.ssd.c_str()) == 1) {
         Note(fmt::format("the SSD {0} could not be wiped; vemocachectl wipe {0} tries again", cache.Ssd()));
     }
 }

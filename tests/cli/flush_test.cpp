@@ -167,6 +167,15 @@ TEST(Delete, JudgesAgainWhatChangedDuringItsQuestion) {
     EXPECT_EQ(DirtyBlocks(), 28);
 }
 
+TEST(Unload, TellsWhatStaysOnTheSsd) {
+    CreateDirtyCache();
+    const Ran ran = Tool({"unload", "cachedev_0", "--json"});
+    EXPECT_EQ(ran.Json()["unloaded"]["dirty_blocks_left"], kDirty);
+    EXPECT_EQ(ran.Json()["unloaded"]["dirty_bytes_left"], kDirty * 65536);
+    ASSERT_EQ(Tool({"load", "md3+volume_1"}).code, 0);
+    EXPECT_THAT(Tool({"unload", "cachedev_0"}).out, HasSubstr("stale"));
+}
+
 TEST(Delete, LosesNothingAndLeavesNoTrace) {
     CreateDirtyCache();
     Fault("cleaning", "run");
@@ -198,10 +207,13 @@ TEST(Delete, OfABrokenCacheNeedsConsent) {
     EXPECT_TRUE(Answer({"list"})["caches"].empty());
 }
 
-TEST(Delete, TakesAWriteThroughCache) {
-    ASSERT_EQ(Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "32M", "--mode", "thru"}).code, 0);
-    EXPECT_EQ(Tool({"delete", "cachedev_0"}).code, 0);
-    EXPECT_TRUE(Answer({"list"})["caches"].empty());
+TEST(Delete, WipesTheSsdInEveryMode) {
+    for (const char* mode : {"thru", "around", "back"}) {
+        ASSERT_EQ(Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "32M", "--mode", mode}).code, 0);
+        EXPECT_EQ(Tool({"delete", "cachedev_0"}).code, 0);
+        EXPECT_TRUE(Answer({"list"})["caches"].empty()) << mode;
+        EXPECT_EQ(Answer({"probe", "/dev/md3"})["probe"]["has_metadata"], false) << mode;
+    }
 }
 
 TEST(Delete, StoppedAtTheRemovalCanBeRepeated) {
