@@ -43,7 +43,7 @@ Left WhatIsLeft(const Cache& cache) {
 }
 
 std::string HeadlineOf(const Cache& cache, const Left& left) {
-    const std::string headline = fmt::format("Unloaded {}.", cache.Name());
+    std::string headline = fmt::format("Unloaded {}.", cache.Name());
     if (!left.mayBe) {
         return headline;
     }

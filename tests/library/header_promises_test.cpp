@@ -300,7 +300,7 @@ TEST_F(HeaderPromisesTest, BadArgumentsEndAsEveryExportedFunctionPromises) {
 }
 
 TEST_F(HeaderPromisesTest, TwentyEightCharactersAreTheLongestNamesOfACache) {
-    for (const std::size_t length : {14, 15}) {
+    for (const std::size_t length : {std::size_t{14}, std::size_t{15}}) {
         spy::state() = {};
         EXPECT_EQ(VEMOFlashCacheCountStatGet(std::string(14, 'm').c_str(), std::string(length, 'v').c_str(),
                                              1, &counters),
