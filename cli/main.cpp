@@ -1,8 +1,10 @@
 // vemocachectl: SSD caches from the command line. The verbs lie in verbs/, one a file.
-#include <fmt/format.h>
+#include <fcntl.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <exception>
 
 #include "output/answer.h"
@@ -33,18 +35,47 @@ int Run(const cli::Request& request, cli::Context& context) {
     }
 }
 
+// A file opened later must not become a standard one: output would land in a lock file or on a device.
+void OccupyStandardDescriptors() {
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(fd, F_GETFD) != -1) {
+            continue;
+        }
+        // The lowest free descriptor is this one.
+        if (open("/dev/null", O_RDWR) != fd) {  // NOLINT(cppcoreguidelines-pro-type-vararg)
+            _exit(kExitFailed);
+        }
+        if (fd == STDOUT_FILENO) {
+            cli::LoseOutput(EBADF);
+        }
+    }
+}
+
+// The exit code, where an answer that nobody got is a failure.
+int End(int code) {
+    const auto lost = cli::LostOutput();
+    if (!lost) {
+        return code;
+    }
+    cli::Print(*lost, false);
+    return kExitFailed;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    OccupyStandardDescriptors();
+    // A reader that has gone must not end a verb half-way; writing to it fails instead.
+    std::signal(SIGPIPE, SIG_IGN);
     cli::Context context;
     const cli::Request request = cli::Parse(argc, argv, cli::AllVerbs(), context);
     if (request.refusal) {
-        return Refuse(*request.refusal, context.json);
+        return End(Refuse(*request.refusal, context.json));
     }
     if (!request.action) {
-        fmt::print("{}", request.text);
-        return 0;
+        cli::PrintText(request.text);
+        return End(0);
     }
     openlog("vemocachectl", LOG_PID | (context.verbose ? LOG_PERROR : 0), LOG_USER);
-    return Run(request, context);
+    return End(Run(request, context));
 }

@@ -2,12 +2,52 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <string_view>
 
 #include "output/json.h"
 #include "output/text.h"
 
 namespace cli {
+namespace {
+
+int firstError = 0;  // of standard output
+
+// A verb goes on when its answer cannot be written: what it does must not end half-way.
+void Write(std::string_view text) {
+    errno = 0;
+    const bool written =
+        std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+    if (!written) {
+        LoseOutput(errno);
+    }
+}
+
+// Nobody can be told that standard error fails, and it changes nothing of what was done.
+void WriteRemark(std::string_view text) {
+    static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
+}
+
+}  // namespace
+
+void LoseOutput(int error) {
+    if (firstError == 0) {
+        firstError = error == 0 ? EIO : error;
+    }
+}
+
+std::optional<Failure> LostOutput() {
+    if (firstError == 0) {
+        return std::nullopt;
+    }
+    return Failure{"the answer could not be written to standard output", Meaning(firstError),
+                   "what was asked for may be done: vemocachectl status"};
+}
+
+void PrintText(const std::string& text) {
+    Write(text);
+}
 
 Answer One(std::string key, Record record, std::string headline) {
     return {std::move(key), Layout::kRecord, {std::move(record)}, std::move(headline), ""};
@@ -17,21 +57,19 @@ void Print(const Answer& answer, bool json) {
     if (!json && !answer.remark.empty()) {
         Note(answer.remark);
     }
-    fmt::print("{}", json ? JsonOf(answer) : TextOf(answer));
-    std::fflush(stdout);  // who follows a flush reads line by line
+    Write(json ? JsonOf(answer) : TextOf(answer));  // flushed: who follows a flush reads line by line
 }
 
 void Print(const Failure& failure, bool json) {
     if (json) {
-        fmt::print("{}", JsonOf(failure));
+        Write(JsonOf(failure));
     } else {
-        std::fflush(stdout);
-        fmt::print(stderr, "{}", TextOf(failure));
+        WriteRemark(TextOf(failure));
     }
 }
 
 void Note(const std::string& text) {
-    fmt::print(stderr, "note: {}\n", Printable(text));
+    WriteRemark(fmt::format("note: {}\n", Printable(text)));
 }
 
 }  // namespace cli

@@ -35,6 +35,15 @@ void Print(const Answer& answer, bool json);
 // As text on standard error, or as a JSON object on standard output.
 void Print(const Failure& failure, bool json);
 
+// Text as it is, on standard output.
+void PrintText(const std::string& text);
+
+// Counts standard output as failed with this errno value; the first one stays.
+void LoseOutput(int error);
+
+// What became of standard output, if anything written to it was lost.
+std::optional<Failure> LostOutput();
+
 // A remark to the admin, on standard error.
 void Note(const std::string& text);
 
