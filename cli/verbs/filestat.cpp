@@ -35,11 +35,12 @@ void RequireNoRun() {
     std::string volume;
     if (IsRunning(volume)) {
         throw Failure{"a run is in progress already", volume.empty() ? "" : "it walks the volume " + volume,
-                      "vemocachectl filestat status tells when it is over"};
+                      "vemocachectl filestat status tells when it is over", std::nullopt,
+                      FailureKind::kInUse};
     }
     if (access(kMarker, F_OK) == 0) {
         throw Failure{"the marker of an earlier run is still there", "that run died and left it behind",
-                      fmt::format("remove {} and run again", kMarker)};
+                      fmt::format("remove {} and run again", kMarker), std::nullopt, FailureKind::kRefused};
     }
 }
 

@@ -20,7 +20,8 @@ struct Options {
 
 void RequireModel() {
     if (ModelSupportPin() == 0) {
-        throw Failure{"this appliance does not pin files", "its model has no support for it", ""};
+        throw Failure{"this appliance does not pin files", "its model has no support for it", "",
+                      std::nullopt, FailureKind::kRefused};
     }
 }
 
@@ -31,7 +32,8 @@ std::string FileList(const std::vector<std::string>& files) {
     for (const auto& file : files) {
         const std::string path = std::filesystem::absolute(file).lexically_normal();
         if (path.find('\n') != std::string::npos) {
-            throw Failure{fmt::format("{} cannot be pinned", path), "its name has a line end", ""};
+            throw Failure{fmt::format("{} cannot be pinned", path), "its name has a line end", "",
+                          std::nullopt, FailureKind::kRefused};
         }
         paths.push_back(path);
     }

@@ -60,13 +60,16 @@ void Set(const Context& context, const Options& options) {
     Print(One("stored", record), context.json);
 }
 
+void RequireList(const std::string& section) {
+    if (Stored(section) == nullptr) {
+        throw Failure{fmt::format("there is no list {}", section), "", "vemocachectl serials set makes it",
+                      std::nullopt, FailureKind::kNotFound};
+    }
+}
+
 // An unknown list has none of them: the library would say that nothing is missing.
 bool AreAllThere(const Options& options) {
-    const TextList stored = Stored(options.section);
-    if (stored == nullptr) {
-        throw Failure{fmt::format("there is no list {}", options.section), "",
-                      "vemocachectl serials set makes it"};
-    }
+    RequireList(options.section);
     VLIBC_SZLIST* made = VLIBCSzListAlloc(static_cast<int>(options.serials.size()));
     const std::string joined = fmt::format("{}", fmt::join(options.serials, ","));
     const bool split = made != nullptr && VLIBCStrTok(joined.c_str(), ",", &made) >= 0;
@@ -84,6 +87,7 @@ void Check(const Context& context, const Options& options) {
 }
 
 void Remove(const Context& context, const Options& options) {
+    RequireList(options.section);
     RequireConsent({fmt::format("remove the list of serial numbers {}", options.section), "--discard-list"},
                    options.discard, !context.json);
     const Outcome outcome =
@@ -98,7 +102,10 @@ std::vector<Argument> Section(Options& options) {
     return {{.name = "SECTION",
              .help = "the section of the list, as its users named it",
              .target = &options.section,
-             .required = true}};
+             .required = true,
+             .check = [](const std::string& section) {
+                 return section.empty() ? std::string("a section has a name") : std::string();
+             }}};
 }
 
 std::string CheckSerial(const std::string& serial) {

@@ -76,7 +76,14 @@ void Update(const Context& context, const NoOptions& /*options*/) {
 }
 
 std::vector<Argument> DeclareCheck(CheckOptions& options) {
-    return {{.name = "MODEL", .help = "the SSD's model", .target = &options.model, .required = true},
+    return {{.name = "MODEL",
+             .help = "the SSD's model",
+             .target = &options.model,
+             .required = true,
+             .check =
+                 [](const std::string& model) {
+                     return model.empty() ? std::string("an SSD has a model") : std::string();
+                 }},
             {.name = "SIZE",
              .help = "its capacity, such as 480G",
              .target = &options.size,
