@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <string_view>
+#include <system_error>
 
 #include "output/json.h"
 #include "output/text.h"
@@ -41,7 +42,8 @@ std::optional<Failure> LostOutput() {
     if (firstError == 0) {
         return std::nullopt;
     }
-    return Failure{"the answer could not be written to standard output", Meaning(firstError),
+    return Failure{"the answer could not be written to standard output",
+                   std::generic_category().message(firstError),
                    "what was asked for may be done: vemocachectl status"};
 }
 

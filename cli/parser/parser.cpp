@@ -124,6 +124,7 @@ Request Parse(int argc, char** argv, const std::vector<Verb>& verbs, Context& co
     app.footer(kFooter);
     app.add_flag("--json", context.json, "answer with JSON");
     app.add_flag("-v,--verbose", context.verbose, "show the library's log on standard error");
+    app.set_version_flag("--version", "vemocachectl " VEMO_VERSION);
     for (const auto& verb : verbs) {
         AddVerb(app, verb, request);
     }

@@ -16,6 +16,8 @@ TEST(LostOutput, IsAFailureWhateverTheVerb) {
         {R"("$1" list >/dev/full; echo $?)", "1\n"},
         {R"("$1" list --json >/dev/full; echo $?)", "1\n"},
         {R"("$1" --help >/dev/full; echo $?)", "1\n"},
+        {R"("$1" --version >/dev/full; echo $?)", "1\n"},
+        {R"("$1" --version)", "vemocachectl 1.0.0\n"},
         {R"("$1" list >&-; echo $?)", "1\n"},
         {R"("$1" list --json >&-; echo $?)", "1\n"},
         {R"("$1" list <&- >&- 2>&-; echo $?)", "1\n"},
