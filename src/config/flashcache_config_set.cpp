@@ -150,12 +150,16 @@ int CopyToStaging(mode_t mode) noexcept {
 /// The move is what readers see: the old copy or the new one, never a part. The tool would move into a folder
 /// that lies there, or that a link there names.
 int MoveToCopy(mode_t mode) noexcept {
-    if (ClaimFile(kConfigTmpFile, mode) == Claim::kFailed ||
-        VLIBCExecl("/bin/mv", VLIBC_EXEC_WAIT, "-f", kStagingFile, kConfigTmpFile, nullptr) != 0) {
-        LogError()("Mv error");
-        return -1;
+    const Claim copy = ClaimFile(kConfigTmpFile, mode);
+    if (copy != Claim::kFailed &&
+        VLIBCExecl("/bin/mv", VLIBC_EXEC_WAIT, "-f", kStagingFile, kConfigTmpFile, nullptr) == 0) {
+        return 0;
     }
-    return 0;
+    LogError()("Mv error");
+    if (copy == Claim::kMade) {
+        unlink(kConfigTmpFile);  // where there was no copy there is none
+    }
+    return -1;
 }
 
 }  // namespace

@@ -37,16 +37,16 @@ int Download(const std::string& path) {
         // Without an address the tool refuses, and the update ends as any failed download does.
         return VLIBCExecl(kWget, VLIBC_EXEC_WAIT, nullptr);
     }
+    // The tool would write through what another user laid there, and we would take it over.
+    if (ClaimFile(path.c_str(), 0666) == Claim::kFailed) {
+        return -1;
+    }
     return VLIBCExecl(kWget, VLIBC_EXEC_WAIT, address, "-O", path.c_str(), "--timeout=15", nullptr);
 }
 
 int Update() {
     const std::string downloaded = FormatCut(kPathSize, "/tmp/%s", kFileName);
     const std::string target = FormatCut(kPathSize, "%s/%s", kTargetDir, kFileName);
-    // The tool would write through what another user laid there, and we would take it over.
-    if (ClaimFile(downloaded.c_str(), 0666) == Claim::kFailed) {
-        return -1;
-    }
     if (Download(downloaded) != 0) {
         LogError()("Cannot contact server");
         return -1;

@@ -171,6 +171,14 @@ TEST_F(ConfigWriteTest, AFailedRefreshIsToldThoughTheFileIsChanged) {
     EXPECT_FALSE(std::filesystem::exists(kStaging));
 }
 
+TEST_F(ConfigWriteTest, AFailedMoveLeavesNoCopyWhereThereWasNone) {
+    StoreAbc();
+    std::filesystem::remove(kCopy);
+    FailProgram("/bin/mv");
+    EXPECT_EQ(VEMOFlashCacheConfigTmpUpdate(), -1);
+    EXPECT_FALSE(std::filesystem::exists(kCopy));
+}
+
 TEST_F(ConfigWriteTest, ARefreshWithoutTheFileKeepsTheCopy) {
     WriteWhole(kCopy, "old");
     EXPECT_EQ(VEMOFlashCacheConfigTmpUpdate(), -1);
