@@ -1,19 +1,15 @@
 #include "caches/describe.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "caches/describe_entry.h"
 #include "caches/kernel_state.h"
-#include "support/device.h"
+#include "caches/problems.h"
 
 namespace cli {
 namespace {
 
 constexpr const char* kProblemKey = "problem";
-constexpr const char* kStaysOnSsd =
-    "its SSD may hold dirty blocks: load it before the volume is used; once the volume was written they are "
-    "stale, and it must be wiped or deleted";
 
 // An entry's text; nothing when empty or not known.
 Value Text(const char* text) {
@@ -31,10 +27,6 @@ Value FromStat(const Cache& cache, Read read) {
     return From(cache.stat.get(), read);
 }
 
-std::uint64_t BlockSize(const FLASHCACHE_STAT& stat) {
-    return static_cast<std::uint64_t>(stat.BlockSizeKB) * 1024;
-}
-
 // What a write-back cache alone has.
 template <typename Read>
 Value FromWriteBack(const Cache& cache, Read read) {
@@ -46,102 +38,19 @@ std::optional<std::uint64_t> Dirty(const Cache& cache) {
 }
 
 Value DirtyBytes(const Cache& cache, const std::optional<std::uint64_t>& blocks) {
-    return cache.stat && blocks ? Value(*blocks * BlockSize(*cache.stat)) : Value();
-}
-
-// The library cannot describe a write-through cache, although nothing is wrong with it.
-bool IsWriteThrough(const Cache& cache) {
-    return !cache.stat && cache.pair && cache.pair->mode == FLASHCACHE_WRITE_THRU;
+    return BytesOf(blocks, cache.BlockSize());
 }
 
 const char* State(const Cache& cache) {
-    if (!cache.IsUp()) {
-        return cache.mayBeUp ? "unknown" : "unloaded";
+    if (!IsStateKnown(cache)) {
+        return "unknown";
     }
-    return cache.stat || IsWriteThrough(cache) ? "running" : "unknown";
-}
-
-constexpr bool IsWriteBackMode(std::int32_t mode) {
-    return mode == FLASHCACHE_WRITE_BACK || mode == FLASHCACHE_WRITE_BACK_BYPASS ||
-           mode == FLASHCACHE_WRITE_BACK_CRASH;
-}
-
-std::vector<std::string> ProblemsOfUnloaded(const FLASHCACHE_CONFIG& entry) {
-    std::vector<std::string> problems;
-    if (entry.CreateCritSection != 0) {
-        problems.emplace_back("its creation did not finish");
-    }
-    if (entry.CacheMissing != 0 || !IsBlockDevice(entry.SSDDevPath)) {
-        problems.emplace_back("its SSD is missing");
-    }
-    if (entry.SpaceMissing != 0 || !IsBlockDevice(entry.SpacePath)) {
-        problems.emplace_back("its volume is missing");
-    }
-    if (problems.empty() && IsWriteBackMode(entry.Policy.WriteMode)) {
-        problems.emplace_back(kStaysOnSsd);
-    }
-    return problems;
-}
-
-std::vector<std::string> ProblemsOfUnknown(const Cache& cache) {
-    if (!cache.IsUp()) {
-        return {"whether it is loaded is not known: the table of a cache device cannot be read"};
-    }
-    const std::string reason = cache.statError.code == 0 ? "" : ": " + Meaning(cache.statError.code);
-    return {"its status cannot be read" + reason};
-}
-
-void AddStateProblems(std::vector<std::string>& problems, const Cache& cache) {
-    const auto state = HandleStateOf(cache);
-    const bool flushes = cache.entry != nullptr && Text(cache.entry->FlushState) == Value("flushing");
-    if (state == FLASHCACHE_HANDLE_STATE_UNKNOWN) {
-        problems.emplace_back("its knobs make up no known handle state");
-    } else if (state != FLASHCACHE_HANDLE_STATE_NORMAL && !flushes) {
-        problems.push_back(fmt::format("it is in the handle state {}: \"vemocachectl state set {} normal\"",
-                                       ToText({"", "", HandleStateText(state)}), cache.Name()));
-    }
-    if (AttributeOf(cache) == FLASHCACHE_ATTRIBUTE_FORCE_REMOVE) {
-        problems.push_back(
-            fmt::format("force-remove is on, a flush gives up blocks that cannot be written: "
-                        "\"vemocachectl attribute set {} none\"",
-                        cache.Name()));
-    }
-}
-
-std::vector<std::string> ProblemsOfRunning(const Cache& cache) {
-    std::vector<std::string> problems;
-    if (cache.entryIsUnknown) {
-        problems.emplace_back("whether it is configured is not known: the configuration is damaged");
-    } else if (cache.entry == nullptr) {
-        problems.emplace_back("not configured: it cannot be loaded after a restart");
-    } else if (cache.entry->CreateCritSection != 0) {
-        problems.emplace_back("its creation did not finish");
-    }
-    if (IsWriteBackMode(cache.Mode().value_or(FLASHCACHE_WRITE_BACK))) {
-        AddStateProblems(problems, cache);
-    }
-    const auto size = DeviceSize(cache.device);
-    const auto volume = DeviceSize(cache.Volume());
-    if (size && volume && *size < *volume) {
-        problems.push_back(
-            fmt::format("its volume is larger than it: \"vemocachectl expand {}\"", cache.Name()));
-    } else if (size && volume && *size > *volume) {
-        problems.emplace_back("its volume has shrunk below its size");
-    }
-    return problems;
-}
-
-std::string Problem(const Cache& cache) {
-    const bool known = cache.IsUp() ? cache.stat || IsWriteThrough(cache) : !cache.mayBeUp;
-    const auto problems = !known         ? ProblemsOfUnknown(cache)
-                          : cache.IsUp() ? ProblemsOfRunning(cache)
-                                         : ProblemsOfUnloaded(*cache.entry);
-    return fmt::format("{}", fmt::join(problems, "; "));
+    return cache.IsUp() ? "running" : "unloaded";
 }
 
 Value Size(const Cache& cache) {
     if (cache.stat) {
-        return cache.stat->TotalBlocks * BlockSize(*cache.stat);
+        return cache.stat->TotalBlocks * cache.BlockSize();
     }
     return From(cache.entry, [](const auto& entry) { return entry.CacheSizeByte; });
 }
@@ -157,7 +66,8 @@ Value WriteMode(const Cache& cache) {
         return {};
     }
     const bool isKind = cache.entry != nullptr && *mode == FLASHCACHE_WRITE_BACK &&
-                        IsWriteBackMode(cache.entry->Policy.WriteMode);
+                        (cache.entry->Policy.WriteMode == FLASHCACHE_WRITE_BACK_BYPASS ||
+                         cache.entry->Policy.WriteMode == FLASHCACHE_WRITE_BACK_CRASH);
     return WriteModeText(isKind ? cache.entry->Policy.WriteMode : *mode);
 }
 
@@ -173,7 +83,7 @@ void AddIdentity(Record& record, const Cache& cache) {
 
 void AddBlocks(Record& record, const Cache& cache) {
     const auto dirty = Dirty(cache);
-    const auto cachedBytes = [](const auto& stat) { return stat.CachedBlocks * BlockSize(stat); };
+    const auto cachedBytes = [&](const auto& stat) { return stat.CachedBlocks * cache.BlockSize(); };
     record.fields.insert(
         record.fields.end(),
         {{"size_bytes", "Size", Size(cache), Format::kBytes, true},
@@ -181,7 +91,8 @@ void AddBlocks(Record& record, const Cache& cache) {
          {"cached_percent", "Cached part", cache.stat ? CachedPercent(*cache.stat) : Value(),
           Format::kPercent},
          {"dirty_bytes", "Dirty", DirtyBytes(cache, dirty), Format::kBytes},
-         {"block_size_bytes", "Block size", FromStat(cache, BlockSize), Format::kBytes},
+         {"block_size_bytes", "Block size", FromStat(cache, [&](const auto&) { return cache.BlockSize(); }),
+          Format::kBytes},
          {"total_blocks", "Blocks", FromStat(cache, [](const auto& stat) { return stat.TotalBlocks; })},
          {"cached_blocks", "Cached blocks",
           FromStat(cache, [](const auto& stat) { return stat.CachedBlocks; })},
@@ -250,8 +161,8 @@ void AddConfigured(Record& record, const Cache& cache) {
          {"flush_state", "Flush state", entry == nullptr ? Value() : Text(entry->FlushState)}});
 }
 
-Field ProblemOf(const Cache& cache) {
-    return {kProblemKey, "Problem", KnownText(Problem(cache)), Format::kPlain, false, true};
+Field ProblemField(const Cache& cache) {
+    return {kProblemKey, "Problem", KnownText(ProblemOf(cache)), Format::kPlain, false, true};
 }
 
 }  // namespace
@@ -274,14 +185,14 @@ Record Summary(const Cache& cache) {
          {"dirty_bytes", "Dirty", DirtyBytes(cache, Dirty(cache)), Format::kBytes},
          {"read_hit_percent", "Read hits", counts.Get(counts.numbers.ReadHitPercent), Format::kPercent},
          {"write_hit_percent", "Write hits", counts.Get(counts.numbers.WriteHitPercent), Format::kPercent},
-         ProblemOf(cache)});
+         ProblemField(cache)});
     return record;
 }
 
 Record Details(const Cache& cache) {
     Record record;
     AddIdentity(record, cache);
-    record.fields.push_back(ProblemOf(cache));
+    record.fields.push_back(ProblemField(cache));
     AddBlocks(record, cache);
     AddTuning(record, cache);
     AddCounters(record, cache);

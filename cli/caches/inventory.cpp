@@ -4,9 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
-#include <memory>
 
 #include "caches/config_damage.h"
 #include "support/device.h"
@@ -50,10 +48,8 @@ bool Runs(const RunningCache& running, const FLASHCACHE_CONFIG& entry) {
 
 // Whether the kernel shows a folder of the pair's short names.
 bool IsKnownToKernel(const FLASHCACHE_CONFIG& entry) {
-    const std::unique_ptr<char, decltype(&std::free)> name(
-        VEMOFlashCacheSysctlDevNameGet(Text(entry.SSDDevPath).c_str(), Text(entry.SpacePath).c_str()),
-        std::free);
-    return name && access(fmt::format("/proc/flashcache/{}", name.get()).c_str(), F_OK) == 0;
+    const std::string name = KernelName(Text(entry.SSDDevPath), Text(entry.SpacePath));
+    return !name.empty() && access(fmt::format("/proc/flashcache/{}", name).c_str(), F_OK) == 0;
 }
 
 Cache TakeUp(RunningCache& running) {
@@ -94,6 +90,15 @@ std::optional<std::int32_t> Cache::Mode() const {
         return pair->mode;
     }
     return entry == nullptr ? std::nullopt : std::optional(entry->Policy.WriteMode);
+}
+
+bool Cache::MayHoldDirty() const {
+    const auto mode = Mode();
+    return mode != FLASHCACHE_WRITE_THRU && mode != FLASHCACHE_WRITE_AROUND;
+}
+
+std::uint64_t Cache::BlockSize() const {
+    return stat ? static_cast<std::uint64_t>(stat->BlockSizeKB) * 1024 : 0;
 }
 
 Inventory TakeInventory() {

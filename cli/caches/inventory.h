@@ -27,6 +27,9 @@ struct Cache {
     [[nodiscard]] std::string Volume() const;
     // A FLASHCACHE_WRITE_MODE: as the kernel tells it, else as it is configured.
     [[nodiscard]] std::optional<std::int32_t> Mode() const;
+    // Whether blocks may lie on the SSD alone in its mode; true when that is not known.
+    [[nodiscard]] bool MayHoldDirty() const;
+    [[nodiscard]] std::uint64_t BlockSize() const;  // bytes; 0: not known
 };
 
 struct Inventory {

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 
 #include "platform/vemocore.h"
@@ -105,6 +106,12 @@ std::vector<RunningCache> RunningCaches() {
         }
     }
     return running;
+}
+
+std::string KernelName(const std::string& ssd, const std::string& volume) {
+    const std::unique_ptr<char, decltype(&std::free)> name(
+        VEMOFlashCacheSysctlDevNameGet(ssd.c_str(), volume.c_str()), std::free);
+    return name ? name.get() : "";
 }
 
 Place PlaceOf(const std::string& ssd, const std::string& volume) {

@@ -34,6 +34,10 @@ std::vector<RunningCache> RunningCaches();
 // "\tssd dev (/dev/md3), disk dev (/dev/vg1/volume_1) cache mode(WRITE_BACK)".
 std::optional<Pair> PairIn(std::string_view table);
 
+// The kernel's name of a pair, which its knobs, counters and locks go by: "md3+volume_1"; empty when a path
+// has no last part.
+std::string KernelName(const std::string& ssd, const std::string& volume);
+
 // Where a pair runs.
 struct Place {
     std::string device;    // empty: it does not run, or that is not known

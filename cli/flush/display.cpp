@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 
 #include "output/answer.h"
 
@@ -82,7 +81,7 @@ void ProgressDisplay::Show(const Progress& progress) {
         ShowBar(progress);
     } else {
         const std::string percent = progress.percent ? PercentText(progress) + " flushed, " : "";
-        fmt::print(stderr, "{}: {}{}\n", cacheName_, percent, FactsOf(progress));
+        PrintRemark(fmt::format("{}: {}{}\n", cacheName_, percent, FactsOf(progress)));
     }
 }
 
@@ -94,14 +93,13 @@ void ProgressDisplay::ShowBar(const Progress& progress) {
                                    std::string(kCells - full, '.'), PercentText(progress), FactsOf(progress));
     // A line that wraps could not be drawn over.
     line.resize(std::min(line.size(), TerminalWidth() - 1));
-    fmt::print(stderr, "\r{}\x1b[K", line);
-    std::fflush(stderr);
+    PrintRemark(fmt::format("\r{}\x1b[K", line));
     onBarLine_ = true;
 }
 
 void ProgressDisplay::LeaveBar() {
     if (onBarLine_) {
-        fmt::print(stderr, "\n");
+        PrintRemark("\n");
         onBarLine_ = false;
     }
 }

@@ -1,41 +1,37 @@
 #include "flush/flush_lock.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/file.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
+
+#include "support/lock_file.h"
 
 namespace cli {
 
-FlushLock::FlushLock(const Cache& cache) {
-    const std::unique_ptr<char, decltype(&std::free)> pair(
-        VEMOFlashCacheSysctlDevNameGet(cache.Ssd().c_str(), cache.Volume().c_str()), std::free);
-    const std::string path =
-        fmt::format("/run/lock/vemocachectl-flush-{}.lock", pair ? pair.get() : "unknown");
-    fd_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-    if (fd_ >= 0 && flock(fd_, LOCK_EX | LOCK_NB) == 0) {
+namespace {
+
+std::string PathOf(const Cache& cache) {
+    const std::string pair = KernelName(cache.Ssd(), cache.Volume());
+    return fmt::format("/run/lock/vemocachectl-flush-{}.lock", pair.empty() ? "unknown" : pair);
+}
+
+}  // namespace
+
+FlushLock::FlushLock(const Cache& cache) : file_(OpenLockFile(PathOf(cache))) {
+    if (flock(file_.get(), LOCK_EX | LOCK_NB) == 0) {
         return;
     }
     const int error = errno;
-    if (fd_ >= 0) {
-        close(fd_);
-    }
     if (error == EWOULDBLOCK) {
         throw Failure{
             fmt::format("a flush of {} runs already", cache.Name()), "another vemocachectl runs it",
             fmt::format("vemocachectl flush --status --follow {0} shows it, flush --cancel {0} ends it",
-                        cache.Name())};
+                        cache.Name()),
+            std::nullopt, FailureKind::kInUse};
     }
-    throw Failure{fmt::format("the lock file {} cannot be had", path), std::strerror(error), ""};
-}
-
-FlushLock::~FlushLock() {
-    close(fd_);
+    throw Failure{fmt::format("the lock file {} cannot be locked", PathOf(cache)), std::strerror(error), ""};
 }
 
 }  // namespace cli

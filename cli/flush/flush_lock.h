@@ -2,6 +2,7 @@
 #pragma once
 
 #include "caches/inventory.h"
+#include "common/handle.h"
 
 namespace cli {
 
@@ -10,12 +11,9 @@ namespace cli {
 class FlushLock {
   public:
     explicit FlushLock(const Cache& cache);
-    ~FlushLock();
-    FlushLock(const FlushLock&) = delete;
-    FlushLock& operator=(const FlushLock&) = delete;
 
   private:
-    int fd_;
+    flashcache::Descriptor file_;
 };
 
 }  // namespace cli

@@ -20,9 +20,7 @@ Value Known(const std::optional<Number>& number) {
 }  // namespace
 
 ProgressMeter::ProgressMeter(const Cache& cache)
-    : ssd_(cache.Ssd()),
-      volume_(cache.Volume()),
-      blockSize_(cache.stat ? static_cast<std::uint64_t>(cache.stat->BlockSizeKB) * 1024 : 0) {}
+    : ssd_(cache.Ssd()), volume_(cache.Volume()), blockSize_(cache.BlockSize()) {}
 
 Progress ProgressMeter::Read() {
     Progress progress;
@@ -62,16 +60,13 @@ std::optional<std::uint64_t> SecondsLeft(const Progress& progress) {
 }
 
 std::vector<Field> FieldsOf(const Progress& progress) {
-    const auto bytes = [&](auto blocks) {
-        // Without the size of a block its bytes cannot be reckoned.
-        return blocks && progress.blockSize != 0
-                   ? Value(static_cast<std::uint64_t>(*blocks) * progress.blockSize)
-                   : Value();
-    };
+    const auto rate = progress.blocksPerSecond
+                          ? std::optional(static_cast<std::uint64_t>(*progress.blocksPerSecond))
+                          : std::nullopt;
     return {{"percent", "Flushed", Known(progress.percent), Format::kPercent, false, true},
             {"dirty_blocks", "Dirty blocks", Known(progress.dirtyBlocks)},
-            {"dirty_bytes", "Dirty", bytes(progress.dirtyBlocks), Format::kBytes},
-            {"bytes_per_second", "Bytes per second", bytes(progress.blocksPerSecond), Format::kBytes, false,
+            {"dirty_bytes", "Dirty", BytesOf(progress.dirtyBlocks, progress.blockSize), Format::kBytes},
+            {"bytes_per_second", "Bytes per second", BytesOf(rate, progress.blockSize), Format::kBytes, false,
              true},
             {"seconds_left", "Time left", Known(SecondsLeft(progress)), Format::kSeconds, false, true},
             {"write_errors", "Failed write-backs", Known(progress.writeErrors)},

@@ -100,7 +100,7 @@ class LossMeter {
 
     [[nodiscard]] Lost Read() const {
         Lost lost;
-        lost.blockSize = cache_.stat ? static_cast<std::uint64_t>(cache_.stat->BlockSizeKB) * 1024 : 0;
+        lost.blockSize = cache_.BlockSize();
         if (!force_) {
             return lost;
         }
@@ -121,16 +121,16 @@ class LossMeter {
 }  // namespace
 
 std::vector<Field> Lost::Fields() const {
-    const bool sizeIsKnown = blocks && (blockSize != 0 || *blocks == 0);
     return {{"lost_blocks", "Lost blocks", blocks ? Value(*blocks) : Value()},
-            {"lost_bytes", "Lost", sizeIsKnown ? Value(*blocks * blockSize) : Value(), Format::kBytes}};
+            {"lost_bytes", "Lost", BytesOf(blocks, blockSize), Format::kBytes}};
 }
 
 std::string Lost::Text(const Cache& cache) const {
-    const std::string number =
-        blocks ? fmt::format("{} blocks, {} bytes are LOST", *blocks,
-                             blockSize == 0 ? "an unknown number of" : fmt::format("{}", *blocks * blockSize))
-               : "an unknown number of blocks may be LOST";
+    std::string number = "an unknown number of blocks may be LOST";
+    if (blocks) {
+        const std::string bytes = blockSize == 0 ? "" : fmt::format(", {} bytes", *blocks * blockSize);
+        number = fmt::format("{} blocks{} are LOST", *blocks, bytes);
+    }
     return fmt::format("{}: the volume {} refused them, and force-remove gave them up.", number,
                        cache.Volume());
 }

@@ -25,11 +25,6 @@ void Write(std::string_view text) {
     }
 }
 
-// Nobody can be told that standard error fails, and it changes nothing of what was done.
-void WriteRemark(std::string_view text) {
-    static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
-}
-
 }  // namespace
 
 void LoseOutput(int error) {
@@ -51,6 +46,12 @@ void PrintText(const std::string& text) {
     Write(text);
 }
 
+void PrintRemark(std::string_view text) {
+    // Nobody could be told that it failed, and that changes nothing of what was done.
+    static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
+    static_cast<void>(std::fflush(stderr));
+}
+
 Answer One(std::string key, Record record, std::string headline) {
     return {std::move(key), Layout::kRecord, {std::move(record)}, std::move(headline), ""};
 }
@@ -66,12 +67,12 @@ void Print(const Failure& failure, bool json) {
     if (json) {
         Write(JsonOf(failure));
     } else {
-        WriteRemark(TextOf(failure));
+        PrintRemark(TextOf(failure));
     }
 }
 
 void Note(const std::string& text) {
-    WriteRemark(fmt::format("note: {}\n", Printable(text)));
+    PrintRemark(fmt::format("note: {}\n", Printable(text)));
 }
 
 }  // namespace cli

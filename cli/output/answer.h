@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "output/record.h"
@@ -43,6 +44,9 @@ void LoseOutput(int error);
 
 // What became of standard output, if anything written to it was lost.
 std::optional<Failure> LostOutput();
+
+// Text as it is, on standard error, which may fail without harm.
+void PrintRemark(std::string_view text);
 
 // A remark to the admin, on standard error.
 void Note(const std::string& text);

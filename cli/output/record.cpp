@@ -62,6 +62,13 @@ Value KnownText(std::string_view text) {
     return text.empty() ? Value() : Value(std::string(text));
 }
 
+Value BytesOf(std::optional<std::uint64_t> blocks, std::uint64_t blockSize) {
+    if (!blocks || (blockSize == 0 && *blocks != 0)) {
+        return {};
+    }
+    return *blocks * blockSize;
+}
+
 std::string ToText(const Field& field) {
     return std::visit(
         [&](const auto& value) -> std::string {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -38,6 +39,9 @@ std::string ToCell(const Field& field);
 
 // A text as a value: an empty one is not known.
 Value KnownText(std::string_view text);
+
+// The bytes of so many blocks; not known where either number is not, which 0 as a block's size says.
+Value BytesOf(std::optional<std::uint64_t> blocks, std::uint64_t blockSize);
 
 // A size for people, such as "1.5 GiB"; exact numbers up to 1023 bytes.
 std::string HumanSize(std::uint64_t bytes);

@@ -5,7 +5,7 @@
 
 #include <iostream>
 
-#include "output/record.h"
+#include "output/answer.h"
 #include "support/failure.h"
 
 namespace cli {
@@ -19,7 +19,7 @@ void RequireConsent(const Loss& loss, bool given, bool mayAsk) {
                       "if that may be lost, repeat the command with " + loss.option, std::nullopt,
                       FailureKind::kConsent};
     }
-    fmt::print(stderr, "This would {}.\nType \"yes\" to go on: ", Printable(loss.what));
+    PrintRemark(fmt::format("This would {}.\nType \"yes\" to go on: ", Printable(loss.what)));
     std::string answer;
     std::getline(std::cin, answer);
     if (answer != "yes") {

@@ -41,8 +41,6 @@ std::string KindText(FailureKind kind) {
             return "unknown_state";
         case FailureKind::kConfiguration:
             return "configuration";
-        case FailureKind::kDataLost:
-            return "data_lost";
         case FailureKind::kFailed:
             break;
     }

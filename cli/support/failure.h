@@ -27,7 +27,6 @@ enum class FailureKind {
     kRefused,        // as things are it would be unsafe, or cannot be
     kUnknownState,   // what it hangs on could not be read
     kConfiguration,  // the configuration is damaged or cannot be read
-    kDataLost,       // done, and blocks were lost
 };
 std::string KindText(FailureKind kind);
 

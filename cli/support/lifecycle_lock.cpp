@@ -1,6 +1,5 @@
 #include "support/lifecycle_lock.h"
 
-#include <fcntl.h>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <sys/file.h>
@@ -11,6 +10,7 @@
 
 #include "output/answer.h"
 #include "support/failure.h"
+#include "support/lock_file.h"
 #include "vemoflashcache.h"
 
 namespace cli {
@@ -26,14 +26,10 @@ std::string Holder() {
     return text.empty() ? "another vemocachectl" : Printable(text);
 }
 
+// Also sees to it that the file is ours before the library opens it by its name.
 bool IsHeld() {
-    const int fd = open(kLockFile, O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        return false;
-    }
-    const bool held = flock(fd, LOCK_EX | LOCK_NB) != 0;
-    close(fd);
-    return held;
+    const auto file = OpenLockFile(kLockFile);
+    return flock(file.get(), LOCK_EX | LOCK_NB) != 0;
 }
 
 void Sign(int fd, const std::string& verb) {

@@ -1,11 +1,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <map>
 
 #include "caches/describe.h"
 #include "caches/entry.h"
+#include "caches/fresh_pair.h"
 #include "caches/inventory.h"
 #include "caches/running.h"
 #include "output/answer.h"
@@ -45,31 +45,10 @@ struct Options {
     bool discardContent = false;
 };
 
-void RequireFree(const Inventory& inventory, const std::string& path, const std::string& role) {
-    for (const auto& cache : inventory.caches) {
-        if (SameDevice(cache.Ssd(), path) || SameDevice(cache.Volume(), path)) {
-            throw Failure{fmt::format("the {} {} belongs to the cache {}", role, path, cache.Name()),
-                          cache.IsUp() ? fmt::format("it runs as {}", cache.device)
-                                       : "it is configured, but not loaded",
-                          fmt::format("vemocachectl status {} tells more about it", cache.Name()),
-                          std::nullopt, FailureKind::kInUse};
-        }
-    }
-    RequireUnused(path, role);
-}
-
-void CheckDevices(const Options& options, const Inventory& inventory) {
-    RequireBlockDevice(options.ssd, "SSD");
-    RequireBlockDevice(options.volume, "volume");
-    if (SameDevice(options.ssd, options.volume)) {
-        throw Failure{"SSD and volume are one device", fmt::format("both are {}", options.ssd), "",
-                      std::nullopt, FailureKind::kRefused};
-    }
-    RequireFree(inventory, options.ssd, "SSD");
-    RequireFree(inventory, options.volume, "volume");
-    if (!options.device.empty() && IsBlockDevice(options.device)) {
-        throw Failure{fmt::format("the cache device {} exists already", options.device), "",
-                      "name another, or none for the first that is free"};
+void RequireNewDevice(const std::string& device) {
+    if (!device.empty() && IsBlockDevice(device)) {
+        throw Failure{fmt::format("the cache device {} exists already", device), "",
+                      "name another, or none for the first that is free", std::nullopt, FailureKind::kInUse};
     }
 }
 
@@ -95,39 +74,6 @@ std::uint64_t SizeFor(const Options& options) {
     return size;
 }
 
-std::string KernelName(const std::string& ssd, const std::string& volume) {
-    const std::unique_ptr<char, decltype(&std::free)> name(
-        VEMOFlashCacheSysctlDevNameGet(ssd.c_str(), volume.c_str()), std::free);
-    return name ? name.get() : "";
-}
-
-// The kernel goes by the last parts of the two paths: no two caches can share them, and the library cannot
-// describe a cache for which they are too long.
-void RequireNameOfItsOwn(const Options& options, const Inventory& inventory) {
-    constexpr std::size_t kLongest = 29;  // 28 and the "+" between them
-    const std::string name = KernelName(options.ssd, options.volume);
-    if (name.size() > kLongest) {
-        throw Failure{
-            fmt::format("the names of {} and {} are too long together", options.ssd, options.volume),
-            fmt::format("{} has {} characters, and a cache's status can be read up to {}", name, name.size(),
-                        kLongest),
-            "use a device with a shorter name", std::nullopt, FailureKind::kRefused};
-    }
-    // It would part the name of each knob where sysctl looks for a folder.
-    if (name.find('.') != std::string::npos) {
-        throw Failure{fmt::format("a cache cannot be tuned when its name has a \".\": {}", name),
-                      "sysctl takes it for the end of a folder's name", "use a device of another name",
-                      std::nullopt, FailureKind::kRefused};
-    }
-    for (const auto& cache : inventory.caches) {
-        if (!cache.Ssd().empty() && KernelName(cache.Ssd(), cache.Volume()) == name) {
-            throw Failure{fmt::format("the kernel cannot tell this cache from {}", cache.Name()),
-                          fmt::format("both would be {} to it", name), "use a device of another name",
-                          std::nullopt, FailureKind::kRefused};
-        }
-    }
-}
-
 std::string NameFor(const Options& options, const Inventory& inventory) {
     std::string name = options.name;
     if (name.empty()) {
@@ -136,7 +82,8 @@ std::string NameFor(const Options& options, const Inventory& inventory) {
     const bool taken = std::any_of(inventory.caches.begin(), inventory.caches.end(),
                                    [&](const Cache& cache) { return cache.Name() == name; });
     if (taken) {
-        throw Failure{fmt::format("there is a cache {} already", name), "", "name the new one with --name"};
+        throw Failure{fmt::format("there is a cache {} already", name), "", "name the new one with --name",
+                      std::nullopt, FailureKind::kInUse};
     }
     return name;
 }
@@ -225,8 +172,8 @@ void Create(Context& context, const Options& options) {
     const Inventory inventory = TakeInventory();
     RequireWholeConfig(inventory);
     RequireAllKnown(inventory, fmt::format("the SSD {} is free", options.ssd));
-    CheckDevices(options, inventory);
-    RequireNameOfItsOwn(options, inventory);
+    RequireFreshPair(inventory, options.ssd, options.volume);
+    RequireNewDevice(options.device);
     const FLASHCACHE_CREATE_PARAM param = ParamFor(options);
     const NewEntry entry{NameFor(options, inventory), NewUuid(), MountPathFor(options)};
     RequireConsentToContent(context, options);

@@ -20,10 +20,6 @@ struct Options {
     bool discardDirty = false;
 };
 
-bool IsWriteBack(const Cache& cache) {
-    return cache.stat && cache.stat->WriteMode == FLASHCACHE_WRITE_BACK;
-}
-
 // The library cannot look up the status of a write-through or broken cache, but takes one that it is given.
 struct GivenStatus {
     std::string ssd;
@@ -33,20 +29,15 @@ struct GivenStatus {
     explicit GivenStatus(const Cache& cache) : ssd(cache.Ssd()), volume(cache.Volume()) {
         record.SSDDevPath = ssd.data();
         record.SpacePath = volume.data();
-        record.WriteMode = cache.stat ? cache.stat->WriteMode : ConfiguredMode(*cache.entry);
-    }
-
-    // As the kernel tells modes: the kinds of write-back are one to it.
-    static std::int32_t ConfiguredMode(const FLASHCACHE_CONFIG& entry) {
-        const auto mode = entry.Policy.WriteMode;
-        return mode == FLASHCACHE_WRITE_THRU || mode == FLASHCACHE_WRITE_AROUND ? mode
-                                                                                : FLASHCACHE_WRITE_BACK;
+        // As the kernel tells modes: the kinds of write-back are one to it.
+        record.WriteMode =
+            cache.MayHoldDirty() ? FLASHCACHE_WRITE_BACK : cache.Mode().value_or(FLASHCACHE_WRITE_BACK);
     }
 };
 
 void RequireKnownMode(const Options& options, const Cache& cache) {
-    const bool writeThrough =
-        cache.entry != nullptr && cache.entry->Policy.WriteMode == FLASHCACHE_WRITE_THRU;
+    // What the kernel calls write-through has no status, and no dirty blocks either.
+    const bool writeThrough = cache.pair && cache.pair->mode == FLASHCACHE_WRITE_THRU;
     const bool consented = cache.entry != nullptr && options.discardDirty;
     if (!cache.stat && !writeThrough && !consented) {
         throw Failure{fmt::format("the cache {} cannot be deleted", cache.Name()),
@@ -54,7 +45,7 @@ void RequireKnownMode(const Options& options, const Cache& cache) {
                       fmt::format("vemocachectl -v status {} shows why; --discard-dirty deletes a configured "
                                   "cache all the same, with what it alone holds",
                                   cache.Name()),
-                      cache.statError};
+                      cache.statError, FailureKind::kUnknownState};
     }
 }
 
@@ -62,9 +53,8 @@ std::string LossOf(const Cache& cache, std::optional<std::uint64_t> dirty) {
     if (!dirty) {
         return fmt::format("drop the dirty blocks of {}, an unknown number, unwritten", cache.Name());
     }
-    const auto bytes = *dirty * static_cast<std::uint64_t>(cache.stat->BlockSizeKB) * 1024;
     return fmt::format("drop {} dirty blocks ({}) of {} that are not on the volume {} yet", *dirty,
-                       HumanSize(bytes), cache.Name(), cache.Volume());
+                       HumanSize(*dirty * cache.BlockSize()), cache.Name(), cache.Volume());
 }
 
 // What the admin knows and agrees to before anything is done; questions are asked without the lock.
@@ -105,7 +95,7 @@ void RequireStillSettled(const Cache& judged, const Cache& now, const Settled& s
     }
     RequireIdle(now);
     const auto dirty =
-        IsWriteBack(now) ? DirtyBlocks(now.Ssd(), now.Volume()) : std::optional<std::uint64_t>(0);
+        now.MayHoldDirty() ? DirtyBlocks(now.Ssd(), now.Volume()) : std::optional<std::uint64_t>(0);
     if (settled.mayLose && (!dirty || *dirty > *settled.mayLose)) {
         const std::string count = dirty ? std::to_string(*dirty) : "an unknown number of";
         throw Failure{refusal,
@@ -130,7 +120,7 @@ void Remove(const Options& options, const Cache& cache) {
                                               cache.Ssd(), cache.Name()));
     }
     // The library wipes after write-back alone.
-    if (!IsWriteBack(cache)) {
+    if (!cache.MayHoldDirty()) {
         Uninterrupted([&] { return VEMOFlashCacheDestroy(status.ssd.c_str()); });
     }
     if (VEMOFlashCacheCheckMetadataExist(status.ssd.c_str()) == 1) {
@@ -169,7 +159,7 @@ void Delete(Context& context, const Options& options) {
     const Cache& judged = FindRunning(first, options.cache);
     RequireKnownMode(options, judged);
     RequireIdle(judged);
-    const Settled settled = IsWriteBack(judged) ? SettleDirtyBlocks(context, options, judged) : Settled{};
+    const Settled settled = judged.MayHoldDirty() ? SettleDirtyBlocks(context, options, judged) : Settled{};
     const LifecycleLock lock("delete");
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, judged.Name());

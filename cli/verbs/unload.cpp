@@ -25,46 +25,33 @@ void TakeDown(const Cache& cache) {
     }
 }
 
-// What lies on the SSD alone. The kernel may have written some of it back on the way down, so this is the
-// most that it can be.
-struct Left {
-    bool mayBe = false;                   // the mode has dirty blocks at all
-    std::optional<std::uint64_t> blocks;  // nothing: not known
-    std::uint64_t blockSize = 0;          // bytes; 0: not known
-};
-
-Left WhatIsLeft(const Cache& cache) {
-    const auto mode = cache.Mode();
-    Left left;
-    left.mayBe = mode != FLASHCACHE_WRITE_THRU && mode != FLASHCACHE_WRITE_AROUND;
-    left.blocks = left.mayBe ? DirtyBlocks(cache.Ssd(), cache.Volume()) : std::optional<std::uint64_t>(0);
-    left.blockSize = cache.stat ? static_cast<std::uint64_t>(cache.stat->BlockSizeKB) * 1024 : 0;
-    return left;
+// How many blocks lie on the SSD alone; nothing: not known. The kernel may write some back on the way down,
+// so this is the most that it can be.
+std::optional<std::uint64_t> MostLeft(const Cache& cache) {
+    return cache.MayHoldDirty() ? DirtyBlocks(cache.Ssd(), cache.Volume()) : std::optional<std::uint64_t>(0);
 }
 
-std::string HeadlineOf(const Cache& cache, const Left& left) {
+std::string HeadlineOf(const Cache& cache, std::optional<std::uint64_t> left) {
     std::string headline = fmt::format("Unloaded {}.", cache.Name());
-    if (!left.mayBe) {
+    if (!cache.MayHoldDirty()) {
         return headline;
     }
     const std::string stale =
         "Once the volume is written without it, the blocks on the SSD are stale: delete or wipe it then.";
-    if (left.blocks == 0U) {
+    if (left == 0U) {
         return fmt::format("{} No dirty block was left. {}", headline, stale);
     }
-    const std::string number = left.blocks ? fmt::format("Up to {}", *left.blocks) : "An unknown number of";
+    const std::string number = left ? fmt::format("Up to {}", *left) : "An unknown number of";
     return fmt::format("{} {} dirty blocks are on the SSD alone: load it before you use the volume. {}",
                        headline, number, stale);
 }
 
-void Tell(const Context& context, const Cache& cache, const Left& left) {
-    const bool sizeIsKnown = left.blocks && (left.blockSize != 0 || *left.blocks == 0);
+void Tell(const Context& context, const Cache& cache, std::optional<std::uint64_t> left) {
     Record record = Identity(cache);
     record.fields.insert(
         record.fields.end(),
-        {{"dirty_blocks_left", "Dirty blocks left", left.blocks ? Value(*left.blocks) : Value()},
-         {"dirty_bytes_left", "Dirty left", sizeIsKnown ? Value(*left.blocks * left.blockSize) : Value(),
-          Format::kBytes}});
+        {{"dirty_blocks_left", "Dirty blocks left", left ? Value(*left) : Value()},
+         {"dirty_bytes_left", "Dirty left", BytesOf(left, cache.BlockSize()), Format::kBytes}});
     Print(One("unloaded", record, HeadlineOf(cache, left)), context.json);
 }
 
@@ -73,7 +60,7 @@ void Unload(const Context& context, const Options& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, options.cache);
     RequireIdle(cache);
-    const Left left = WhatIsLeft(cache);
+    const auto left = MostLeft(cache);
     TakeDown(cache);
     if (cache.entry != nullptr) {
         MarkLoaded(cache.Name(), false);

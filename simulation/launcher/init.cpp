@@ -12,8 +12,8 @@
 #include <sys/sysmacros.h>
 #include <sys/un.h>
 #include <sys/wait.h>
-#include <algorithm>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <optional>
@@ -109,7 +109,7 @@ void Init::AddDisk(std::vector<Disk>& disks, const std::string& name, uint64_t s
     const std::string path = "/dev/" + name;
     // The volumes of the numbered pairs have kept their bytes under the last part of their names.
     std::string fileName = name.starts_with("vg1/volume_") ? name.substr(4) : name;
-    std::replace(fileName.begin(), fileName.end(), '/', '_');
+    std::replace(fileName.begin(), fileName.end(), '/', '%');
     UniqueFd file = state_.OpenDisk(fileName, size);
     UniqueFd kernelFile(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
     const int node = devices_->AddDisk(path, std::move(file));

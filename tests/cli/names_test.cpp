@@ -23,8 +23,7 @@ void MakeDirty(const std::string& device) {
 TEST(Names, OfAnotherCacheAreNotTakenDownByACreationThatFails) {
     CreateLonger();
     MakeDirty("/dev/mapper/cachedev_0");
-    for (const auto& [fault, value] :
-         {std::pair{"tool.flashcache_create", "fail"}, {"knob.reclaim_policy", "reject"}}) {
+    for (const auto& [fault, value] : kCreationFaults) {
         Fault(fault, value);
         const Ran ran = Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "32M"});
         EXPECT_EQ(ran.code, 1);

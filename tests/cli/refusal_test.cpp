@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "cli/tool.h"
 
 namespace tests {
@@ -163,6 +165,28 @@ TEST(Refusal, TellsTheLimits) {
         EXPECT_EQ(ran.code, 2) << knob;
         EXPECT_THAT(ran.err, HasSubstr("name a value from 0 to")) << knob;
     }
+}
+
+TEST(Refusal, OfALockFileThatSomebodyElseLaid) {
+    CreateCache();
+    const std::string lock = "/run/lock/vemocachectl.lock";
+    std::ofstream("/run/lock/victim") << "content";
+    const std::vector<Words> plants = {
+        {"ln", "-sf", "/run/lock/victim", lock},
+        {"ln", "-sf", "/run/lock/nothing", lock},
+        {"ln", "-f", "/run/lock/victim", lock},
+        {"sh", "-c", "rm " + lock + "; mkfifo " + lock},
+        {"sh", "-c", "rm " + lock + "; touch " + lock + "; chown 65534 " + lock}};
+    for (const auto& plant : plants) {
+        ASSERT_EQ(RunProgram(plant).code, 0);
+        const Ran ran = Tool({"unload", "cachedev_0"});
+        EXPECT_EQ(ran.code, 1) << plant.back();
+        EXPECT_THAT(ran.err, HasSubstr("the lock file " + lock)) << plant.back();
+    }
+    EXPECT_EQ(RunProgram({"cat", "/run/lock/victim"}).out, "content");
+    EXPECT_NE(RunProgram({"ls", "/run/lock/nothing"}).code, 0);
+    ASSERT_EQ(RunProgram({"rm", lock}).code, 0);
+    EXPECT_EQ(Tool({"unload", "cachedev_0"}).code, 0);
 }
 
 }  // namespace

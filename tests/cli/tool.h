@@ -3,9 +3,11 @@
 
 #include <sys/types.h>
 
+#include <array>
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tests {
@@ -38,6 +40,10 @@ int DirtyBlocks();
 
 // Sets a fault of the appliance on which the test runs.
 void Fault(const std::string& name, const std::string& value);
+
+// Faults, each with its value, at which a creation fails half-way.
+inline constexpr std::array<std::pair<const char*, const char*>, 2> kCreationFaults = {
+    {{"tool.flashcache_create", "fail"}, {"knob.reclaim_policy", "reject"}}};
 
 // vemocachectl on a terminal of its own, where `typed` is entered once `prompt` has come; out holds all
 // that the terminal showed.

@@ -1,0 +1,101 @@
+#include "caches/problems.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <string_view>
+#include <vector>
+
+#include "caches/kernel_state.h"
+#include "support/device.h"
+
+namespace cli {
+namespace {
+
+constexpr const char* kStaysOnSsd =
+    "its SSD may hold dirty blocks: load it before the volume is used; once the volume was written they are "
+    "stale, and it must be wiped or deleted";
+
+std::vector<std::string> ProblemsOfUnloaded(const Cache& cache) {
+    const FLASHCACHE_CONFIG& entry = *cache.entry;
+    std::vector<std::string> problems;
+    if (entry.CreateCritSection != 0) {
+        problems.emplace_back("its creation did not finish");
+    }
+    if (entry.CacheMissing != 0 || !IsBlockDevice(entry.SSDDevPath)) {
+        problems.emplace_back("its SSD is missing");
+    }
+    if (entry.SpaceMissing != 0 || !IsBlockDevice(entry.SpacePath)) {
+        problems.emplace_back("its volume is missing");
+    }
+    if (problems.empty() && cache.MayHoldDirty()) {
+        problems.emplace_back(kStaysOnSsd);
+    }
+    return problems;
+}
+
+std::vector<std::string> ProblemsOfUnknown(const Cache& cache) {
+    if (!cache.IsUp()) {
+        return {"whether it is loaded is not known: the table of a cache device cannot be read"};
+    }
+    const std::string reason = cache.statError.code == 0 ? "" : ": " + Meaning(cache.statError.code);
+    return {"its status cannot be read" + reason};
+}
+
+void AddStateProblems(std::vector<std::string>& problems, const Cache& cache) {
+    const auto state = HandleStateOf(cache);
+    const bool flushes = cache.entry != nullptr && cache.entry->FlushState != nullptr &&
+                         std::string_view(cache.entry->FlushState) == "flushing";
+    if (state == FLASHCACHE_HANDLE_STATE_UNKNOWN) {
+        problems.emplace_back("its knobs make up no known handle state");
+    } else if (state != FLASHCACHE_HANDLE_STATE_NORMAL && !flushes) {
+        problems.push_back(fmt::format("it is in the handle state {}: \"vemocachectl state set {} normal\"",
+                                       ToText({"", "", HandleStateText(state)}), cache.Name()));
+    }
+    if (AttributeOf(cache) == FLASHCACHE_ATTRIBUTE_FORCE_REMOVE) {
+        problems.push_back(
+            fmt::format("force-remove is on, a flush gives up blocks that cannot be written: "
+                        "\"vemocachectl attribute set {} none\"",
+                        cache.Name()));
+    }
+}
+
+std::vector<std::string> ProblemsOfRunning(const Cache& cache) {
+    std::vector<std::string> problems;
+    if (cache.entryIsUnknown) {
+        problems.emplace_back("whether it is configured is not known: the configuration is damaged");
+    } else if (cache.entry == nullptr) {
+        problems.emplace_back("not configured: it cannot be loaded after a restart");
+    } else if (cache.entry->CreateCritSection != 0) {
+        problems.emplace_back("its creation did not finish");
+    }
+    if (cache.MayHoldDirty()) {
+        AddStateProblems(problems, cache);
+    }
+    const auto size = DeviceSize(cache.device);
+    const auto volume = DeviceSize(cache.Volume());
+    if (size && volume && *size < *volume) {
+        problems.push_back(
+            fmt::format("its volume is larger than it: \"vemocachectl expand {}\"", cache.Name()));
+    } else if (size && volume && *size > *volume) {
+        problems.emplace_back("its volume has shrunk below its size");
+    }
+    return problems;
+}
+
+}  // namespace
+
+bool IsStateKnown(const Cache& cache) {
+    // The library cannot describe a write-through cache, although nothing is wrong with it.
+    const bool isWriteThrough = cache.pair && cache.pair->mode == FLASHCACHE_WRITE_THRU;
+    return cache.IsUp() ? cache.stat || isWriteThrough : !cache.mayBeUp;
+}
+
+std::string ProblemOf(const Cache& cache) {
+    const auto problems = !IsStateKnown(cache) ? ProblemsOfUnknown(cache)
+                          : cache.IsUp()       ? ProblemsOfRunning(cache)
+                                               : ProblemsOfUnloaded(cache);
+    return fmt::format("{}", fmt::join(problems, "; "));
+}
+
+}  // namespace cli

@@ -1,0 +1,33 @@
+#include "support/lock_file.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "support/failure.h"
+
+namespace cli {
+
+flashcache::Descriptor OpenLockFile(const std::string& path) {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): open has no other form.
+    flashcache::Descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644));
+    struct stat status{};
+    if (!file || fstat(file.get(), &status) != 0) {
+        throw Failure{fmt::format("the lock file {} cannot be had", path), std::strerror(errno),
+                      fmt::format("see what lies there: ls -l {}", path)};
+    }
+    const bool isOurs =
+        S_ISREG(status.st_mode) && status.st_nlink == 1 && (status.st_uid == 0 || status.st_uid == geteuid());
+    if (!isOurs) {
+        throw Failure{fmt::format("the lock file {} is not ours", path),
+                      fmt::format("user {} laid it there", status.st_uid),
+                      fmt::format("rm {}, and see who laid it", path), std::nullopt, FailureKind::kRefused};
+    }
+    return file;
+}
+
+}  // namespace cli
