@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "caches/flush_lock.h"
 #include "caches/kernel_state.h"
 #include "support/device.h"
 
@@ -46,7 +47,12 @@ void AddStateProblems(std::vector<std::string>& problems, const Cache& cache) {
     const auto state = HandleStateOf(cache);
     const bool flushes = cache.entry != nullptr && cache.entry->FlushState != nullptr &&
                          std::string_view(cache.entry->FlushState) == "flushing";
-    if (state == FLASHCACHE_HANDLE_STATE_UNKNOWN) {
+    if (flushes && !FlushRuns(cache)) {
+        problems.push_back(fmt::format(
+            "its flush was ended, no process runs it: \"vemocachectl flush {0}\" goes on with it, "
+            "\"vemocachectl flush --cancel {0}\" returns it to normal",
+            cache.Name()));
+    } else if (state == FLASHCACHE_HANDLE_STATE_UNKNOWN) {
         problems.emplace_back("its knobs make up no known handle state");
     } else if (state != FLASHCACHE_HANDLE_STATE_NORMAL && !flushes) {
         problems.push_back(fmt::format("it is in the handle state {}: \"vemocachectl state set {} normal\"",

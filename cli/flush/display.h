@@ -31,6 +31,7 @@ class ProgressDisplay {
     bool json_;
     bool bar_;
     bool onBarLine_ = false;
+    bool endShown_ = false;  // the plain line that no block is dirty
 };
 
 }  // namespace cli

@@ -2,12 +2,12 @@
 
 #include <fmt/format.h>
 
-#include <thread>
-
 #include "caches/entry.h"
+#include "caches/flush_lock.h"
 #include "caches/kernel_state.h"
 #include "flush/display.h"
-#include "flush/flush_lock.h"
+#include "flush/progress.h"
+#include "flush/record.h"
 #include "output/answer.h"
 #include "support/background_call.h"
 
@@ -15,19 +15,15 @@ namespace cli {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::seconds;
 
 void RequireRecord(const Cache& cache) {
     if (cache.entry == nullptr) {
         throw Failure{fmt::format("the cache {} cannot be flushed", cache.Name()),
-                      "it has no configuration entry, in which a flush keeps its state", ""};
+                      "it has no configuration entry, in which a flush keeps its state", "", std::nullopt,
+                      FailureKind::kRefused};
     }
     // Flushes read the copy; after a restart nothing else may have made it yet.
     RefreshCopy();
-}
-
-bool IsRecorded(const Cache& cache, FLASHCACHE_FLUSH_STATE state) {
-    return VEMOFlashCacheIsRemoveInFlushState(cache.Ssd().c_str(), state) == 1;
 }
 
 int Cancel(const Cache& cache) {
@@ -35,13 +31,15 @@ int Cancel(const Cache& cache) {
 }
 
 // Shows the flush until it is over; an interruption cancels it.
-void Watch(BackgroundCall& flush, const Cache& cache, bool json) {
+void Watch(BackgroundCall& flush, const Cache& cache, LossWatch& losses, bool json) {
     ProgressMeter meter(cache);
     ProgressDisplay display(cache.Name(), json);
     bool wanted = false;
     bool asked = false;
     for (;;) {
-        display.Show(meter.Read());
+        const Progress progress = meter.Read();
+        losses.See(progress.writeErrors);
+        display.Show(progress);
         // A flush that is just beginning has not recorded itself and cannot be cancelled yet.
         const auto event = flush.WaitFor(wanted && !asked ? milliseconds(100) : display.Interval());
         if (event == BackgroundCall::Event::kOver) {
@@ -58,21 +56,6 @@ void Watch(BackgroundCall& flush, const Cache& cache, bool json) {
     }
 }
 
-// The library has restored the state; where a knob write of it failed, once more.
-void EnsureState(const Cache& cache, FLASHCACHE_HANDLE_STATE former) {
-    if (former == FLASHCACHE_HANDLE_STATE_UNKNOWN || HandleStateOf(cache) == former) {
-        return;
-    }
-    const Outcome outcome = Attempt(
-        [&] { return VEMOFlashCacheHandleStateSet(cache.Ssd().c_str(), cache.Volume().c_str(), former); });
-    if (outcome.result != 0) {
-        throw LibraryFailure(
-            fmt::format("the flush of {} was stopped, but its former state could not be restored",
-                        cache.Name()),
-            outcome, fmt::format("vemocachectl state set {} normal", cache.Name()));
-    }
-}
-
 Failure WhyFailed(const Cache& cache, const Outcome& outcome) {
     const Progress now = ProgressMeter(cache).Read();
     const std::string left = now.dirtyBlocks ? std::to_string(*now.dirtyBlocks) : "its";
@@ -83,110 +66,67 @@ Failure WhyFailed(const Cache& cache, const Outcome& outcome) {
     if (const auto refused = now.writeErrors.value_or(0); refused > 0) {
         failure.why = fmt::format("the volume {} refused {} writes", cache.Volume(), refused);
         failure.next = fmt::format(
-            "look at the volume's health in dmesg; \"vemocachectl attribute set {} force-remove\" lets a "
-            "flush go on past such errors, and the blocks that the volume refuses are LOST then",
+            "look at the volume's health in dmesg and mend it; as the last resort \"vemocachectl attribute "
+            "set {} force-remove\" lets a flush give up the blocks that the volume refuses: they are LOST "
+            "then",
             cache.Name());
     }
     return failure;
 }
 
-// Counts what a flush gives up from before it begins to its end.
-class LossMeter {
-  public:
-    explicit LossMeter(const Cache& cache)
-        : cache_(cache),
-          force_(AttributeOf(cache) == FLASHCACHE_ATTRIBUTE_FORCE_REMOVE),
-          before_(force_ ? WriteErrors(cache.Ssd(), cache.Volume()) : std::nullopt) {}
-
-    [[nodiscard]] Lost Read() const {
-        Lost lost;
-        lost.blockSize = cache_.BlockSize();
-        if (!force_) {
-            return lost;
-        }
-        // The kernel counts anew when a sync begins; one that ran already goes on with its count, and what it
-        // refused before cannot be told from what it gave up since.
-        const auto now = WriteErrors(cache_.Ssd(), cache_.Volume());
-        const bool isAnew = now && before_ && (*before_ == 0 || *now < *before_);
-        lost.blocks = isAnew ? now : std::nullopt;
-        return lost;
+// What a flush before this one left is no state to go back to after a cancellation.
+void LeaveEarlierFlush(const Cache& cache) {
+    const bool isDead = IsFlushRecorded(cache, FLASHCACHE_FLUSH_STATE_FLUSHING);
+    if (isDead) {
+        Note(fmt::format("an earlier flush of {} did not end in order; it is begun again", cache.Name()));
     }
+    if ((isDead || IsFlushRecorded(cache, FLASHCACHE_FLUSH_STATE_FLUSH_DONE)) &&
+        HandleStateOf(cache) == FLASHCACHE_HANDLE_STATE_FLUSH) {
+        EnsureState(cache, FLASHCACHE_HANDLE_STATE_NORMAL);
+    }
+}
 
-  private:
-    const Cache& cache_;
-    bool force_;
-    std::optional<std::uint64_t> before_;
-};
+// Runs the library's flush to its end, whatever that is.
+Outcome FlushAndWatch(const Cache& cache, LossWatch& losses, bool json) {
+    BackgroundCall flush([&] { return VEMOFlashCacheFlush(cache.device.c_str()); });
+    Watch(flush, cache, losses, json);
+    return flush.Result();
+}
+
+void RequireStopped(const Cache& cache, const Outcome& outcome, FLASHCACHE_HANDLE_STATE former) {
+    EnsureState(cache, former);
+    if (outcome.result < 0) {
+        throw WhyFailed(cache, outcome);
+    }
+}
 
 }  // namespace
 
-std::vector<Field> Lost::Fields() const {
-    return {{"lost_blocks", "Lost blocks", blocks ? Value(*blocks) : Value()},
-            {"lost_bytes", "Lost", BytesOf(blocks, blockSize), Format::kBytes}};
-}
-
-std::string Lost::Text(const Cache& cache) const {
-    std::string number = "an unknown number of blocks may be LOST";
-    if (blocks) {
-        const std::string bytes = blockSize == 0 ? "" : fmt::format(", {} bytes", *blocks * blockSize);
-        number = fmt::format("{} blocks{} are LOST", *blocks, bytes);
-    }
-    return fmt::format("{}: the volume {} refused them, and force-remove gave them up.", number,
-                       cache.Volume());
-}
-
 Flushed RunFlush(const Cache& cache, bool json) {
+    if (!cache.MayHoldDirty()) {
+        return {};
+    }
     RequireRecord(cache);
     const FlushLock lock(cache);
-    if (IsRecorded(cache, FLASHCACHE_FLUSH_STATE_FLUSHING)) {
-        Note(fmt::format("an earlier flush of {} did not end in order; it is begun again", cache.Name()));
-    }
+    LeaveEarlierFlush(cache);
     const FLASHCACHE_HANDLE_STATE former = HandleStateOf(cache);
-    const LossMeter meter(cache);
-    BackgroundCall flush([&] { return VEMOFlashCacheFlush(cache.device.c_str()); });
-    Watch(flush, cache, json);
-    if (flush.Result().result == 1) {
-        return {FlushEnd::kDone, meter.Read()};
+    LossWatch losses(cache);
+    if (losses.GivesUp()) {
+        Note(fmt::format("the attribute of {} is force-remove: blocks that the volume refuses are LOST",
+                         cache.Name()));
     }
-    EnsureState(cache, former);
-    if (flush.Result().result < 0) {
-        throw WhyFailed(cache, flush.Result());
+    const Outcome outcome = FlushAndWatch(cache, losses, json);
+    const Lost lost = losses.Read();
+    if (outcome.result == 1) {
+        return {FlushEnd::kDone, lost};
     }
-    return {FlushEnd::kCancelled, meter.Read()};
-}
-
-void FollowFlush(const Cache& cache, bool json) {
-    ProgressMeter meter(cache);
-    ProgressDisplay display(cache.Name(), json);
-    while (IsRecorded(cache, FLASHCACHE_FLUSH_STATE_FLUSHING)) {
-        display.Show(meter.Read());
-        std::this_thread::sleep_for(display.Interval());
+    try {
+        RequireStopped(cache, outcome, former);
+    } catch (Failure& failure) {
+        AddLoss(failure, cache, lost);
+        throw;
     }
-}
-
-void CancelFlush(const Cache& cache) {
-    const Outcome outcome = Attempt([&] { return VEMOFlashCacheFlushCancel(cache.device.c_str()); });
-    if (outcome.result == 0) {
-        throw Failure{fmt::format("the flush of {} was done already", cache.Name()), "",
-                      fmt::format("vemocachectl state set {} normal returns it to caching", cache.Name())};
-    }
-    if (outcome.result < 0) {
-        throw Failure{fmt::format("there is no flush of {} to cancel", cache.Name()),
-                      outcome.slot.code == 0 ? "none is recorded as running" : Meaning(outcome.slot.code),
-                      fmt::format("vemocachectl flush --status {} shows its state", cache.Name()),
-                      outcome.slot};
-    }
-    // The flush looks every 5 seconds.
-    const auto deadline = std::chrono::steady_clock::now() + seconds(20);
-    while (HandleStateOf(cache) == FLASHCACHE_HANDLE_STATE_FLUSH) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            throw Failure{
-                fmt::format("the flush of {} is recorded as cancelled, but no flush answered", cache.Name()),
-                "the process that ran it may be gone; the device is still in the state flush",
-                fmt::format("vemocachectl state set {} normal", cache.Name())};
-        }
-        std::this_thread::sleep_for(milliseconds(200));
-    }
+    return {FlushEnd::kCancelled, lost};
 }
 
 }  // namespace cli

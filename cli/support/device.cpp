@@ -112,10 +112,12 @@ std::vector<std::string> MountPoints(const std::string& path) {
 
 std::vector<std::string> Holders(const std::string& path) {
     std::vector<std::string> holders;
+    const std::string self = std::to_string(getpid());
     std::error_code error;
     for (fs::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
         const std::string pid = entry->path().filename();
-        if (pid.find_first_not_of("0123456789") == std::string::npos && HasOpen(entry->path(), path)) {
+        if (pid != self && pid.find_first_not_of("0123456789") == std::string::npos &&
+            HasOpen(entry->path(), path)) {
             std::string name;
             std::getline(std::ifstream(entry->path() / "comm"), name);
             holders.push_back(fmt::format("{} ({})", name, pid));

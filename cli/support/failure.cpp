@@ -39,6 +39,8 @@ std::string KindText(FailureKind kind) {
             return "refused";
         case FailureKind::kUnknownState:
             return "unknown_state";
+        case FailureKind::kDataLost:
+            return "data_lost";
         case FailureKind::kConfiguration:
             return "configuration";
         case FailureKind::kFailed:

@@ -26,6 +26,7 @@ enum class FailureKind {
     kConsent,        // it would lose something, and nobody consented
     kRefused,        // as things are it would be unsafe, or cannot be
     kUnknownState,   // what it hangs on could not be read
+    kDataLost,       // blocks are lost, with an earlier consent to it
     kConfiguration,  // the configuration is damaged or cannot be read
 };
 std::string KindText(FailureKind kind);

@@ -50,7 +50,7 @@ void Set(Context& context, const Options& options) {
 std::vector<Argument> DeclareSet(Options& options) {
     return {CacheArgument(options.cache),
             {.name = "ATTRIBUTE",
-             .help = "none: failed write-backs end a flush; force-remove: they do not",
+             .help = "none: failed write-backs end a flush; force-remove: the blocks are lost and it goes on",
              .target = &options.attribute,
              .required = true,
              .choices = NamesOf(kAttributes)},
@@ -63,7 +63,7 @@ std::vector<Argument> DeclareSet(Options& options) {
 
 Verb AttributeVerb() {
     return MakeGroup(
-        "attribute", "Read or set whether flushes go on past failed write-backs",
+        "attribute", "Read or set whether flushes give up the blocks of failed write-backs",
         {MakeVerb<Options>(
              "get", "Show the attribute", "vemocachectl attribute get cachedev_0",
              [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Get),

@@ -2,6 +2,7 @@
 
 #include "caches/describe.h"
 #include "caches/entry.h"
+#include "caches/flush_lock.h"
 #include "caches/idle.h"
 #include "caches/kernel_state.h"
 #include "flush/run.h"
@@ -79,8 +80,10 @@ Settled SettleDirtyBlocks(const Context& context, const Options& options, const 
     // may be cancelled has to be over before.
     const Flushed flushed = RunFlush(cache, context.json);
     if (flushed.end == FlushEnd::kCancelled) {
-        throw Failure{fmt::format("the flush was cancelled, {} is not deleted", cache.Name()),
-                      "the cache runs as before", ""};
+        Failure failure{fmt::format("the flush was cancelled, {} is not deleted", cache.Name()),
+                        "the cache runs as before", ""};
+        AddLoss(failure, cache, flushed.lost);
+        throw failure;
     }
     return {0, flushed.lost};
 }
@@ -119,13 +122,19 @@ void Remove(const Options& options, const Cache& cache) {
                                 : fmt::format("vemocachectl wipe {}, then vemocachectl config remove {}",
                                               cache.Ssd(), cache.Name()));
     }
-    // The library wipes after write-back alone.
-    if (!cache.MayHoldDirty()) {
-        Uninterrupted([&] { return VEMOFlashCacheDestroy(status.ssd.c_str()); });
+}
+
+// The library wipes after write-back alone. False when the metadata is still there.
+bool WipeSsd(const Cache& cache) {
+    const auto holdsCache = [&] { return VEMOFlashCacheCheckMetadataExist(cache.Ssd().c_str()) == 1; };
+    if (holdsCache()) {
+        Uninterrupted([&] { return VEMOFlashCacheDestroy(cache.Ssd().c_str()); });
     }
-    if (VEMOFlashCacheCheckMetadataExist(status.ssd.c_str()) == 1) {
+    const bool isWiped = !holdsCache();
+    if (!isWiped) {
         Note(fmt::format("the SSD {0} could not be wiped; vemocachectl wipe {0} tries again", cache.Ssd()));
     }
+    return isWiped;
 }
 
 void Forget(const Cache& cache) {
@@ -141,8 +150,9 @@ void Forget(const Cache& cache) {
     }
 }
 
-void Tell(Context& context, const Cache& cache, const Lost& lost) {
+void Tell(Context& context, const Cache& cache, const Lost& lost, bool isWiped) {
     Record record = Identity(cache);
+    record.fields.push_back({"ssd_wiped", "SSD wiped", isWiped});
     const auto losses = lost.Fields();
     record.fields.insert(record.fields.end(), losses.begin(), losses.end());
     std::string headline = fmt::format("Deleted the cache {}; use the volume {} itself from now on.",
@@ -154,20 +164,35 @@ void Tell(Context& context, const Cache& cache, const Lost& lost) {
     Print(One("deleted", record, headline), context.json);
 }
 
+void TakeDown(Context& context, const Options& options, const Cache& judged, const Settled& settled) {
+    const LifecycleLock lock("delete");
+    Inventory inventory = TakeInventory();
+    const Cache& cache = FindRunning(inventory, judged.Name());
+    RequireKnownMode(options, cache);
+    const FlushLock noFlush(cache);
+    RequireStillSettled(judged, cache, settled);
+    Remove(options, cache);
+    const bool isWiped = WipeSsd(cache);
+    Forget(cache);
+    Tell(context, cache, settled.lost, isWiped);
+}
+
 void Delete(Context& context, const Options& options) {
     Inventory first = TakeInventory();
     const Cache& judged = FindRunning(first, options.cache);
     RequireKnownMode(options, judged);
     RequireIdle(judged);
     const Settled settled = judged.MayHoldDirty() ? SettleDirtyBlocks(context, options, judged) : Settled{};
-    const LifecycleLock lock("delete");
-    Inventory inventory = TakeInventory();
-    const Cache& cache = FindRunning(inventory, judged.Name());
-    RequireKnownMode(options, cache);
-    RequireStillSettled(judged, cache, settled);
-    Remove(options, cache);
-    Forget(cache);
-    Tell(context, cache, settled.lost);
+    try {
+        TakeDown(context, options, judged, settled);
+    } catch (Failure& failure) {
+        AddLoss(failure, judged, settled.lost);
+        if (HandleStateOf(judged) == FLASHCACHE_HANDLE_STATE_FLUSH) {
+            failure.next += fmt::format("{}\"vemocachectl state set {} normal\" returns it to caching",
+                                        failure.next.empty() ? "" : "; ", judged.Name());
+        }
+        throw;
+    }
 }
 
 std::vector<Argument> Declare(Options& options) {

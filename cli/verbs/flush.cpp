@@ -2,7 +2,11 @@
 
 #include <fmt/format.h>
 
+#include "caches/flush_lock.h"
 #include "caches/kernel_state.h"
+#include "flush/foreign.h"
+#include "flush/progress.h"
+#include "flush/record.h"
 #include "output/answer.h"
 #include "verbs/verb.h"
 
@@ -17,25 +21,26 @@ struct Options {
 };
 
 // `result` is "done" or "cancelled" at the end of a flush, else empty.
-Record Describe(const std::string& name, const std::string& result, const Lost& lost) {
+Record Describe(const std::string& name, const std::string& result, const std::optional<Lost>& lost) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, name);
     Record record{{{"name", "Name", cache.Name()},
                    {"result", "Result", KnownText(result), Format::kPlain, false, true},
                    {"flush_state", "Flush state",
                     cache.entry == nullptr ? Value() : KnownText(cache.entry->FlushState)},
+                   {"running", "Running", FlushRuns(cache)},
                    {"handle_state", "Handle state", HandleStateText(HandleStateOf(cache))}}};
     const auto progress = FieldsOf(ProgressMeter(cache).Read());
     record.fields.insert(record.fields.end(), progress.begin(), progress.end());
-    if (!result.empty()) {
-        const auto losses = lost.Fields();
+    if (lost) {
+        const auto losses = lost->Fields();
         record.fields.insert(record.fields.end(), losses.begin(), losses.end());
     }
     return record;
 }
 
 void Tell(const Context& context, const Cache& cache, const std::string& result, const std::string& headline,
-          const Lost& lost = {}) {
+          const std::optional<Lost>& lost = std::nullopt) {
     Print(One("flush", Describe(cache.Name(), result, lost), headline), context.json);
 }
 
@@ -43,7 +48,7 @@ std::string HeadlineOf(const Cache& cache, const Flushed& flushed) {
     if (flushed.end == FlushEnd::kCancelled) {
         return fmt::format("Cancelled; {} is as it was before.", cache.Name());
     }
-    if (HandleStateOf(cache) != FLASHCACHE_HANDLE_STATE_FLUSH) {
+    if (!cache.MayHoldDirty()) {
         return fmt::format("{} has no dirty blocks in its mode, nothing was to do.", cache.Name());
     }
     return fmt::format("Flushed {0}. It takes no new blocks until \"vemocachectl state set {0} normal\".",
@@ -60,17 +65,29 @@ void Run(Context& context, const Cache& cache) {
     context.failed = flushed.end == FlushEnd::kCancelled || !flushed.lost.IsNone();
 }
 
+std::string TextOf(Cancelled cancelled, const Cache& cache) {
+    return cancelled == Cancelled::kRunning
+               ? fmt::format("Cancelled the flush of {}.", cache.Name())
+               : fmt::format("The flush of {} had no process any more; its record and its state are normal.",
+                             cache.Name());
+}
+
+std::string DeadText(const Cache& cache) {
+    return fmt::format(
+        "No process runs the recorded flush; \"vemocachectl flush --cancel {0}\" returns {0} to normal.",
+        cache.Name());
+}
+
 void Flush(Context& context, const Options& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, options.cache);
     if (options.cancel) {
-        CancelFlush(cache);
-        Tell(context, cache, "cancelled", fmt::format("Cancelled the flush of {}.", cache.Name()));
+        Tell(context, cache, "cancelled", TextOf(CancelFlush(cache), cache));
     } else if (options.status) {
         if (options.follow) {
             FollowFlush(cache, context.json);
         }
-        Tell(context, cache, "", "");
+        Tell(context, cache, "", IsFlushDead(cache) ? DeadText(cache) : "");
     } else {
         Run(context, cache);
     }

@@ -1,6 +1,8 @@
 #include <fmt/format.h>
 
+#include "caches/flush_lock.h"
 #include "caches/kernel_state.h"
+#include "flush/record.h"
 #include "output/answer.h"
 #include "support/names.h"
 #include "verbs/verb.h"
@@ -27,6 +29,7 @@ void Get(Context& context, const Options& options) {
 void Set(Context& context, const Options& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindWithPair(inventory, options.cache);
+    const FlushLock noFlush(cache);
     const Outcome outcome = Attempt([&] {
         return VEMOFlashCacheHandleStateSet(cache.Ssd().c_str(), cache.Volume().c_str(),
                                             kHandleStates.at(options.state));
@@ -35,6 +38,9 @@ void Set(Context& context, const Options& options) {
         throw LibraryFailure(
             fmt::format("{} could not be brought to the state {}", cache.Name(), options.state), outcome,
             "some of its knobs may be written: set a state again, or see vemocachectl knob get");
+    }
+    if (options.state == "normal") {
+        MendFlushRecord(cache);
     }
     Tell(context, cache, fmt::format("{} is in the state {}.", cache.Name(), options.state));
 }

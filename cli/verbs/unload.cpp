@@ -2,6 +2,7 @@
 
 #include "caches/describe.h"
 #include "caches/entry.h"
+#include "caches/flush_lock.h"
 #include "caches/idle.h"
 #include "caches/inventory.h"
 #include "caches/kernel_state.h"
@@ -16,6 +17,17 @@ namespace {
 struct Options {
     std::string cache;
 };
+
+// The device writes back on its way down, where no one could tell any more what was given up.
+void RequireNoGivingUp(const Cache& cache, std::optional<std::uint64_t> left) {
+    if (left != 0U && AttributeOf(cache) == FLASHCACHE_ATTRIBUTE_FORCE_REMOVE) {
+        throw Failure{fmt::format("the cache {} is not unloaded", cache.Name()),
+                      "its attribute is force-remove: dirty blocks that the volume refuses on the way down "
+                      "would be LOST",
+                      fmt::format("vemocachectl attribute set {} none, then try again", cache.Name()),
+                      std::nullopt, FailureKind::kRefused};
+    }
+}
 
 void TakeDown(const Cache& cache) {
     const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheUnload(cache.device.c_str()); });
@@ -60,7 +72,9 @@ void Unload(const Context& context, const Options& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, options.cache);
     RequireIdle(cache);
+    const FlushLock noFlush(cache);
     const auto left = MostLeft(cache);
+    RequireNoGivingUp(cache, left);
     TakeDown(cache);
     if (cache.entry != nullptr) {
         MarkLoaded(cache.Name(), false);

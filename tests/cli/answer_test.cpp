@@ -92,9 +92,9 @@ TEST(Answer, KeepsItsNames) {
                 ElementsAreArray(Sorted({"name", "ssd", "volume", "mount_path", "write_mode", "size_bytes",
                                          "format", "loaded", "flush_state"})));
     EXPECT_THAT(Keys(Answer({"flush", "--status", "cachedev_0"})["flush"]),
-                ElementsAreArray(
-                    Sorted({"name", "result", "flush_state", "handle_state", "percent", "dirty_blocks",
-                            "dirty_bytes", "bytes_per_second", "seconds_left", "write_errors", "stalled"})));
+                ElementsAreArray(Sorted({"name", "result", "flush_state", "running", "handle_state",
+                                         "percent", "dirty_blocks", "dirty_bytes", "bytes_per_second",
+                                         "seconds_left", "write_errors", "stalled"})));
     const auto failure = Tool({"unload", "nothing", "--json"}).Json();
     EXPECT_EQ(failure["format_version"], 1);
     EXPECT_THAT(Keys(failure["error"]),

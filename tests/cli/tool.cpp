@@ -122,20 +122,38 @@ int DirtyBlocks() {
     return Answer({"status", "cachedev_0"})["caches"][0]["dirty_blocks"];
 }
 
+void CreateDirtyCache() {
+    CreateCache();
+    Fault("cleaning", "pause");
+    ASSERT_EQ(RunProgram({"dd", "if=/dev/urandom", "of=/tmp/data", "bs=64k", "count=20"}).code, 0);
+    ASSERT_EQ(RunProgram({"dd", "if=/tmp/data", "of=/dev/mapper/cachedev_0", "bs=64k", "oflag=direct"}).code,
+              0);
+    ASSERT_EQ(DirtyBlocks(), kDirty);
+}
+
+bool VolumeHoldsData() {
+    return RunProgram({"cmp", "-n", std::to_string(kDirty * 65536), "/tmp/data", "/dev/vg1/volume_1"}).code ==
+           0;
+}
+
 void Fault(const std::string& name, const std::string& value) {
     const Ran ran = RunProgram({VEMO_APPLIANCE_PATH, "fault", name, value});
     ASSERT_EQ(ran.code, 0) << ran.err;
 }
 
-Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::string& typed) {
-    return ToolOnTerminal(std::move(arguments), prompt, std::function<std::string()>([&] { return typed; }));
+Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::string& typed,
+                   unsigned short columns) {
+    return ToolOnTerminal(std::move(arguments), prompt, std::function<std::string()>([&] { return typed; }),
+                          columns);
 }
 
-Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::function<std::string()>& type) {
+Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::function<std::string()>& type,
+                   unsigned short columns) {
     Words words = WithTool(std::move(arguments));
     const std::vector<char*> vector = Vector(words);
     int terminal = -1;
-    const pid_t pid = forkpty(&terminal, nullptr, nullptr, nullptr);
+    const winsize size{24, columns, 0, 0};
+    const pid_t pid = forkpty(&terminal, nullptr, nullptr, &size);
     if (pid == 0) {
         execv(vector.front(), vector.data());
         _exit(127);

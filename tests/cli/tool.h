@@ -38,6 +38,13 @@ void CreateCache();
 // Its dirty blocks.
 int DirtyBlocks();
 
+inline constexpr int kDirty = 20;
+
+// The usual cache with that many dirty blocks of 64 KiB, which stay dirty until the kernel may clean;
+// /tmp/data holds the same bytes.
+void CreateDirtyCache();
+bool VolumeHoldsData();
+
 // Sets a fault of the appliance on which the test runs.
 void Fault(const std::string& name, const std::string& value);
 
@@ -46,11 +53,13 @@ inline constexpr std::array<std::pair<const char*, const char*>, 2> kCreationFau
     {{"tool.flashcache_create", "fail"}, {"knob.reclaim_policy", "reject"}}};
 
 // vemocachectl on a terminal of its own, where `typed` is entered once `prompt` has come; out holds all
-// that the terminal showed.
-Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::string& typed);
+// that the terminal showed. The terminal is so many columns wide; 0: its width is not known.
+Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::string& typed,
+                   unsigned short columns = 0);
 
 // The same, where what is typed is made once the prompt has come.
-Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::function<std::string()>& type);
+Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::function<std::string()>& type,
+                   unsigned short columns = 0);
 
 // vemocachectl that runs while the test goes on, standard output read line by line.
 class RunningTool {

@@ -7,7 +7,8 @@
 namespace cli {
 
 // Held while a flush runs and gone with its process, however that ends: unlike the recorded state, it
-// tells a running flush from one that was killed. Throws a Failure when another process holds it.
+// tells a running flush from one that was killed. Changes that a flush must not meet hold it, too. Throws a
+// Failure when another process holds it.
 class FlushLock {
   public:
     explicit FlushLock(const Cache& cache);
@@ -15,5 +16,8 @@ class FlushLock {
   private:
     flashcache::Descriptor file_;
 };
+
+// Whether a process holds the lock of this cache. Looking never gets in the way of one that takes it.
+bool FlushRuns(const Cache& cache);
 
 }  // namespace cli
