@@ -34,7 +34,10 @@ Value FromWriteBack(const Cache& cache, Read read) {
 }
 
 std::optional<std::uint64_t> Dirty(const Cache& cache) {
-    return cache.IsUp() ? DirtyBlocks(cache.Ssd(), cache.Volume()) : std::nullopt;
+    if (cache.IsUp()) {
+        return DirtyBlocks(cache.Ssd(), cache.Volume());
+    }
+    return cache.onSsd && cache.IsOnItsSsd() ? cache.onSsd->dirtyBlocks : std::nullopt;
 }
 
 Value DirtyBytes(const Cache& cache, const std::optional<std::uint64_t>& blocks) {

@@ -7,14 +7,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <string_view>
 
 #include "support/failure.h"
 
 namespace cli {
 namespace {
-
-constexpr const char* kConfigAdvice =
-    "check that /usr/vemo/etc and /tmp can be written and have room, then try again";
 
 FLASHCACHE_CONFIG_SEARCH BySection(const std::string& section) {
     FLASHCACHE_CONFIG_SEARCH search{};
@@ -23,16 +21,42 @@ FLASHCACHE_CONFIG_SEARCH BySection(const std::string& section) {
     return search;
 }
 
+// The entry; nothing when it is not there or cannot be read, with the reason in `slot`.
+ConfigList Read(const std::string& section, ErrorSlot* slot = nullptr) {
+    const FLASHCACHE_CONFIG_SEARCH search = BySection(section);
+    FLASHCACHE_CONFIG* found = nullptr;
+    const Outcome outcome = Attempt([&] { return VEMOFlashCacheConfigGet(&search, &found); });
+    if (slot != nullptr) {
+        *slot = outcome.slot;
+    }
+    return ConfigList(outcome.result < 1 ? nullptr : found);
+}
+
+// Whether the permanent file holds it: then it is the copy in /tmp alone that failed.
+bool IsWritten(const FLASHCACHE_CONFIG& record) {
+    const ConfigList entry = Read(record.SectionName);
+    return entry && entry->loaded == record.loaded && entry->CreateCritSection == record.CreateCritSection;
+}
+
 void Write(const FLASHCACHE_CONFIG& record) {
     const Outcome outcome = Attempt([&] { return VEMOFlashCacheConfigSet(&record); });
     if (outcome.result != 0) {
-        throw LibraryFailure(
-            fmt::format("the configuration entry {} could not be written", record.SectionName), outcome,
-            kConfigAdvice);
+        const char* what = IsWritten(record)
+                               ? "the configuration entry {} is written, but its copy in /tmp is not"
+                               : "the configuration entry {} could not be written";
+        throw LibraryFailure(fmt::format(fmt::runtime(what), record.SectionName), outcome, kConfigAdvice);
     }
 }
 
 }  // namespace
+
+std::string DefaultMountPath(const std::string& volume) {
+    const std::string number = volume.substr(volume.rfind('/') + 1);
+    constexpr std::string_view kPrefix = "volume_";
+    const bool isNamed = number.starts_with(kPrefix) && number.size() > kPrefix.size() &&
+                         number.find_first_not_of("0123456789", kPrefix.size()) == std::string::npos;
+    return isNamed ? "/volume" + number.substr(kPrefix.size()) : "";
+}
 
 std::string NewUuid() {
     std::array<unsigned char, 16> bytes{};
@@ -74,12 +98,10 @@ void WriteEntry(const NewEntry& entry, const FLASHCACHE_CREATE_PARAM& param) {
 }
 
 void ChangeEntry(const std::string& section, const std::function<void(FLASHCACHE_CONFIG&)>& change) {
-    const FLASHCACHE_CONFIG_SEARCH search = BySection(section);
-    FLASHCACHE_CONFIG* found = nullptr;
-    const Outcome outcome = Attempt([&] { return VEMOFlashCacheConfigGet(&search, &found); });
-    const ConfigList entry(found);
-    if (outcome.result < 1 || !entry) {
-        throw LibraryFailure(fmt::format("the configuration entry {} could not be read", section), outcome,
+    ErrorSlot slot;
+    const ConfigList entry = Read(section, &slot);
+    if (!entry) {
+        throw LibraryFailure(fmt::format("the configuration entry {} could not be read", section), {-1, slot},
                              "vemocachectl config list");
     }
     change(*entry);
@@ -105,9 +127,20 @@ void RemoveEntry(const std::string& section) {
     const FLASHCACHE_CONFIG_SEARCH search = BySection(section);
     const Outcome outcome = Attempt([&] { return VEMOFlashCacheConfigDelete(&search); });
     if (outcome.result != 0) {
-        throw LibraryFailure(fmt::format("the configuration entry {} could not be removed", section), outcome,
-                             kConfigAdvice);
+        const char* what = Read(section)
+                               ? "the configuration entry {} could not be removed"
+                               : "the configuration entry {} is removed, but not from its copy in /tmp";
+        throw LibraryFailure(fmt::format(fmt::runtime(what), section), outcome, kConfigAdvice);
     }
+}
+
+bool TakeBackEntry(const std::string& section) {
+    try {
+        RemoveEntry(section);
+    } catch (const Failure&) {
+        return !Read(section);
+    }
+    return true;
 }
 
 void RefreshCopy() {

@@ -8,6 +8,9 @@
 
 namespace cli {
 
+inline constexpr const char* kConfigAdvice =
+    "check that /usr/vemo/etc, /tmp and /run/lock can be written and have room, then try again";
+
 // What a new entry holds besides the cache's own numbers.
 struct NewEntry {
     std::string section;
@@ -16,6 +19,9 @@ struct NewEntry {
     bool unfinished = false;    // the creation is under way
     bool loaded = false;
 };
+
+// Where the appliance mounts its volume_N: "/volumeN"; empty for other volumes.
+std::string DefaultMountPath(const std::string& volume);
 
 // A new random (version 4) UUID.
 std::string NewUuid();
@@ -30,6 +36,9 @@ void ChangeEntry(const std::string& section, const std::function<void(FLASHCACHE
 void MarkLoaded(const std::string& section, bool loaded);
 
 void RemoveEntry(const std::string& section);
+
+// The same after a failure; false when the entry is still there.
+bool TakeBackEntry(const std::string& section);
 
 // Brings the temporary copy, which a restart loses, up to the configuration file.
 void RefreshCopy();

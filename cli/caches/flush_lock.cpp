@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -45,6 +46,10 @@ FlushLock::FlushLock(const Cache& cache) : file_(OpenLockFile(PathOf(cache))) {
 }
 
 bool FlushRuns(const Cache& cache) {
+    // Looking makes no file: there may be no room for one.
+    if (access(PathOf(cache).c_str(), F_OK) != 0) {
+        return false;
+    }
     const auto file = OpenLockFile(PathOf(cache));
     struct flock lock = WholeFile();
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): fcntl has no other form.

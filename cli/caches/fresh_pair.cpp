@@ -2,7 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "caches/running.h"
+#include "output/record.h"
 #include "support/device.h"
 
 namespace cli {
@@ -59,6 +62,27 @@ void RequireFreshPair(const Inventory& inventory, const std::string& ssd, const 
     RequireFree(inventory, ssd, "SSD");
     RequireFree(inventory, volume, "volume");
     RequireNameOfItsOwn(inventory, ssd, volume);
+}
+
+std::string FreshName(const Inventory& inventory, const std::string& wanted, const std::string& ssd,
+                      const std::string& volume) {
+    const std::string name = wanted.empty() ? KernelName(ssd, volume) : wanted;
+    const bool isTaken =
+        std::any_of(inventory.caches.begin(), inventory.caches.end(),
+                    [&](const Cache& cache) { return cache.entry != nullptr && cache.Name() == name; });
+    if (isTaken) {
+        throw Failure{fmt::format("there is a cache {} already", name), "", "name the new one with --name",
+                      std::nullopt, FailureKind::kInUse};
+    }
+    return name;
+}
+
+std::string CheckEntryName(const std::string& name) {
+    if (name.empty() || name.find_first_of("]/\n\r") != std::string::npos || name.starts_with("cachedev") ||
+        name.front() == ' ' || name.back() == ' ' || name != Printable(name)) {
+        return "a name has no \"/\", no \"]\", no control characters, no blanks around, and is no cachedev_N";
+    }
+    return "";
 }
 
 }  // namespace cli

@@ -98,7 +98,14 @@ bool Cache::MayHoldDirty() const {
 }
 
 std::uint64_t Cache::BlockSize() const {
-    return stat ? static_cast<std::uint64_t>(stat->BlockSizeKB) * 1024 : 0;
+    if (stat) {
+        return static_cast<std::uint64_t>(stat->BlockSizeKB) * 1024;
+    }
+    return onSsd ? onSsd->blockSize : 0;
+}
+
+bool Cache::IsOnItsSsd() const {
+    return !onSsd || SameDevice(onSsd->volume, Volume());
 }
 
 Inventory TakeInventory() {
@@ -117,6 +124,7 @@ Inventory TakeInventory() {
             running.erase(match);
         } else {
             cache.mayBeUp = !allKnown && IsKnownToKernel(*entry);
+            cache.onSsd = cache.mayBeUp ? std::nullopt : ReadSsdContent(Text(entry->SSDDevPath));
         }
         cache.entry = entry;
         inventory.caches.push_back(std::move(cache));

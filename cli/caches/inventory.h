@@ -7,6 +7,7 @@
 
 #include "caches/library_lists.h"
 #include "caches/running.h"
+#include "caches/ssd_content.h"
 #include "support/failure.h"
 
 namespace cli {
@@ -17,9 +18,10 @@ struct Cache {
     std::string device;  // "/dev/mapper/cachedev_N" when up, else empty
     StatList stat;       // nothing when not up, or when its status cannot be read
     ErrorSlot statError;
-    std::optional<Pair> pair;     // of the device that is up, when its table can be read
-    bool entryIsUnknown = false;  // there is none, but the configuration is damaged
-    bool mayBeUp = false;         // some device cannot be asked which cache it is, and it may be this one
+    std::optional<Pair> pair;         // of the device that is up, when its table can be read
+    std::optional<SsdContent> onSsd;  // of a cache that is not up, where its SSD tells
+    bool entryIsUnknown = false;      // there is none, but the configuration is damaged
+    bool mayBeUp = false;             // some device cannot be asked which cache it is, and it may be this one
 
     [[nodiscard]] bool IsUp() const { return !device.empty(); }
     [[nodiscard]] std::string Name() const;  // of its entry, else of its device
@@ -30,6 +32,8 @@ struct Cache {
     // Whether blocks may lie on the SSD alone in its mode; true when that is not known.
     [[nodiscard]] bool MayHoldDirty() const;
     [[nodiscard]] std::uint64_t BlockSize() const;  // bytes; 0: not known
+    // Whether its SSD holds the cache of its volume; true when the SSD does not tell.
+    [[nodiscard]] bool IsOnItsSsd() const;
 };
 
 struct Inventory {

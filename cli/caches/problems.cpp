@@ -8,20 +8,55 @@
 
 #include "caches/flush_lock.h"
 #include "caches/kernel_state.h"
+#include "caches/tuning.h"
+#include "caches/unload_record.h"
 #include "support/device.h"
 
 namespace cli {
 namespace {
 
-constexpr const char* kStaysOnSsd =
-    "its SSD may hold dirty blocks: load it before the volume is used; once the volume was written they are "
-    "stale, and it must be wiped or deleted";
+// A creation that was killed: what the kernel or the SSD holds of it can be finished, else there is nothing.
+std::string UnfinishedProblem(const Cache& cache) {
+    const bool isThere = cache.IsUp() || (cache.onSsd && cache.IsOnItsSsd());
+    return isThere ? fmt::format("its creation did not finish: \"vemocachectl load {}\" finishes it",
+                                 cache.Name())
+                   : fmt::format(
+                         "its creation did not finish: \"vemocachectl config remove {} "
+                         "--forget-cache\" undoes it",
+                         cache.Name());
+}
+
+std::string WayOut(const Cache& cache) {
+    return fmt::format(
+        "\"vemocachectl wipe {} --discard-metadata\" and \"vemocachectl config remove {} --forget-cache\" "
+        "end "
+        "it",
+        cache.Ssd(), cache.Name());
+}
+
+// What lies on the SSD of a cache that is not up, and what becomes of it.
+std::string ContentProblem(const Cache& cache) {
+    const auto dirty = cache.onSsd ? cache.onSsd->dirtyBlocks : std::nullopt;
+    const std::string holds = !dirty         ? "its SSD may hold dirty blocks"
+                              : *dirty == 0U ? "its SSD holds no dirty block"
+                                             : fmt::format("its SSD holds {} dirty blocks ({})", *dirty,
+                                                           HumanSize(*dirty * cache.BlockSize()));
+    const SinceUnload since = LookSinceUnload(cache);
+    if (since.volume == SinceUnload::Volume::kWritten) {
+        return fmt::format(
+            "{}, and its volume was written since it was unloaded at {}: its blocks are stale; {}", holds,
+            since.when, WayOut(cache));
+    }
+    return fmt::format(
+        "{}; load it before the volume is used: once that is written, its blocks are stale, and {}", holds,
+        WayOut(cache));
+}
 
 std::vector<std::string> ProblemsOfUnloaded(const Cache& cache) {
     const FLASHCACHE_CONFIG& entry = *cache.entry;
     std::vector<std::string> problems;
     if (entry.CreateCritSection != 0) {
-        problems.emplace_back("its creation did not finish");
+        problems.push_back(UnfinishedProblem(cache));
     }
     if (entry.CacheMissing != 0 || !IsBlockDevice(entry.SSDDevPath)) {
         problems.emplace_back("its SSD is missing");
@@ -29,8 +64,10 @@ std::vector<std::string> ProblemsOfUnloaded(const Cache& cache) {
     if (entry.SpaceMissing != 0 || !IsBlockDevice(entry.SpacePath)) {
         problems.emplace_back("its volume is missing");
     }
-    if (problems.empty() && cache.MayHoldDirty()) {
-        problems.emplace_back(kStaysOnSsd);
+    if (problems.empty() && !cache.IsOnItsSsd()) {
+        problems.push_back(fmt::format("its SSD holds a cache of another volume, {}", cache.onSsd->volume));
+    } else if (problems.empty()) {
+        problems.push_back(ContentProblem(cache));
     }
     return problems;
 }
@@ -71,12 +108,18 @@ std::vector<std::string> ProblemsOfRunning(const Cache& cache) {
     if (cache.entryIsUnknown) {
         problems.emplace_back("whether it is configured is not known: the configuration is damaged");
     } else if (cache.entry == nullptr) {
-        problems.emplace_back("not configured: it cannot be loaded after a restart");
+        problems.emplace_back(
+            "not configured, it cannot be loaded after a restart: \"vemocachectl config adopt " +
+            cache.Name() + "\"");
     } else if (cache.entry->CreateCritSection != 0) {
-        problems.emplace_back("its creation did not finish");
+        problems.push_back(UnfinishedProblem(cache));
     }
     if (cache.MayHoldDirty()) {
         AddStateProblems(problems, cache);
+    }
+    if (const auto differences = TuningDifferences(cache); !differences.empty()) {
+        problems.push_back(fmt::format("its tuning is not the configured one, {}: \"vemocachectl load {}\"",
+                                       fmt::join(differences, ", "), cache.Name()));
     }
     const auto size = DeviceSize(cache.device);
     const auto volume = DeviceSize(cache.Volume());

@@ -17,13 +17,20 @@ namespace {
 using std::chrono::milliseconds;
 
 void RequireRecord(const Cache& cache) {
+    if (cache.entryIsUnknown) {
+        throw Failure{fmt::format("the cache {} cannot be flushed", cache.Name()),
+                      "whether it has a configuration entry, in which a flush keeps its state, is not known",
+                      "vemocachectl config list tells what is wrong with the configuration", std::nullopt,
+                      FailureKind::kConfiguration};
+    }
     if (cache.entry == nullptr) {
         throw Failure{fmt::format("the cache {} cannot be flushed", cache.Name()),
-                      "it has no configuration entry, in which a flush keeps its state", "", std::nullopt,
+                      "it has no configuration entry, in which a flush keeps its state",
+                      fmt::format("vemocachectl config adopt {}", cache.Name()), std::nullopt,
                       FailureKind::kRefused};
     }
     // Flushes read the copy; after a restart nothing else may have made it yet.
-    RefreshCopy();
+    After(fmt::format("the cache {} is not flushed and runs on: ", cache.Name()), RefreshCopy);
 }
 
 int Cancel(const Cache& cache) {
@@ -59,10 +66,13 @@ void Watch(BackgroundCall& flush, const Cache& cache, LossWatch& losses, bool js
 Failure WhyFailed(const Cache& cache, const Outcome& outcome) {
     const Progress now = ProgressMeter(cache).Read();
     const std::string left = now.dirtyBlocks ? std::to_string(*now.dirtyBlocks) : "its";
-    Failure failure =
-        LibraryFailure(fmt::format("the flush of {} failed; the cache runs on and keeps {} dirty blocks",
-                                   cache.Name(), left),
-                       outcome, "mend the cause, then flush again");
+    Failure failure = LibraryFailure(
+        fmt::format("the flush of {} failed; the cache runs on and keeps {} dirty blocks", cache.Name(),
+                    left),
+        outcome,
+        fmt::format("mend the cause, then flush again; {}. If the SSD is dead: vemocachectl delete "
+                    "{} --discard-dirty gives its dirty blocks up",
+                    kConfigAdvice, cache.Name()));
     if (const auto refused = now.writeErrors.value_or(0); refused > 0) {
         failure.why = fmt::format("the volume {} refused {} writes", cache.Volume(), refused);
         failure.next = fmt::format(

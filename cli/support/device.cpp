@@ -19,6 +19,7 @@
 
 #include "common/handle.h"
 #include "support/failure.h"
+#include "support/samples.h"
 
 namespace cli {
 namespace {
@@ -38,27 +39,13 @@ std::optional<dev_t> DeviceNumber(const std::string& path) {
     return status.st_rdev;
 }
 
-bool IsZero(int fd, std::uint64_t offset, std::vector<char>& buffer) {
-    const ssize_t size = pread(fd, buffer.data(), buffer.size(), static_cast<off_t>(offset));
-    return size >= 0 && std::all_of(buffer.begin(), buffer.begin() + size, [](char c) { return c == 0; });
-}
-
 // Looks at both ends and at samples over all of the device: what is used at all shows in some of them. A
 // part that cannot be read is not blank.
 bool LooksBlank(int fd, std::uint64_t size) {
-    constexpr std::uint64_t kEnd = 1 << 20;
-    constexpr std::uint64_t kSamples = 256;
-    std::vector<char> ends(kEnd);
-    if (!IsZero(fd, 0, ends) || !IsZero(fd, size > kEnd ? size - kEnd : 0, ends)) {
-        return false;
-    }
-    std::vector<char> sample(1 << 16);
-    for (std::uint64_t i = 1; i < kSamples; ++i) {
-        if (!IsZero(fd, size / kSamples * i, sample)) {
-            return false;
-        }
-    }
-    return true;
+    constexpr std::uint64_t kSamples = 255;
+    return VisitSamples(fd, size, kSamples, [](std::string_view bytes) {
+        return std::all_of(bytes.begin(), bytes.end(), [](char byte) { return byte == 0; });
+    });
 }
 
 bool HasOpen(const fs::path& process, const std::string& device) {

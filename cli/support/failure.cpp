@@ -60,6 +60,15 @@ Outcome Attempt(const std::function<int()>& call) {
     return outcome;
 }
 
+void After(const std::string& fate, const std::function<void()>& step) {
+    try {
+        step();
+    } catch (Failure& failure) {
+        failure.what = fate + failure.what;
+        throw;
+    }
+}
+
 Failure LibraryFailure(std::string what, const Outcome& outcome, std::string next) {
     const std::string log = "the library's lines in the system log tell more; -v shows them here";
     std::string why = outcome.slot.code == 0 ? log : Meaning(outcome.slot.code) + "; " + log;

@@ -39,6 +39,9 @@ struct Failure {
     FailureKind kind = FailureKind::kFailed;
 };
 
+// Runs a step after which a failure must first tell what became of the cache: "the cache X is up, but ...".
+void After(const std::string& fate, const std::function<void()>& step);
+
 // A library call's result and what it recorded.
 struct Outcome {
     int result = 0;

@@ -18,7 +18,9 @@ flashcache::Descriptor OpenLockFile(const std::string& path) {
     struct stat status{};
     if (!file || fstat(file.get(), &status) != 0) {
         throw Failure{fmt::format("the lock file {} cannot be had", path), std::strerror(errno),
-                      fmt::format("see what lies there: ls -l {}", path)};
+                      errno == ENOSPC || errno == EROFS || errno == EDQUOT
+                          ? "make room there: df -h /run/lock; df -i /run/lock"
+                          : fmt::format("see what lies there: ls -l {}", path)};
     }
     const bool isOurs =
         S_ISREG(status.st_mode) && status.st_nlink == 1 && (status.st_uid == 0 || status.st_uid == geteuid());

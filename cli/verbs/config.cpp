@@ -1,7 +1,9 @@
 #include <fmt/format.h>
 
+#include "caches/adopt.h"
 #include "caches/describe_entry.h"
 #include "caches/entry.h"
+#include "caches/fresh_pair.h"
 #include "caches/inventory.h"
 #include "output/answer.h"
 #include "support/consent.h"
@@ -27,7 +29,9 @@ Inventory Configured() {
 const Cache& FindEntry(Inventory& inventory, const std::string& name) {
     const Cache& cache = Find(inventory, name);
     if (cache.entry == nullptr) {
-        throw Failure{fmt::format("the cache {} has no configuration entry", cache.Name()), "", ""};
+        throw Failure{fmt::format("the cache {} has no configuration entry", cache.Name()), "",
+                      fmt::format("vemocachectl config adopt {}", cache.Name()), std::nullopt,
+                      FailureKind::kNotFound};
     }
     return cache;
 }
@@ -72,6 +76,43 @@ void Remove(Context& context, const Options& options) {
           context.json);
 }
 
+struct AdoptOptions {
+    std::string cache;
+    std::string name;
+    std::string mountPath;
+};
+
+void Adopt(Context& context, const AdoptOptions& options) {
+    const LifecycleLock lock("config adopt");
+    Inventory inventory = Configured();
+    RequireWholeConfig(inventory);
+    const Cache& cache = FindWithPair(inventory, options.cache);
+    if (cache.entry != nullptr) {
+        throw Failure{fmt::format("the cache {} has an entry", cache.Name()), "nothing is to be adopted",
+                      fmt::format("vemocachectl config show {}", cache.Name()), std::nullopt,
+                      FailureKind::kRefused};
+    }
+    const std::string name = FreshName(inventory, options.name, cache.Ssd(), cache.Volume());
+    WriteEntryOfRunning(cache, name,
+                        options.mountPath.empty() ? DefaultMountPath(cache.Volume()) : options.mountPath);
+    Inventory after = Configured();
+    const Cache& adopted = FindEntry(after, name);
+    Print(One("entry", EntryDetails(*adopted.entry), fmt::format("Configured {} as {}.", cache.device, name)),
+          context.json);
+}
+
+std::vector<Argument> DeclareAdopt(AdoptOptions& options) {
+    return {CacheArgument(options.cache),
+            {.name = "--name",
+             .help = "name of the new entry; default: SSD+VOLUME, shortened",
+             .target = &options.name,
+             .check = CheckEntryName},
+            {.name = "--mount",
+             .help = "mount path of the volume; default: /volumeN for volume_N",
+             .target = &options.mountPath,
+             .completion = Completion::kFolder}};
+}
+
 Argument EntryArgument(Options& options) {
     return {.name = "ENTRY",
             .help = "the entry: its name, or the path of its SSD, volume or mount",
@@ -91,13 +132,15 @@ std::vector<Argument> DeclareRemove(Options& options) {
 
 Verb ConfigVerb() {
     return MakeGroup(
-        "config", "List, show or remove the configuration entries of caches",
+        "config", "List, show, make or remove the configuration entries of caches",
         {MakeVerb<Options>(
              "list", "List the configured caches", "vemocachectl config list",
              [](Options&) { return NoArguments(); }, List),
          MakeVerb<Options>(
              "show", "Show a whole entry", "vemocachectl config show /dev/md3",
              [](Options& options) -> std::vector<Argument> { return {EntryArgument(options)}; }, Show),
+         MakeVerb<AdoptOptions>("adopt", "Make the entry of a running cache that has none",
+                                "vemocachectl config adopt cachedev_0", DeclareAdopt, Adopt),
          MakeVerb<Options>("remove", "Remove an entry; its cache cannot be loaded without it",
                            "vemocachectl config remove md3+volume_1 --forget-cache", DeclareRemove, Remove)});
 }

@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <map>
 
 #include "caches/describe.h"
@@ -74,32 +73,6 @@ std::uint64_t SizeFor(const Options& options) {
     return size;
 }
 
-std::string NameFor(const Options& options, const Inventory& inventory) {
-    std::string name = options.name;
-    if (name.empty()) {
-        name = KernelName(options.ssd, options.volume);
-    }
-    const bool taken = std::any_of(inventory.caches.begin(), inventory.caches.end(),
-                                   [&](const Cache& cache) { return cache.Name() == name; });
-    if (taken) {
-        throw Failure{fmt::format("there is a cache {} already", name), "", "name the new one with --name",
-                      std::nullopt, FailureKind::kInUse};
-    }
-    return name;
-}
-
-// The appliance mounts its volume_N on /volumeN.
-std::string MountPathFor(const Options& options) {
-    const std::string number = options.volume.substr(options.volume.rfind('/') + 1);
-    constexpr std::string_view kPrefix = "volume_";
-    const bool named = number.starts_with(kPrefix) && number.size() > kPrefix.size() &&
-                       number.find_first_not_of("0123456789", kPrefix.size()) == std::string::npos;
-    if (!options.mountPath.empty() || !named) {
-        return options.mountPath;
-    }
-    return "/volume" + number.substr(kPrefix.size());
-}
-
 FLASHCACHE_CREATE_PARAM ParamFor(const Options& options) {
     FLASHCACHE_CREATE_PARAM param{};
     param.SSDDevPath = options.ssd.c_str();
@@ -132,7 +105,7 @@ std::string Undo(const std::string& section, const FLASHCACHE_CREATE_PARAM& para
         throw Failure{"the cache could not be created, and whether its device is up is not known",
                       "the table of a cache device cannot be read; the entry stays and says so",
                       fmt::format("vemocachectl list; when {0} is up: vemocachectl unload {0}; then "
-                                  "vemocachectl config remove {0}",
+                                  "vemocachectl config remove {0} --forget-cache",
                                   section),
                       std::nullopt, FailureKind::kUnknownState};
     }
@@ -141,21 +114,38 @@ std::string Undo(const std::string& section, const FLASHCACHE_CREATE_PARAM& para
         if (outcome.result != 0) {
             throw LibraryFailure(
                 fmt::format("the cache could not be created, and its device {} is still up", place.device),
-                outcome, fmt::format("vemocachectl unload {0}, then config remove {0}", section));
+                outcome,
+                fmt::format("vemocachectl unload {0}; vemocachectl config remove {0} --forget-cache",
+                            section));
         }
         Uninterrupted([&] { return VEMOFlashCacheDestroy(param.SSDDevPath); });
     }
     const bool isLeft = VEMOFlashCacheCheckMetadataExist(param.SSDDevPath) == 1;
-    RemoveEntry(section);
+    After("the cache could not be created; its device is down, but ", [&] { RemoveEntry(section); });
     return isLeft ? fmt::format("the SSD still holds its metadata: vemocachectl wipe {}", param.SSDDevPath)
                   : "nothing of it is left, but the SSD may have lost its content";
+}
+
+void WriteFirst(const NewEntry& entry, const FLASHCACHE_CREATE_PARAM& param) {
+    try {
+        WriteEntry(entry, param);
+    } catch (Failure& failure) {
+        // The permanent file may have it, and the copy not.
+        const bool isLeft = !TakeBackEntry(entry.section);
+        failure.what = fmt::format("no cache was made: {}; {}", failure.what,
+                                   isLeft ? "the entry stays" : "nothing of it is left");
+        if (isLeft) {
+            failure.next += fmt::format("; vemocachectl config remove {} --forget-cache", entry.section);
+        }
+        throw;
+    }
 }
 
 // The entry is written first: no cache may come to be that nothing on this machine knows of.
 void CreateWithEntry(const NewEntry& planned, const FLASHCACHE_CREATE_PARAM& param) {
     NewEntry entry = planned;
     entry.unfinished = true;
-    WriteEntry(entry, param);
+    WriteFirst(entry, param);
     const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheCreate(&param, nullptr, 0); });
     if (outcome.result != 0) {
         const std::string left = Undo(entry.section, param);
@@ -164,7 +154,9 @@ void CreateWithEntry(const NewEntry& planned, const FLASHCACHE_CREATE_PARAM& par
     }
     entry.unfinished = false;
     entry.loaded = true;
-    WriteEntry(entry, param);
+    After(fmt::format("the cache {0} is up as {1}, and \"vemocachectl load {0}\" finishes its entry, but ",
+                      entry.section, PlaceOf(param.SSDDevPath, param.SpacePath).device),
+          [&] { WriteEntry(entry, param); });
 }
 
 void Create(Context& context, const Options& options) {
@@ -175,7 +167,8 @@ void Create(Context& context, const Options& options) {
     RequireFreshPair(inventory, options.ssd, options.volume);
     RequireNewDevice(options.device);
     const FLASHCACHE_CREATE_PARAM param = ParamFor(options);
-    const NewEntry entry{NameFor(options, inventory), NewUuid(), MountPathFor(options)};
+    const NewEntry entry{FreshName(inventory, options.name, options.ssd, options.volume), NewUuid(),
+                         options.mountPath.empty() ? DefaultMountPath(options.volume) : options.mountPath};
     RequireConsentToContent(context, options);
     if (param.Policy.WriteMode == FLASHCACHE_WRITE_THRU) {
         Note("the status of a write-through cache cannot be read: its counters will not be shown");
@@ -188,14 +181,6 @@ void Create(Context& context, const Options& options) {
               fmt::format("Created the cache {}: use {} in place of {}.", cache.Name(), cache.device,
                           options.volume)),
           context.json);
-}
-
-std::string CheckName(const std::string& name) {
-    if (name.empty() || name.find_first_of("]/\n\r") != std::string::npos || name.starts_with("cachedev") ||
-        name.front() == ' ' || name.back() == ' ' || name != Printable(name)) {
-        return "a name has no \"/\", no \"]\", no control characters, no blanks around, and is no cachedev_N";
-    }
-    return "";
 }
 
 std::string CheckDeviceName(const std::string& path) {
@@ -247,7 +232,7 @@ std::vector<Argument> Declare(Options& options) {
             {.name = "--name",
              .help = "name of its configuration entry; default: SSD+VOLUME, shortened",
              .target = &options.name,
-             .check = CheckName},
+             .check = CheckEntryName},
             {.name = "--mount",
              .help = "mount path of the volume; default: /volumeN for volume_N",
              .target = &options.mountPath,

@@ -9,6 +9,7 @@
 #include "output/answer.h"
 #include "support/background_call.h"
 #include "support/consent.h"
+#include "support/device.h"
 #include "support/lifecycle_lock.h"
 #include "verbs/verb.h"
 
@@ -115,12 +116,14 @@ void Remove(const Options& options, const Cache& cache) {
         Uninterrupted([&] { return VEMOFlashCacheDelete(cache.device.c_str(), &status.record, fast); });
     if (outcome.result != 0) {
         const bool up = !PlaceOf(cache.Ssd(), cache.Volume()).device.empty();
-        throw LibraryFailure(fmt::format("the cache {} could not be deleted; its device is {}", cache.Name(),
-                                         up ? "still up" : "down"),
-                             outcome,
-                             up ? "release the device, then repeat the command"
-                                : fmt::format("vemocachectl wipe {}, then vemocachectl config remove {}",
-                                              cache.Ssd(), cache.Name()));
+        throw LibraryFailure(
+            fmt::format("the cache {} could not be deleted; its device is {}", cache.Name(),
+                        up ? "still up" : "down"),
+            outcome,
+            up ? "release the device, then repeat the command"
+               : fmt::format(
+                     "vemocachectl wipe {} --discard-metadata; vemocachectl config remove {} --forget-cache",
+                     cache.Ssd(), cache.Name()));
     }
 }
 
@@ -132,7 +135,9 @@ bool WipeSsd(const Cache& cache) {
     }
     const bool isWiped = !holdsCache();
     if (!isWiped) {
-        Note(fmt::format("the SSD {0} could not be wiped; vemocachectl wipe {0} tries again", cache.Ssd()));
+        Note(fmt::format(
+            "the SSD {0} could not be wiped; vemocachectl wipe {0} --discard-metadata tries again",
+            cache.Ssd()));
     }
     return isWiped;
 }
@@ -141,13 +146,7 @@ void Forget(const Cache& cache) {
     if (cache.entry == nullptr) {
         return;
     }
-    try {
-        RemoveEntry(cache.Name());
-    } catch (Failure& failure) {
-        failure.what = fmt::format("the cache is deleted, but {}", failure.what);
-        failure.next = fmt::format("vemocachectl config remove {}", cache.Name());
-        throw;
-    }
+    After("the cache is deleted, but ", [&] { RemoveEntry(cache.Name()); });
 }
 
 void Tell(Context& context, const Cache& cache, const Lost& lost, bool isWiped) {
@@ -162,6 +161,25 @@ void Tell(Context& context, const Cache& cache, const Lost& lost, bool isWiped) 
         context.failed = true;
     }
     Print(One("deleted", record, headline), context.json);
+}
+
+// A cache that is not up has no blocks that could be written back; the ways on are others.
+void RequireLoaded(const Cache& cache) {
+    if (cache.IsUp() || cache.mayBeUp) {
+        return;
+    }
+    const std::string forget = fmt::format("vemocachectl config remove {} --forget-cache", cache.Name());
+    if (!IsBlockDevice(cache.Ssd())) {
+        throw Failure{fmt::format("the cache {} cannot be deleted", cache.Name()),
+                      fmt::format("its SSD {} is not there", cache.Ssd()),
+                      "bring the SSD back; if it is lost with all that it holds: " + forget, std::nullopt,
+                      FailureKind::kNotFound};
+    }
+    throw Failure{fmt::format("the cache {} is not loaded", cache.Name()), "a deletion flushes it first",
+                  fmt::format("vemocachectl load {0}; vemocachectl delete {0}. If its blocks may be lost: "
+                              "vemocachectl wipe {1} --discard-metadata; {2}",
+                              cache.Name(), cache.Ssd(), forget),
+                  std::nullopt, FailureKind::kRefused};
 }
 
 void TakeDown(Context& context, const Options& options, const Cache& judged, const Settled& settled) {
@@ -179,6 +197,7 @@ void TakeDown(Context& context, const Options& options, const Cache& judged, con
 
 void Delete(Context& context, const Options& options) {
     Inventory first = TakeInventory();
+    RequireLoaded(Find(first, options.cache));
     const Cache& judged = FindRunning(first, options.cache);
     RequireKnownMode(options, judged);
     RequireIdle(judged);

@@ -70,7 +70,7 @@ void Expand(Context& context, const Options& options) {
     RequireExpandable(cache);
     RequireGrown(cache);
     RequireFound(inventory, cache);
-    RefreshCopy();
+    After(fmt::format("the cache {} is not expanded: ", cache.Name()), RefreshCopy);
     const auto before = DeviceSize(cache.device);
     // The library finds the entry by the very text that it holds.
     const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheExpand(cache.entry->SpacePath); });

@@ -6,6 +6,7 @@
 #include "caches/idle.h"
 #include "caches/inventory.h"
 #include "caches/kernel_state.h"
+#include "caches/unload_record.h"
 #include "output/answer.h"
 #include "support/background_call.h"
 #include "support/lifecycle_lock.h"
@@ -49,7 +50,8 @@ std::string HeadlineOf(const Cache& cache, std::optional<std::uint64_t> left) {
         return headline;
     }
     const std::string stale =
-        "Once the volume is written without it, the blocks on the SSD are stale: delete or wipe it then.";
+        "Once the volume is written without it, the blocks on the SSD are stale, and the cache must be "
+        "wiped.";
     if (left == 0U) {
         return fmt::format("{} No dirty block was left. {}", headline, stale);
     }
@@ -76,8 +78,9 @@ void Unload(const Context& context, const Options& options) {
     const auto left = MostLeft(cache);
     RequireNoGivingUp(cache, left);
     TakeDown(cache);
+    RecordUnload(cache);
     if (cache.entry != nullptr) {
-        MarkLoaded(cache.Name(), false);
+        After(HeadlineOf(cache, left) + " But ", [&] { MarkLoaded(cache.Name(), false); });
     }
     Tell(context, cache, left);
 }

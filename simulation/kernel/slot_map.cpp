@@ -9,10 +9,6 @@ namespace simulation {
 
 namespace {
 
-// One entry of the map on the SSD: the block's number above two flags.
-constexpr uint64_t kUsed = 1;
-constexpr uint64_t kDirty = 2;
-constexpr unsigned kFlagBits = 2;
 constexpr uint64_t kEntriesPerPage = 4096 / sizeof(uint64_t);
 using Page = std::array<uint64_t, kEntriesPerPage>;
 
@@ -36,14 +32,14 @@ void SlotMap::Load(bool keepClean) {
         ssd_.Read(kMapOffset + first * sizeof(uint64_t), Bytes(page));
         for (; slot > first; --slot) {
             const uint64_t raw = page[slot - 1 - first];
-            const bool dirty = raw & kDirty;
-            if ((raw & kUsed) && (dirty || keepClean)) {
-                Use(static_cast<Slot>(slot - 1), raw >> kFlagBits, dirty);
+            const bool dirty = raw & base::kSlotDirty;
+            if ((raw & base::kSlotUsed) && (dirty || keepClean)) {
+                Use(static_cast<Slot>(slot - 1), raw >> base::kSlotFlagBits, dirty);
                 entries_[slot - 1].dirtyOnSsd = dirty;
                 continue;
             }
             free_.push_back(static_cast<Slot>(slot - 1));
-            if (raw & kUsed) {
+            if (raw & base::kSlotUsed) {
                 changedPages_.insert(first / kEntriesPerPage);
             }
         }
@@ -65,7 +61,8 @@ void SlotMap::WritePage(uint64_t number) {
     for (uint64_t slot = first; slot < end; ++slot) {
         Entry& entry = entries_[slot];
         if (entry.used) {
-            page[slot - first] = entry.block << kFlagBits | (entry.dirty ? kDirty : 0) | kUsed;
+            page[slot - first] =
+                entry.block << base::kSlotFlagBits | (entry.dirty ? base::kSlotDirty : 0) | base::kSlotUsed;
         }
         entry.dirtyOnSsd = entry.dirty;
     }

@@ -8,23 +8,14 @@ namespace simulation {
 
 namespace {
 
-constexpr char kMagic[16] = "vemo-flashcache";
 constexpr uint64_t kDataAlignment = 65536;
 
-uint64_t AlignUp(uint64_t value) {
-    return (value + kDataAlignment - 1) / kDataAlignment * kDataAlignment;
-}
-
 }  // namespace
-
-uint64_t Superblock::DataOffset() const {
-    return AlignUp(kMapOffset + slots * sizeof(uint64_t));
-}
 
 Superblock MakeSuperblock(const Disk& ssd, const Disk& space, const std::string& name, WriteMode mode,
                           uint32_t version, uint64_t bytes) {
     Superblock superblock;
-    std::memcpy(superblock.magic, kMagic, sizeof kMagic);
+    std::memcpy(superblock.magic, base::kCacheMagic, sizeof base::kCacheMagic);
     superblock.version = version;
     superblock.blockSize = version == kVersionNew ? 65536 : 4096;
     superblock.mode = mode;
@@ -50,7 +41,7 @@ std::optional<Superblock> ReadSuperblock(const Disk& ssd) {
     ssd.Read(0, raw);
     Superblock superblock;
     std::memcpy(&superblock, raw.data(), raw.size());
-    const bool known = std::memcmp(superblock.magic, kMagic, sizeof kMagic) == 0 &&
+    const bool known = std::memcmp(superblock.magic, base::kCacheMagic, sizeof base::kCacheMagic) == 0 &&
                        (superblock.version == kVersionOriginal || superblock.version == kVersionNew);
     return known ? std::optional(superblock) : std::nullopt;
 }

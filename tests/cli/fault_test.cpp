@@ -74,7 +74,8 @@ TEST(Fault, OfAMissingDeviceIsTold) {
     ASSERT_EQ(Tool({"unload", "cachedev_0"}).code, 0);
     ASSERT_EQ(RunProgram({"sed", "-i", "s:/dev/md3:/dev/md9:", "/usr/vemo/etc/flashcache.conf"}).code, 0);
     EXPECT_EQ(Answer({"list"})["caches"][0]["problem"], "its SSD is missing");
-    EXPECT_THAT(Tool({"load", "md3+volume_1"}).err, HasSubstr("the SSD /dev/md9 is not there"));
+    EXPECT_THAT(Tool({"load", "md3+volume_1"}).err,
+                HasSubstr("the SSD /dev/md9 of the cache md3+volume_1 is not there"));
     EXPECT_EQ(Answer({"config", "remove", "md3+volume_1", "--forget-cache"})["removed"]["ssd"], "/dev/md9");
     EXPECT_THAT(Tool({"list"}).out, HasSubstr("There are no caches."));
 }

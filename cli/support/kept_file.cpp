@@ -1,0 +1,44 @@
+#include "support/kept_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+
+#include "common/handle.h"
+
+namespace cli {
+namespace {
+
+// NOLINTBEGIN(cppcoreguidelines-pro-type-vararg): open has no other form.
+
+bool WriteWhole(const std::string& path, const std::string& text) {
+    const flashcache::Descriptor file(
+        open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
+    return file && write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
+           fsync(file.get()) == 0;
+}
+
+bool SyncFolder(const std::filesystem::path& folder) {
+    const flashcache::Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return opened && fsync(opened.get()) == 0;
+}
+
+// NOLINTEND(cppcoreguidelines-pro-type-vararg)
+
+}  // namespace
+
+bool WriteKeptFile(const std::string& path, const std::string& text) {
+    const auto folder = std::filesystem::path(path).parent_path();
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    const std::string fresh = path + ".new";
+    if (error || !WriteWhole(fresh, text) || std::rename(fresh.c_str(), path.c_str()) != 0) {
+        std::remove(fresh.c_str());
+        return false;
+    }
+    return SyncFolder(folder);
+}
+
+}  // namespace cli
