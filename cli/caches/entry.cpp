@@ -14,6 +14,8 @@
 namespace cli {
 namespace {
 
+constexpr const char* kConfigLock = "/run/lock/ssdcache.lock";
+
 FLASHCACHE_CONFIG_SEARCH BySection(const std::string& section) {
     FLASHCACHE_CONFIG_SEARCH search{};
     search.type = FLASHCACHE_SEARCH_BY_SECTION;
@@ -144,7 +146,17 @@ bool TakeBackEntry(const std::string& section) {
 }
 
 void RefreshCopy() {
-    const Outcome outcome = Attempt([] { return VEMOFlashCacheConfigTmpUpdate(); });
+    // All processes make the copy in one and the same file: the lock under which the library writes entries
+    // keeps them apart.
+    const Outcome outcome = Attempt([] {
+        int lock = -1;
+        if (VEMOFlashCacheLock(kConfigLock, 1, &lock) != 1) {
+            return -1;
+        }
+        const int result = VEMOFlashCacheConfigTmpUpdate();
+        VEMOFlashCacheUnlock(lock);
+        return result;
+    });
     if (outcome.result != 0) {
         throw LibraryFailure("the temporary copy of the configuration could not be refreshed", outcome,
                              kConfigAdvice);

@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 #include "support/lock_file.h"
 
@@ -25,16 +27,28 @@ struct flock WholeFile() {
     return lock;
 }
 
+// 0, or why the lock cannot be had: EAGAIN when another holds it.
+int TryLock(int file) {
+    struct flock lock = WholeFile();
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): fcntl has no other form.
+    const int error = fcntl(file, F_OFD_SETLK, &lock) == 0 ? 0 : errno;
+    return error == EACCES ? EAGAIN : error;
+}
+
 }  // namespace
 
 FlushLock::FlushLock(const Cache& cache) : file_(OpenLockFile(PathOf(cache))) {
-    struct flock lock = WholeFile();
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): fcntl has no other form.
-    if (fcntl(file_.get(), F_OFD_SETLK, &lock) == 0) {
+    int error = TryLock(file_.get());
+    // A change holds it for a moment, a flush for long.
+    const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    while (error == EAGAIN && std::chrono::steady_clock::now() < patience) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        error = TryLock(file_.get());
+    }
+    if (error == 0) {
         return;
     }
-    const int error = errno;
-    if (error == EAGAIN || error == EACCES) {
+    if (error == EAGAIN) {
         throw Failure{
             fmt::format("a flush of {} runs", cache.Name()), "another vemocachectl works on it",
             fmt::format("vemocachectl flush --status --follow {0} shows it, vemocachectl flush --cancel {0} "

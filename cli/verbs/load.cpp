@@ -7,23 +7,16 @@
 #include "caches/entry.h"
 #include "caches/fresh_pair.h"
 #include "caches/inventory.h"
+#include "caches/loading.h"
 #include "caches/ssd_content.h"
-#include "caches/tuning.h"
 #include "caches/unload_record.h"
 #include "output/answer.h"
-#include "support/background_call.h"
-#include "support/consent.h"
 #include "support/device.h"
 #include "support/lifecycle_lock.h"
 #include "verbs/verb.h"
 
 namespace cli {
 namespace {
-
-struct Consent {
-    bool given = false;
-    bool mayAsk = false;
-};
 
 struct Options {
     std::string cache;
@@ -32,106 +25,9 @@ struct Options {
     bool acceptStale = false;
 };
 
-void CheckBefore(const Cache& cache) {
-    if (!IsBlockDevice(cache.Ssd())) {
-        throw Failure{
-            fmt::format("the SSD {} of the cache {} is not there", cache.Ssd(), cache.Name()),
-            "no such device exists",
-            fmt::format("bring the SSD back; if it is lost with all that it holds: vemocachectl config "
-                        "remove {} --forget-cache",
-                        cache.Name()),
-            std::nullopt, FailureKind::kNotFound};
-    }
-    RequireBlockDevice(cache.Volume(), "volume");
-    RequireUnused(cache.Ssd(), "SSD");
-    RequireUnused(cache.Volume(), "volume");
-    if (!cache.IsOnItsSsd()) {
-        throw Failure{
-            fmt::format("the cache {} cannot be loaded", cache.Name()),
-            fmt::format("the SSD {} holds a cache of the volume {}, not of {}", cache.Ssd(),
-                        cache.onSsd->volume, cache.Volume()),
-            fmt::format("vemocachectl probe {} tells more; see that the right SSD is in place", cache.Ssd()),
-            std::nullopt, FailureKind::kRefused};
-    }
-}
-
-// What was written to the volume without its cache is newer than the blocks on the SSD, which would hide it.
-void RequireFreshBlocks(const Cache& cache, const Consent& consent) {
-    const SinceUnload since = LookSinceUnload(cache);
-    if (since.volume == SinceUnload::Volume::kWritten) {
-        RequireConsent(
-            {fmt::format("bring up the cache {} with stale blocks: its volume {} was written without "
-                         "it, after it was unloaded at {}; reads would give old data, and dirty "
-                         "blocks would overwrite new data. To give the blocks up instead: "
-                         "vemocachectl wipe {} --discard-metadata; vemocachectl config remove {} "
-                         "--forget-cache",
-                         cache.Name(), cache.Volume(), since.when, cache.Ssd(), cache.Name()),
-             "--accept-stale"},
-            consent.given, consent.mayAsk);
-    }
-}
-
-Failure WhyNotLoaded(const Cache& cache, const Outcome& outcome) {
-    const std::string device = PlaceOf(cache.Ssd(), cache.Volume()).device;
-    if (!device.empty()) {
-        return LibraryFailure(
-            fmt::format("the cache {} is up as {}, but not with its tuning", cache.Name(), device), outcome,
-            fmt::format(
-                "vemocachectl knob get {} shows the values in force; vemocachectl load {} tries again",
-                device, cache.Name()));
-    }
-    if (VEMOFlashCacheCheckMetadataExist(cache.Ssd().c_str()) == 0) {
-        return {
-            fmt::format("the cache {} could not be loaded", cache.Name()),
-            fmt::format("the SSD {} holds no cache metadata", cache.Ssd()),
-            fmt::format("see that the right SSD is in place; if the cache was wiped, \"vemocachectl config "
-                        "remove {} --forget-cache\" forgets it",
-                        cache.Name())};
-    }
-    return LibraryFailure(fmt::format("the cache {} could not be loaded", cache.Name()), outcome,
-                          fmt::format("see that {} is the SSD of this cache and look at dmesg", cache.Ssd()));
-}
-
-void RecordLoaded(const Cache& cache, const std::string& device) {
-    After(fmt::format("the cache {} is up as {}, but ", cache.Name(), device),
-          [&] { MarkLoaded(cache.Name(), true); });
-}
-
-// A loading or creation that was killed half-way left the rest of its work.
-void FinishLoaded(const Cache& cache) {
-    if (cache.entry == nullptr) {
-        return;
-    }
-    if (!TuningDifferences(cache).empty()) {
-        ApplyTuning(cache);
-    }
-    if (cache.entry->loaded == 0 || cache.entry->CreateCritSection != 0) {
-        RecordLoaded(cache, cache.device);
-    }
-}
-
-void LoadOne(const Cache& cache, const Consent& consent) {
-    if (cache.IsUp()) {
-        FinishLoaded(cache);
-        return;
-    }
-    RequireKnownState(cache);
-    CheckBefore(cache);
-    RequireFreshBlocks(cache, consent);
-    ForgetUnload(cache);
-    const std::string ssd = cache.Ssd();
-    const std::string volume = cache.Volume();
-    const Outcome outcome =
-        Uninterrupted([&] { return VEMOFlashCacheLoad(ssd.c_str(), volume.c_str(), nullptr, 0); });
-    if (outcome.result != 0) {
-        throw WhyNotLoaded(cache, outcome);
-    }
-    RecordLoaded(cache, PlaceOf(ssd, volume).device);
-}
-
 void LoadNamed(const Context& context, const Cache& cache, bool acceptStale) {
     const bool isKnown = cache.IsUp() || LookSinceUnload(cache).volume != SinceUnload::Volume::kUnknown;
-    LoadOne(cache, {acceptStale, !context.json});
+    LoadCache(cache, {acceptStale, !context.json});
     if (!isKnown && cache.MayHoldDirty()) {
         Note(fmt::format("whether {} was written without its cache is not known: no unloading was recorded",
                          cache.Volume()));
@@ -149,7 +45,7 @@ void LoadAll(Context& context, const Inventory& inventory) {
     std::map<std::string, Failure> failures;
     for (const auto& cache : inventory.caches) {
         try {
-            LoadOne(cache, {});
+            LoadCache(cache, {});
         } catch (const Failure& failure) {
             failures.emplace(cache.Name(), failure);
         }

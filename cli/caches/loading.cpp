@@ -1,0 +1,121 @@
+#include "caches/loading.h"
+
+#include <fmt/format.h>
+
+#include "caches/entry.h"
+#include "caches/flush_lock.h"
+#include "caches/tuning.h"
+#include "caches/unload_record.h"
+#include "support/background_call.h"
+#include "support/consent.h"
+#include "support/device.h"
+
+namespace cli {
+namespace {
+
+void CheckBefore(const Cache& cache) {
+    if (!IsBlockDevice(cache.Ssd())) {
+        throw Failure{
+            fmt::format("the SSD {} of the cache {} is not there", cache.Ssd(), cache.Name()),
+            "no such device exists",
+            fmt::format("bring the SSD back; if it is lost with all that it holds: vemocachectl config "
+                        "remove {} --forget-cache",
+                        cache.Name()),
+            std::nullopt, FailureKind::kNotFound};
+    }
+    RequireBlockDevice(cache.Volume(), "volume");
+    RequireUnused(cache.Ssd(), "SSD");
+    RequireUnused(cache.Volume(), "volume");
+    if (!cache.IsOnItsSsd()) {
+        throw Failure{
+            fmt::format("the cache {} cannot be loaded", cache.Name()),
+            fmt::format("the SSD {} holds a cache of the volume {}, not of {}", cache.Ssd(),
+                        cache.onSsd->volume, cache.Volume()),
+            fmt::format("vemocachectl probe {} tells more; see that the right SSD is in place", cache.Ssd()),
+            std::nullopt, FailureKind::kRefused};
+    }
+}
+
+// What was written to the volume without its cache is newer than the blocks on the SSD, which would hide it.
+void RequireFreshBlocks(const Cache& cache, const StaleConsent& consent) {
+    const SinceUnload since = LookSinceUnload(cache);
+    if (since.volume == SinceUnload::Volume::kWritten) {
+        RequireConsent(
+            {fmt::format("bring up the cache {} with stale blocks: its volume {} was written without "
+                         "it, after it was unloaded at {}; reads would give old data, and dirty "
+                         "blocks would overwrite new data. To give the blocks up instead: "
+                         "vemocachectl wipe {} --discard-metadata; vemocachectl config remove {} "
+                         "--forget-cache",
+                         cache.Name(), cache.Volume(), since.when, cache.Ssd(), cache.Name()),
+             "--accept-stale"},
+            consent.given, consent.mayAsk);
+    }
+}
+
+Failure WhyNotLoaded(const Cache& cache, const Outcome& outcome) {
+    const std::string device = PlaceOf(cache.Ssd(), cache.Volume()).device;
+    if (!device.empty()) {
+        return LibraryFailure(
+            fmt::format("the cache {} is up as {}, but not with its tuning", cache.Name(), device), outcome,
+            fmt::format(
+                "vemocachectl knob get {} shows the values in force; vemocachectl load {} tries again",
+                device, cache.Name()));
+    }
+    if (VEMOFlashCacheCheckMetadataExist(cache.Ssd().c_str()) == 0) {
+        return {
+            fmt::format("the cache {} could not be loaded", cache.Name()),
+            fmt::format("the SSD {} holds no cache metadata", cache.Ssd()),
+            fmt::format("see that the right SSD is in place; if the cache was wiped, \"vemocachectl config "
+                        "remove {} --forget-cache\" forgets it",
+                        cache.Name())};
+    }
+    return LibraryFailure(fmt::format("the cache {} could not be loaded", cache.Name()), outcome,
+                          fmt::format("see that {} is the SSD of this cache and look at dmesg", cache.Ssd()));
+}
+
+void RecordLoaded(const Cache& cache, const std::string& device) {
+    After(fmt::format("the cache {} is up as {}, but ", cache.Name(), device),
+          [&] { MarkLoaded(cache.Name(), true); });
+}
+
+// A loading or creation that was killed half-way left the rest of its work.
+void FinishLoaded(const Cache& cache) {
+    if (cache.entry == nullptr || FlushRuns(cache)) {
+        return;
+    }
+    const bool isTuned = TuningDifferences(cache).empty();
+    const bool isRecorded = cache.entry->loaded != 0 && cache.entry->CreateCritSection == 0;
+    if (isTuned && isRecorded) {
+        return;
+    }
+    const FlushLock noFlush(cache);  // the record of a loaded cache would cancel a flush
+    if (!isTuned) {
+        ApplyTuning(cache);
+    }
+    if (!isRecorded) {
+        RecordLoaded(cache, cache.device);
+    }
+}
+
+}  // namespace
+
+void LoadCache(const Cache& cache, const StaleConsent& consent) {
+    if (cache.IsUp()) {
+        FinishLoaded(cache);
+        return;
+    }
+    RequireKnownState(cache);
+    CheckBefore(cache);
+    RequireFreshBlocks(cache, consent);
+    ForgetUnload(cache);
+    const std::string ssd = cache.Ssd();
+    const std::string volume = cache.Volume();
+    const Outcome outcome =
+        Uninterrupted([&] { return VEMOFlashCacheLoad(ssd.c_str(), volume.c_str(), nullptr, 0); });
+    if (outcome.result != 0) {
+        throw WhyNotLoaded(cache, outcome);
+    }
+    RecordLoaded(cache, PlaceOf(ssd, volume).device);
+}
+
+}  // namespace cli
