@@ -94,6 +94,8 @@ void LeaveEarlierFlush(const Cache& cache) {
         HandleStateOf(cache) == FLASHCACHE_HANDLE_STATE_FLUSH) {
         EnsureState(cache, FLASHCACHE_HANDLE_STATE_NORMAL);
     }
+    // A cancellation would take the earlier flush's record for that of the one that is just beginning.
+    MendFlushRecord(cache);
 }
 
 // Runs the library's flush to its end, whatever that is.

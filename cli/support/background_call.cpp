@@ -8,7 +8,6 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <ctime>
 #include <system_error>
 
@@ -21,7 +20,13 @@ struct Message {
     int code = 0;
     int line = 0;
     std::array<char, 128> file{};
+    std::array<char, 512> reason{};
 };
+
+template <std::size_t kSize>
+void CopyCut(const std::string& text, std::array<char, kSize>& out) {
+    text.copy(out.data(), kSize - 1);
+}
 
 [[noreturn]] void RunAsChild(const std::function<int()>& call, pid_t parent, int results,
                              const sigset_t& mask) {
@@ -34,8 +39,9 @@ struct Message {
     std::signal(SIGTTOU, SIG_IGN);
     pthread_sigmask(SIG_SETMASK, &mask, nullptr);
     const Outcome outcome = Attempt(call);
-    Message message{outcome.result, outcome.slot.code, outcome.slot.line, {}};
-    std::strncpy(message.file.data(), outcome.slot.file.c_str(), message.file.size() - 1);
+    Message message{outcome.result, outcome.slot.code, outcome.slot.line, {}, {}};
+    CopyCut(outcome.slot.file, message.file);
+    CopyCut(outcome.reason, message.reason);
     const bool told = write(results, &message, sizeof message) == static_cast<ssize_t>(sizeof message);
     _exit(told ? 0 : 1);
 }
@@ -92,7 +98,7 @@ BackgroundCall::Event BackgroundCall::WaitFor(std::chrono::milliseconds time) {
 void BackgroundCall::Collect() {
     Message message;
     if (read(results_, &message, sizeof message) == static_cast<ssize_t>(sizeof message)) {
-        outcome_ = {message.result, {message.code, message.file.data(), message.line}};
+        outcome_ = {message.result, {message.code, message.file.data(), message.line}, message.reason.data()};
     }
 }
 

@@ -36,7 +36,7 @@ class BackgroundCall {
     sigset_t awaited_{};
     pid_t child_ = -1;
     int results_ = -1;  // read end of the pipe that brings the outcome
-    Outcome outcome_{-1, {}};
+    Outcome outcome_{-1, {}, {}};
 };
 
 // Runs a call in the background to its end, whatever is typed meanwhile: for steps that must not be torn

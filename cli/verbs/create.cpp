@@ -146,11 +146,15 @@ void CreateWithEntry(const NewEntry& planned, const FLASHCACHE_CREATE_PARAM& par
     NewEntry entry = planned;
     entry.unfinished = true;
     WriteFirst(entry, param);
-    const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheCreate(&param, nullptr, 0); });
+    Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheCreate(&param, nullptr, 0); });
     if (outcome.result != 0) {
+        // The SSD is wiped first, which fails without harm on one that holds no cache.
+        if (outcome.slot.file == "flashcache_destroy.cpp") {
+            outcome.slot = {};
+        }
         const std::string left = Undo(entry.section, param);
         throw LibraryFailure(fmt::format("the cache on {} could not be created; {}", param.SSDDevPath, left),
-                             outcome, "look at the log for what the creation tool said");
+                             outcome, "mend the cause, then repeat the command");
     }
     entry.unfinished = false;
     entry.loaded = true;

@@ -76,7 +76,7 @@ void Expand(Context& context, const Options& options) {
     const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheExpand(cache.entry->SpacePath); });
     if (outcome.result != 0) {
         throw LibraryFailure(fmt::format("the cache {} could not be expanded", cache.Name()), outcome,
-                             "the cache runs on at its former size; look at the log for what the tool said");
+                             "mend the cause, then repeat the command");
     }
     const auto after = DeviceSize(cache.device);
     const auto size = [](const auto& bytes) { return bytes ? Value(*bytes) : Value(); };

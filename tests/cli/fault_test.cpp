@@ -101,7 +101,7 @@ TEST(Fault, OfOneLoadKeepsNoOtherFromComingUp) {
     const Ran ran = Tool({"load", "--all", "--json"});
     EXPECT_EQ(ran.code, 1);
     const auto caches = ran.Json()["caches"];
-    EXPECT_THAT(caches[0]["problem"], HasSubstr("holds no cache metadata"));
+    EXPECT_THAT(caches[0]["problem"], HasSubstr("shows no cache metadata"));
     EXPECT_EQ(caches[1]["state"], "running");
 }
 
