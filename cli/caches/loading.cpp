@@ -64,7 +64,8 @@ Failure WhyNotLoaded(const Cache& cache, const Outcome& outcome) {
                 device, cache.Name()));
     }
     Outcome cause = outcome;
-    const Outcome look = LookForMetadata(cache.Ssd());
+    // The look is the work of the tool that hung.
+    const Outcome look = outcome.isEnded ? outcome : LookForMetadata(cache.Ssd());
     if (look.result == 0 && !ReadSsdContent(cache.Ssd())) {
         return {
             fmt::format("the cache {} could not be loaded", cache.Name()),

@@ -126,6 +126,10 @@ Place PlaceOf(const std::string& ssd, const std::string& volume) {
     return place;
 }
 
+std::string PlaceText(const Place& place) {
+    return !place.device.empty() ? "is still up" : place.isKnown ? "is down" : "may be up or down";
+}
+
 std::string LibraryFinds(const std::string& path) {
     std::array<char, 64> device{};
     const int found =

@@ -45,6 +45,9 @@ struct Place {
 };
 Place PlaceOf(const std::string& ssd, const std::string& volume);
 
+// What became of its device after a failed step: "is still up", "is down", or that it is not known.
+std::string PlaceText(const Place& place);
+
 // Which cache device the library's search takes for this path; empty when it finds none.
 std::string LibraryFinds(const std::string& path);
 

@@ -47,6 +47,7 @@ struct Outcome {
     int result = 0;
     ErrorSlot slot;
     std::string reason{};  // of a failure: a tool's last words or the library's; empty: not known
+    bool isEnded = false;  // on request, before it had a result
 };
 
 // Runs a library call so that what it records can be told from what others recorded before.

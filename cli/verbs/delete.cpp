@@ -115,15 +115,14 @@ void Remove(const Options& options, const Cache& cache) {
     const Outcome outcome =
         Uninterrupted([&] { return VEMOFlashCacheDelete(cache.device.c_str(), &status.record, fast); });
     if (outcome.result != 0) {
-        const bool up = !PlaceOf(cache.Ssd(), cache.Volume()).device.empty();
+        const Place place = PlaceOf(cache.Ssd(), cache.Volume());
+        const bool isDown = place.device.empty() && place.isKnown;
         throw LibraryFailure(
-            fmt::format("the cache {} could not be deleted; its device is {}", cache.Name(),
-                        up ? "still up" : "down"),
+            fmt::format("the cache {} could not be deleted; its device {}", cache.Name(), PlaceText(place)),
             outcome,
-            up ? "release the device, then repeat the command"
-               : fmt::format(
-                     "vemocachectl wipe {} --discard-metadata; vemocachectl config remove {} --forget-cache",
-                     cache.Ssd(), cache.Name()));
+            !isDown ? "release the device, then repeat the command"
+                    : fmt::format("vemocachectl wipe {}, then vemocachectl config remove {}", cache.Ssd(),
+                                  cache.Name()));
     }
 }
 

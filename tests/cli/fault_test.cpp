@@ -117,7 +117,8 @@ TEST(Fault, OfAToolIsToldWithItsCode) {
 
     ASSERT_EQ(Tool({"load", "md3+volume_1"}).code, 0);
     Fault("remove", "busy");
-    EXPECT_THAT(Tool({"unload", "cachedev_0"}).err, HasSubstr("could not be unloaded, it is still up"));
+    EXPECT_THAT(Tool({"unload", "cachedev_0"}).err,
+                HasSubstr("could not be unloaded in order; it is still up"));
     Fault("remove", "ok");
     EXPECT_EQ(Tool({"unload", "cachedev_0"}).code, 0);
 }
