@@ -33,8 +33,13 @@ void RequireRecord(const Cache& cache) {
     After(fmt::format("the cache {} is not flushed and runs on: ", cache.Name()), RefreshCopy);
 }
 
+// In the background too: further Ctrl-Cs of an impatient admin would kill the tools that the cancellation
+// runs, and it rewrites the configuration.
 int Cancel(const Cache& cache) {
-    return Attempt([&] { return VEMOFlashCacheFlushCancel(cache.device.c_str()); }).result;
+    BackgroundCall cancellation([&] { return VEMOFlashCacheFlushCancel(cache.device.c_str()); });
+    while (cancellation.WaitFor(std::chrono::hours(1)) != BackgroundCall::Event::kOver) {
+    }
+    return cancellation.Result().result;
 }
 
 // Shows the flush until it is over; an interruption cancels it.
