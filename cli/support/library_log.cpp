@@ -25,6 +25,9 @@ constexpr std::array<std::string_view, 5> kFailures = {"Get error messages", "Lo
                                                        "Failed to unlod", "Expand cache failed",
                                                        "failed to destroy cache"};
 
+// The closing words of a tool that gave its reason before, and the library's notes for debugging.
+constexpr std::array<std::string_view, 4> kNoReasons = {"Command failed.", "Cmd = ", "Volume(", "File ("};
+
 template <typename Texts>
 const std::string_view* StartOf(std::string_view text, const Texts& starts) {
     const auto found =
@@ -120,7 +123,8 @@ void LogReader::TakeLine(std::string_view line) {
         reason_ = last_.empty()              ? Quote(text)
                   : last_.starts_with(tool_) ? last_
                                              : fmt::format("{}: {}", tool_, last_);
-    } else if (text.find_first_not_of(" \t\r") != std::string_view::npos && text != "Command failed.") {
+    } else if (text.find_first_not_of(" \t\r") != std::string_view::npos &&
+               StartOf(text, kNoReasons) == nullptr) {
         last_ = text;
     }
 }
