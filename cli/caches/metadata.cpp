@@ -1,5 +1,6 @@
 #include "caches/metadata.h"
 
+#include "caches/ssd_content.h"
 #include "vemoflashcache.h"
 
 namespace cli {
@@ -10,6 +11,10 @@ Outcome LookForMetadata(const std::string& ssd) {
         outcome.reason = "the tool that looks for it said nothing";
     }
     return outcome;
+}
+
+bool HoldsCache(const std::string& ssd) {
+    return VEMOFlashCacheCheckMetadataExist(ssd.c_str()) == 1 || ReadSsdContent(ssd);
 }
 
 }  // namespace cli

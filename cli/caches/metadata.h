@@ -11,4 +11,7 @@ namespace cli {
 // failure of the tool too: the reason has what the tool said.
 Outcome LookForMetadata(const std::string& ssd);
 
+// Whether the tool finds metadata, or else the SSD itself shows it.
+bool HoldsCache(const std::string& ssd);
+
 }  // namespace cli

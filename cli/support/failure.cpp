@@ -79,6 +79,13 @@ void After(const std::string& fate, const std::function<void()>& step) {
     }
 }
 
+std::optional<bool> YesOrNo(const Outcome& outcome) {
+    if (outcome.result == 1) {
+        return true;
+    }
+    return outcome.reason.empty() && outcome.slot.code == 0 ? std::optional(false) : std::nullopt;
+}
+
 Failure LibraryFailure(std::string what, const Outcome& outcome, std::string next) {
     const int code = outcome.slot.code;
     std::string why = outcome.reason;

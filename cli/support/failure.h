@@ -53,6 +53,10 @@ struct Outcome {
 // Runs a library call so that what it records can be told from what others recorded before.
 Outcome Attempt(const std::function<int()>& call);
 
+// What a function says that answers 1 or 0; nothing where its 0 stands for a failure, which the log or the
+// error slot then tells.
+std::optional<bool> YesOrNo(const Outcome& outcome);
+
 // The failure of a library call: what the log and its error slot say of it.
 Failure LibraryFailure(std::string what, const Outcome& outcome, std::string next);
 

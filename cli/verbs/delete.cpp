@@ -5,6 +5,7 @@
 #include "caches/flush_lock.h"
 #include "caches/idle.h"
 #include "caches/kernel_state.h"
+#include "caches/metadata.h"
 #include "flush/run.h"
 #include "output/answer.h"
 #include "support/background_call.h"
@@ -128,11 +129,10 @@ void Remove(const Options& options, const Cache& cache) {
 
 // The library wipes after write-back alone. False when the metadata is still there.
 bool WipeSsd(const Cache& cache) {
-    const auto holdsCache = [&] { return VEMOFlashCacheCheckMetadataExist(cache.Ssd().c_str()) == 1; };
-    if (holdsCache()) {
+    if (HoldsCache(cache.Ssd())) {
         Uninterrupted([&] { return VEMOFlashCacheDestroy(cache.Ssd().c_str()); });
     }
-    const bool isWiped = !holdsCache();
+    const bool isWiped = !HoldsCache(cache.Ssd());
     if (!isWiped) {
         Note(fmt::format(
             "the SSD {0} could not be wiped; vemocachectl wipe {0} --discard-metadata tries again",

@@ -56,8 +56,7 @@ Value CanPin(const std::string& mount) {
     if (mount.empty()) {
         return {};
     }
-    const Outcome outcome = Attempt([&] { return VEMOFlashCachePinIsVolumeSupport(mount.c_str()); });
-    return outcome.result == 1 || outcome.reason.empty() ? Value(outcome.result == 1) : Value();
+    return KnownFlag(YesOrNo(Attempt([&] { return VEMOFlashCachePinIsVolumeSupport(mount.c_str()); })));
 }
 
 void ListSupport(const Context& context, const Options& /*options*/) {

@@ -2,6 +2,7 @@
 
 #include "caches/inventory.h"
 #include "caches/metadata.h"
+#include "caches/ssd_content.h"
 #include "output/answer.h"
 #include "support/background_call.h"
 #include "support/consent.h"
@@ -54,7 +55,8 @@ void Wipe(const Context& context, const Options& options) {
     const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheDestroy(options.ssd.c_str()); });
     // A tool that failed shows in the error slot alone.
     if (outcome.slot.code != 0) {
-        if (const Outcome look = LookForMetadata(options.ssd); look.result == 0) {
+        if (const Outcome look = LookForMetadata(options.ssd);
+            look.result == 0 && !ReadSsdContent(options.ssd)) {
             throw Failure{fmt::format("nothing was wiped on {}", options.ssd),
                           fmt::format("the SSD shows no cache metadata; {}", look.reason), ""};
         }
