@@ -1,6 +1,5 @@
 // vemocachectl: SSD caches from the command line. The verbs lie in verbs/, one a file.
 #include <fcntl.h>
-#include <syslog.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,6 +8,7 @@
 
 #include "output/answer.h"
 #include "parser/parser.h"
+#include "support/library_log.h"
 #include "verbs/verbs.h"
 
 namespace {
@@ -76,6 +76,6 @@ int main(int argc, char** argv) {
         cli::PrintText(request.text);
         return End(0);
     }
-    openlog("vemocachectl", LOG_PID | (context.verbose ? LOG_PERROR : 0), LOG_USER);
+    cli::OpenSystemLog(context.verbose);
     return End(Run(request, context));
 }

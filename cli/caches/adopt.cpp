@@ -11,10 +11,10 @@
 namespace cli {
 namespace {
 
-// Without a status, as of a write-through cache, the SSD tells.
+// Where the kernel's table does not tell, the SSD does.
 std::uint64_t BytesOfRunning(const Cache& cache) {
-    if (cache.stat) {
-        return cache.stat->TotalBlocks * cache.BlockSize();
+    if (const auto bytes = cache.Bytes()) {
+        return *bytes;
     }
     const auto content = ReadSsdContent(cache.Ssd());
     return content ? content->Bytes() : DeviceSize(cache.Ssd()).value_or(0);

@@ -52,10 +52,13 @@ const char* State(const Cache& cache) {
 }
 
 Value Size(const Cache& cache) {
-    if (cache.stat) {
-        return cache.stat->TotalBlocks * cache.BlockSize();
-    }
-    return From(cache.entry, [](const auto& entry) { return entry.CacheSizeByte; });
+    const auto bytes = cache.Bytes();
+    return bytes ? Value(*bytes) : Value();
+}
+
+// The blocks of a cache that is up, which a write-through one has without a status.
+Value Blocks(const Cache& cache) {
+    return cache.pair && cache.pair->blocks ? Value(*cache.pair->blocks) : Value();
 }
 
 Value CachedPercent(const FLASHCACHE_STAT& stat) {
@@ -87,19 +90,18 @@ void AddIdentity(Record& record, const Cache& cache) {
 void AddBlocks(Record& record, const Cache& cache) {
     const auto dirty = Dirty(cache);
     const auto cachedBytes = [&](const auto& stat) { return stat.CachedBlocks * cache.BlockSize(); };
-    record.fields.insert(
-        record.fields.end(),
-        {{"size_bytes", "Size", Size(cache), Format::kBytes, true},
-         {"cached_bytes", "Cached", FromStat(cache, cachedBytes), Format::kBytes},
-         {"cached_percent", "Cached part", cache.stat ? CachedPercent(*cache.stat) : Value(),
-          Format::kPercent},
-         {"dirty_bytes", "Dirty", DirtyBytes(cache, dirty), Format::kBytes},
-         {"block_size_bytes", "Block size", FromStat(cache, [&](const auto&) { return cache.BlockSize(); }),
-          Format::kBytes},
-         {"total_blocks", "Blocks", FromStat(cache, [](const auto& stat) { return stat.TotalBlocks; })},
-         {"cached_blocks", "Cached blocks",
-          FromStat(cache, [](const auto& stat) { return stat.CachedBlocks; })},
-         {"dirty_blocks", "Dirty blocks", dirty ? Value(*dirty) : Value()}});
+    record.fields.insert(record.fields.end(),
+                         {{"size_bytes", "Size", Size(cache), Format::kBytes, true},
+                          {"cached_bytes", "Cached", FromStat(cache, cachedBytes), Format::kBytes},
+                          {"cached_percent", "Cached part", cache.stat ? CachedPercent(*cache.stat) : Value(),
+                           Format::kPercent},
+                          {"dirty_bytes", "Dirty", DirtyBytes(cache, dirty), Format::kBytes},
+                          {"block_size_bytes", "Block size",
+                           cache.pair ? BytesOf(1, cache.BlockSize()) : Value(), Format::kBytes},
+                          {"total_blocks", "Blocks", Blocks(cache)},
+                          {"cached_blocks", "Cached blocks",
+                           FromStat(cache, [](const auto& stat) { return stat.CachedBlocks; })},
+                          {"dirty_blocks", "Dirty blocks", dirty ? Value(*dirty) : Value()}});
 }
 
 void AddTuning(Record& record, const Cache& cache) {

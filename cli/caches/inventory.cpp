@@ -98,10 +98,14 @@ bool Cache::MayHoldDirty() const {
 }
 
 std::uint64_t Cache::BlockSize() const {
-    if (stat) {
-        return static_cast<std::uint64_t>(stat->BlockSizeKB) * 1024;
+    return pair ? pair->blockSize : onSsd ? onSsd->blockSize : 0;
+}
+
+std::optional<std::uint64_t> Cache::Bytes() const {
+    if (pair && pair->blocks && pair->blockSize != 0) {
+        return *pair->blocks * pair->blockSize;
     }
-    return onSsd ? onSsd->blockSize : 0;
+    return entry == nullptr ? std::nullopt : std::optional(entry->CacheSizeByte);
 }
 
 bool Cache::IsOnItsSsd() const {

@@ -32,6 +32,8 @@ struct Cache {
     // Whether blocks may lie on the SSD alone in its mode; true when that is not known.
     [[nodiscard]] bool MayHoldDirty() const;
     [[nodiscard]] std::uint64_t BlockSize() const;  // bytes; 0: not known
+    // As the kernel tells it, else as it is configured.
+    [[nodiscard]] std::optional<std::uint64_t> Bytes() const;
     // Whether its SSD holds the cache of its volume; true when the SSD does not tell.
     [[nodiscard]] bool IsOnItsSsd() const;
 };

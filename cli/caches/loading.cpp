@@ -4,6 +4,8 @@
 
 #include "caches/entry.h"
 #include "caches/flush_lock.h"
+#include "caches/metadata.h"
+#include "caches/ssd_content.h"
 #include "caches/tuning.h"
 #include "caches/unload_record.h"
 #include "support/background_call.h"
@@ -61,15 +63,21 @@ Failure WhyNotLoaded(const Cache& cache, const Outcome& outcome) {
                 "vemocachectl knob get {} shows the values in force; vemocachectl load {} tries again",
                 device, cache.Name()));
     }
-    if (VEMOFlashCacheCheckMetadataExist(cache.Ssd().c_str()) == 0) {
+    Outcome cause = outcome;
+    // The look is the work of the tool that hung.
+    const Outcome look = outcome.isEnded ? outcome : LookForMetadata(cache.Ssd());
+    if (look.result == 0 && !ReadSsdContent(cache.Ssd())) {
         return {
             fmt::format("the cache {} could not be loaded", cache.Name()),
-            fmt::format("the SSD {} holds no cache metadata", cache.Ssd()),
+            fmt::format("the SSD {} shows no cache metadata; {}", cache.Ssd(), look.reason),
             fmt::format("see that the right SSD is in place; if the cache was wiped, \"vemocachectl config "
                         "remove {} --forget-cache\" forgets it",
                         cache.Name())};
     }
-    return LibraryFailure(fmt::format("the cache {} could not be loaded", cache.Name()), outcome,
+    if (look.result == 0) {
+        cause.reason = look.reason;  // the tool does not work at all, and here its words are kept
+    }
+    return LibraryFailure(fmt::format("the cache {} could not be loaded", cache.Name()), cause,
                           fmt::format("see that {} is the SSD of this cache and look at dmesg", cache.Ssd()));
 }
 

@@ -4,6 +4,7 @@
 #include <glob.h>
 
 #include <array>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -68,6 +69,15 @@ std::optional<std::int32_t> ModeOf(const std::optional<std::string>& text) {
     return std::nullopt;
 }
 
+// The number before this unit; nothing when the text is not of that form.
+std::optional<std::uint64_t> NumberIn(const std::optional<std::string>& text, std::string_view unit) {
+    std::uint64_t number = 0;
+    const char* last = text ? text->data() + text->size() : nullptr;
+    const auto [end, error] = std::from_chars(text ? text->data() : nullptr, last, number);
+    const bool isWhole = text && error == std::errc() && std::string_view(end, last) == unit;
+    return isWhole ? std::optional(number) : std::nullopt;
+}
+
 RunningCache Look(const std::string& device) {
     RunningCache cache;
     cache.device = device;
@@ -79,7 +89,9 @@ RunningCache Look(const std::string& device) {
     cache.stat.reset(stat);
     cache.statError = outcome.slot;
     if (cache.stat) {
-        cache.pair = Pair{cache.stat->SSDDevPath, cache.stat->SpacePath, cache.stat->WriteMode};
+        cache.pair =
+            Pair{cache.stat->SSDDevPath, cache.stat->SpacePath, cache.stat->WriteMode,
+                 static_cast<std::uint64_t>(cache.stat->BlockSizeKB) * 1024, cache.stat->TotalBlocks};
     } else {
         cache.pair = PairIn(TableOf(device));
     }
@@ -94,7 +106,10 @@ std::optional<Pair> PairIn(std::string_view table) {
     if (!ssd || !volume || ssd->empty() || volume->empty()) {
         return std::nullopt;
     }
-    return Pair{std::move(*ssd), std::move(*volume), ModeOf(TakeBracketed(table, "cache mode"))};
+    Pair pair{std::move(*ssd), std::move(*volume), ModeOf(TakeBracketed(table, "cache mode")), 0, {}};
+    pair.blockSize = NumberIn(TakeBracketed(table, "data block size"), "K").value_or(0) * 1024;
+    pair.blocks = NumberIn(TakeBracketed(table, "total blocks"), "");
+    return pair;
 }
 
 std::vector<RunningCache> RunningCaches() {
@@ -124,6 +139,10 @@ Place PlaceOf(const std::string& ssd, const std::string& volume) {
         }
     }
     return place;
+}
+
+std::string PlaceText(const Place& place) {
+    return !place.device.empty() ? "is still up" : place.isKnown ? "is down" : "may be up or down";
 }
 
 std::string LibraryFinds(const std::string& path) {

@@ -17,6 +17,8 @@ struct Pair {
     std::string ssd;  // device paths, as the table has them
     std::string volume;
     std::optional<std::int32_t> mode;  // a FLASHCACHE_WRITE_MODE, as the kernel tells modes
+    std::uint64_t blockSize = 0;       // bytes; 0: not known
+    std::optional<std::uint64_t> blocks;
 };
 
 struct RunningCache {
@@ -30,8 +32,10 @@ struct RunningCache {
 // /dev/md3 for /dev/md30; this asks each device for itself.
 std::vector<RunningCache> RunningCaches();
 
-// The pair in the table of a cache device, which has a line such as
-// "\tssd dev (/dev/md3), disk dev (/dev/vg1/volume_1) cache mode(WRITE_BACK)".
+// The pair in the table of a cache device, which has lines such as
+// "\tssd dev (/dev/md3), disk dev (/dev/vg1/volume_1) cache mode(WRITE_BACK)",
+// "\tcapacity(1024M), associativity(512), data block size(4K) metadata block size(4096b)" and
+// "\ttotal blocks(262144), cached blocks(1024), cache percent(0)".
 std::optional<Pair> PairIn(std::string_view table);
 
 // The kernel's name of a pair, which its knobs, counters and locks go by: "md3+volume_1"; empty when a path
@@ -44,6 +48,9 @@ struct Place {
     bool isKnown = false;  // false: some device cannot be asked, and it may be that one
 };
 Place PlaceOf(const std::string& ssd, const std::string& volume);
+
+// What became of its device after a failed step: "is still up", "is down", or that it is not known.
+std::string PlaceText(const Place& place);
 
 // Which cache device the library's search takes for this path; empty when it finds none.
 std::string LibraryFinds(const std::string& path);

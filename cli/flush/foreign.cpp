@@ -61,6 +61,11 @@ Cancelled CancelFlush(const Cache& cache) {
         MendDeadFlush(cache);
         return Cancelled::kDead;
     }
+    if (!cache.MayHoldDirty()) {
+        throw Failure{fmt::format("there is no flush of {} to cancel", cache.Name()),
+                      "in its mode it has no dirty blocks, and is never flushed", "", std::nullopt,
+                      FailureKind::kNotFound};
+    }
     const Outcome outcome = Attempt([&] { return VEMOFlashCacheFlushCancel(cache.device.c_str()); });
     if (outcome.result == 0) {
         throw Failure{fmt::format("the flush of {} was done already", cache.Name()), "",

@@ -33,8 +33,13 @@ void RequireRecord(const Cache& cache) {
     After(fmt::format("the cache {} is not flushed and runs on: ", cache.Name()), RefreshCopy);
 }
 
+// In the background too: further Ctrl-Cs of an impatient admin would kill the tools that the cancellation
+// runs, and it rewrites the configuration.
 int Cancel(const Cache& cache) {
-    return Attempt([&] { return VEMOFlashCacheFlushCancel(cache.device.c_str()); }).result;
+    BackgroundCall cancellation([&] { return VEMOFlashCacheFlushCancel(cache.device.c_str()); });
+    while (cancellation.WaitFor(std::chrono::hours(1)) != BackgroundCall::Event::kOver) {
+    }
+    return cancellation.Result().result;
 }
 
 // Shows the flush until it is over; an interruption cancels it.
@@ -94,6 +99,8 @@ void LeaveEarlierFlush(const Cache& cache) {
         HandleStateOf(cache) == FLASHCACHE_HANDLE_STATE_FLUSH) {
         EnsureState(cache, FLASHCACHE_HANDLE_STATE_NORMAL);
     }
+    // A cancellation would take the earlier flush's record for that of the one that is just beginning.
+    MendFlushRecord(cache);
 }
 
 // Runs the library's flush to its end, whatever that is.

@@ -62,6 +62,10 @@ Value KnownText(std::string_view text) {
     return text.empty() ? Value() : Value(std::string(text));
 }
 
+Value KnownFlag(std::optional<bool> flag) {
+    return flag ? Value(*flag) : Value();
+}
+
 Value BytesOf(std::optional<std::uint64_t> blocks, std::uint64_t blockSize) {
     if (!blocks || (blockSize == 0 && *blocks != 0)) {
         return {};

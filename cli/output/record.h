@@ -40,6 +40,9 @@ std::string ToCell(const Field& field);
 // A text as a value: an empty one is not known.
 Value KnownText(std::string_view text);
 
+// Yes or no as a value.
+Value KnownFlag(std::optional<bool> flag);
+
 // The bytes of so many blocks; not known where either number is not, which 0 as a block's size says.
 Value BytesOf(std::optional<std::uint64_t> blocks, std::uint64_t blockSize);
 

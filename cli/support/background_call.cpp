@@ -1,6 +1,7 @@
 #include "support/background_call.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -8,12 +9,17 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <ctime>
 #include <system_error>
 
+#include "output/answer.h"
+#include "support/child.h"
+
 namespace cli {
 namespace {
+
+// How long a process may take to die; one that waits for a dead disk does not die at all.
+constexpr std::chrono::seconds kLongestDeath(5);
 
 // An Outcome as it goes through the pipe.
 struct Message {
@@ -21,7 +27,13 @@ struct Message {
     int code = 0;
     int line = 0;
     std::array<char, 128> file{};
+    std::array<char, 512> reason{};
 };
+
+template <std::size_t kSize>
+void CopyCut(const std::string& text, std::array<char, kSize>& out) {
+    text.copy(out.data(), kSize - 1);
+}
 
 [[noreturn]] void RunAsChild(const std::function<int()>& call, pid_t parent, int results,
                              const sigset_t& mask) {
@@ -34,10 +46,33 @@ struct Message {
     std::signal(SIGTTOU, SIG_IGN);
     pthread_sigmask(SIG_SETMASK, &mask, nullptr);
     const Outcome outcome = Attempt(call);
-    Message message{outcome.result, outcome.slot.code, outcome.slot.line, {}};
-    std::strncpy(message.file.data(), outcome.slot.file.c_str(), message.file.size() - 1);
+    Message message{outcome.result, outcome.slot.code, outcome.slot.line, {}, {}};
+    CopyCut(outcome.slot.file, message.file);
+    CopyCut(outcome.reason, message.reason);
     const bool told = write(results, &message, sizeof message) == static_cast<ssize_t>(sizeof message);
     _exit(told ? 0 : 1);
+}
+
+// Waits for all processes of a group that are ours; false when one is still there after some seconds.
+bool AwaitGroup(pid_t group) {
+    using std::chrono::steady_clock;
+    sigset_t childEnds;
+    sigemptyset(&childEnds);
+    sigaddset(&childEnds, SIGCHLD);
+    const auto deadline = steady_clock::now() + kLongestDeath;
+    for (;;) {
+        const pid_t ended = waitpid(-group, nullptr, WNOHANG);
+        if (ended < 0) {
+            return true;
+        }
+        if (ended == 0) {
+            if (steady_clock::now() >= deadline) {
+                return false;
+            }
+            const timespec limit{0, 100000000};
+            sigtimedwait(&childEnds, nullptr, &limit);
+        }
+    }
 }
 
 }  // namespace
@@ -58,6 +93,7 @@ BackgroundCall::BackgroundCall(const std::function<int()>& call) {
     if (child_ == 0) {
         RunAsChild(call, self, ends[1], before_);
     }
+    setpgid(child_, child_);  // whoever comes first: the group must be there before it is ended
     const int error = errno;
     close(ends[1]);
     if (child_ < 0) {
@@ -78,7 +114,7 @@ BackgroundCall::~BackgroundCall() {
 
 BackgroundCall::Event BackgroundCall::WaitFor(std::chrono::milliseconds time) {
     const timespec limit{time.count() / 1000, (time.count() % 1000) * 1000000};
-    const int signal = sigtimedwait(&awaited_, nullptr, &limit);
+    signal_ = sigtimedwait(&awaited_, nullptr, &limit);
     if (child_ > 0 && waitpid(child_, nullptr, WNOHANG) == child_) {
         child_ = -1;
         Collect();
@@ -86,21 +122,56 @@ BackgroundCall::Event BackgroundCall::WaitFor(std::chrono::milliseconds time) {
     if (child_ < 0) {
         return Event::kOver;
     }
-    return signal > 0 && signal != SIGCHLD ? Event::kInterrupted : Event::kTimeUp;
+    return signal_ > 0 && signal_ != SIGCHLD ? Event::kInterrupted : Event::kTimeUp;
+}
+
+std::string BackgroundCall::AtWork() const {
+    const std::string tool = ChildOf(child_);
+    return tool.empty() ? fmt::format("the library (process {})", child_) : tool;
+}
+
+void BackgroundCall::End() {
+    const std::string what = AtWork();
+    // Its tools must be gone before anybody looks at what became of the cache: they become ours to wait for.
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    kill(-child_, SIGKILL);
+    const bool isGone = AwaitGroup(child_);
+    child_ = -1;
+    outcome_ = {-1, {}, fmt::format("{} did not end by itself and was ended on request", what), true};
+    if (!isGone) {
+        outcome_.reason += "; it hangs in the kernel and is still there";
+    }
 }
 
 void BackgroundCall::Collect() {
     Message message;
     if (read(results_, &message, sizeof message) == static_cast<ssize_t>(sizeof message)) {
-        outcome_ = {message.result, {message.code, message.file.data(), message.line}};
+        outcome_ = {
+            message.result, {message.code, message.file.data(), message.line}, message.reason.data(), false};
     }
 }
 
 Outcome Uninterrupted(const std::function<int()>& call) {
     BackgroundCall running(call);
-    while (running.WaitFor(std::chrono::hours(1)) != BackgroundCall::Event::kOver) {
+    bool isTold = false;
+    for (;;) {
+        const auto event = running.WaitFor(std::chrono::hours(1));
+        if (event == BackgroundCall::Event::kOver) {
+            return running.Result();
+        }
+        if (event != BackgroundCall::Event::kInterrupted) {
+            continue;
+        }
+        if (!isTold) {
+            Note(fmt::format(
+                "waiting for {}, which must not be torn apart; press Ctrl-C again to end it all the same",
+                running.AtWork()));
+            isTold = true;
+        } else if (running.Signal() != SIGHUP) {  // a closed terminal sends more than one
+            running.End();
+            return running.Result();
+        }
     }
-    return running.Result();
 }
 
 }  // namespace cli

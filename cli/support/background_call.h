@@ -6,7 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <functional>
-#include <optional>
+#include <string>
 
 #include "support/failure.h"
 
@@ -19,12 +19,21 @@ class BackgroundCall {
     enum class Event { kOver, kInterrupted, kTimeUp };
 
     explicit BackgroundCall(const std::function<int()>& call);
-    ~BackgroundCall();  // ends the call if it is not over
+    ~BackgroundCall();  // ends the call's process if it is not over
     BackgroundCall(const BackgroundCall&) = delete;
     BackgroundCall& operator=(const BackgroundCall&) = delete;
 
     // Waits for the call's end, for SIGINT, SIGTERM or SIGHUP, or for the time.
     Event WaitFor(std::chrono::milliseconds time);
+
+    // After kInterrupted: by which signal.
+    [[nodiscard]] int Signal() const { return signal_; }
+
+    // What is waited for: the tool that the call runs now, such as "flashcache_create (process 123)".
+    [[nodiscard]] std::string AtWork() const;
+
+    // Ends the call and all tools that it runs; it is over then, and failed.
+    void End();
 
     // After kOver: what the call returned; a call that died counts as failed.
     [[nodiscard]] const Outcome& Result() const { return outcome_; }
@@ -35,12 +44,13 @@ class BackgroundCall {
     sigset_t before_{};
     sigset_t awaited_{};
     pid_t child_ = -1;
+    int signal_ = 0;
     int results_ = -1;  // read end of the pipe that brings the outcome
-    Outcome outcome_{-1, {}};
+    Outcome outcome_{-1, {}, {}, false};
 };
 
-// Runs a call in the background to its end, whatever is typed meanwhile: for steps that must not be torn
-// apart. What the call fills in is lost.
+// Runs a call in the background to its end: for steps that must not be torn apart. A first Ctrl-C tells what
+// is waited for, a second one ends a step that hangs. What the call fills in is lost.
 Outcome Uninterrupted(const std::function<int()>& call);
 
 }  // namespace cli

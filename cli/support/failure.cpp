@@ -1,10 +1,18 @@
 #include "support/failure.h"
 
+#include <fmt/format.h>
+
 #include <thread>
 
+#include "support/library_log.h"
 #include "vemoflashcache.h"
 
 namespace cli {
+namespace {
+
+constexpr int kProgramFailed = 0x8100;
+
+}  // namespace
 
 std::string Meaning(int code) {
     switch (code) {
@@ -18,7 +26,7 @@ std::string Meaning(int code) {
             return "the library refused an argument";
         case 0x2000:
             return "a section of the configuration is missing";
-        case 0x8100:
+        case kProgramFailed:
             return "an external program failed";
         default:
             return "an error of the platform";
@@ -51,12 +59,14 @@ std::string KindText(FailureKind kind) {
 
 Outcome Attempt(const std::function<int()>& call) {
     Outcome outcome;
+    LogCapture log;
     // The slot is per thread and is never cleared, so a thread of its own begins with an empty one.
     std::thread worker([&] {
         outcome.result = call();
         outcome.slot = {VLIBCErrGet(), VLIBCErrorGetFile(), VLIBCErrorGetLine()};
     });
     worker.join();
+    outcome.reason = log.Reason();
     return outcome;
 }
 
@@ -69,9 +79,21 @@ void After(const std::string& fate, const std::function<void()>& step) {
     }
 }
 
+std::optional<bool> YesOrNo(const Outcome& outcome) {
+    if (outcome.result == 1) {
+        return true;
+    }
+    return outcome.reason.empty() && outcome.slot.code == 0 ? std::optional(false) : std::nullopt;
+}
+
 Failure LibraryFailure(std::string what, const Outcome& outcome, std::string next) {
-    const std::string log = "the library's lines in the system log tell more; -v shows them here";
-    std::string why = outcome.slot.code == 0 ? log : Meaning(outcome.slot.code) + "; " + log;
+    const int code = outcome.slot.code;
+    std::string why = outcome.reason;
+    // A tool's own words say it better than that some program failed.
+    if (code != 0 && (why.empty() || code != kProgramFailed)) {
+        why = Meaning(code) + (why.empty() ? "" : "; " + why);
+    }
+    why += fmt::format("{}-v shows what the library logs", why.empty() ? "" : "; ");
     return {std::move(what), std::move(why), std::move(next), outcome.slot};
 }
 

@@ -46,12 +46,18 @@ void After(const std::string& fate, const std::function<void()>& step);
 struct Outcome {
     int result = 0;
     ErrorSlot slot;
+    std::string reason{};  // of a failure: a tool's last words or the library's; empty: not known
+    bool isEnded = false;  // on request, before it had a result
 };
 
 // Runs a library call so that what it records can be told from what others recorded before.
 Outcome Attempt(const std::function<int()>& call);
 
-// The failure of a library call: what its error slot and the log say of it.
+// What a function says that answers 1 or 0; nothing where its 0 stands for a failure, which the log or the
+// error slot then tells.
+std::optional<bool> YesOrNo(const Outcome& outcome);
+
+// The failure of a library call: what the log and its error slot say of it.
 Failure LibraryFailure(std::string what, const Outcome& outcome, std::string next);
 
 }  // namespace cli

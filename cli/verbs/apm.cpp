@@ -11,9 +11,17 @@ struct Options {
     std::string key;
 };
 
+std::optional<bool> IsDone(const std::string& key) {
+    const auto ask = [&] {
+        return YesOrNo(Attempt([&] { return VEMOFlashCacheIsApmFlushDone(key.c_str()); }));
+    };
+    const auto done = ask();
+    return done ? done : ask();  // where there is no record at all, the first call makes one and fails
+}
+
 void Tell(const Context& context, const Options& options) {
-    const bool done = VEMOFlashCacheIsApmFlushDone(options.key.c_str()) == 1;
-    const Record record{{{"key", "Key", options.key}, {"done", "Flush done", done}}};
+    const Record record{
+        {{"key", "Key", options.key}, {"done", "Flush done", KnownFlag(IsDone(options.key))}}};
     Print(One("apm_flush", record), context.json);
 }
 

@@ -6,6 +6,7 @@
 #include "caches/entry.h"
 #include "caches/fresh_pair.h"
 #include "caches/inventory.h"
+#include "caches/metadata.h"
 #include "caches/running.h"
 #include "output/answer.h"
 #include "support/background_call.h"
@@ -88,8 +89,7 @@ FLASHCACHE_CREATE_PARAM ParamFor(const Options& options) {
 }
 
 void RequireConsentToContent(const Context& context, const Options& options) {
-    const bool holdsCache = VEMOFlashCacheCheckMetadataExist(options.ssd.c_str()) == 1;
-    const std::string content = holdsCache ? "a cache" : Content(options.ssd);
+    const std::string content = HoldsCache(options.ssd) ? "a cache" : Content(options.ssd);
     if (!content.empty()) {
         RequireConsent(
             {fmt::format("overwrite the SSD {}, which holds {}", options.ssd, content), "--discard-content"},
@@ -120,7 +120,7 @@ std::string Undo(const std::string& section, const FLASHCACHE_CREATE_PARAM& para
         }
         Uninterrupted([&] { return VEMOFlashCacheDestroy(param.SSDDevPath); });
     }
-    const bool isLeft = VEMOFlashCacheCheckMetadataExist(param.SSDDevPath) == 1;
+    const bool isLeft = HoldsCache(param.SSDDevPath);
     After("the cache could not be created; its device is down, but ", [&] { RemoveEntry(section); });
     return isLeft ? fmt::format("the SSD still holds its metadata: vemocachectl wipe {}", param.SSDDevPath)
                   : "nothing of it is left, but the SSD may have lost its content";
@@ -146,11 +146,15 @@ void CreateWithEntry(const NewEntry& planned, const FLASHCACHE_CREATE_PARAM& par
     NewEntry entry = planned;
     entry.unfinished = true;
     WriteFirst(entry, param);
-    const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheCreate(&param, nullptr, 0); });
+    Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheCreate(&param, nullptr, 0); });
     if (outcome.result != 0) {
+        // The SSD is wiped first, which fails without harm on one that holds no cache.
+        if (outcome.slot.file == "flashcache_destroy.cpp") {
+            outcome.slot = {};
+        }
         const std::string left = Undo(entry.section, param);
         throw LibraryFailure(fmt::format("the cache on {} could not be created; {}", param.SSDDevPath, left),
-                             outcome, "look at the log for what the creation tool said");
+                             outcome, "mend the cause, then repeat the command");
     }
     entry.unfinished = false;
     entry.loaded = true;

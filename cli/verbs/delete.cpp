@@ -5,6 +5,7 @@
 #include "caches/flush_lock.h"
 #include "caches/idle.h"
 #include "caches/kernel_state.h"
+#include "caches/metadata.h"
 #include "flush/run.h"
 #include "output/answer.h"
 #include "support/background_call.h"
@@ -115,25 +116,23 @@ void Remove(const Options& options, const Cache& cache) {
     const Outcome outcome =
         Uninterrupted([&] { return VEMOFlashCacheDelete(cache.device.c_str(), &status.record, fast); });
     if (outcome.result != 0) {
-        const bool up = !PlaceOf(cache.Ssd(), cache.Volume()).device.empty();
+        const Place place = PlaceOf(cache.Ssd(), cache.Volume());
+        const bool isDown = place.device.empty() && place.isKnown;
         throw LibraryFailure(
-            fmt::format("the cache {} could not be deleted; its device is {}", cache.Name(),
-                        up ? "still up" : "down"),
+            fmt::format("the cache {} could not be deleted; its device {}", cache.Name(), PlaceText(place)),
             outcome,
-            up ? "release the device, then repeat the command"
-               : fmt::format(
-                     "vemocachectl wipe {} --discard-metadata; vemocachectl config remove {} --forget-cache",
-                     cache.Ssd(), cache.Name()));
+            !isDown ? "release the device, then repeat the command"
+                    : fmt::format("vemocachectl wipe {}, then vemocachectl config remove {}", cache.Ssd(),
+                                  cache.Name()));
     }
 }
 
 // The library wipes after write-back alone. False when the metadata is still there.
 bool WipeSsd(const Cache& cache) {
-    const auto holdsCache = [&] { return VEMOFlashCacheCheckMetadataExist(cache.Ssd().c_str()) == 1; };
-    if (holdsCache()) {
+    if (HoldsCache(cache.Ssd())) {
         Uninterrupted([&] { return VEMOFlashCacheDestroy(cache.Ssd().c_str()); });
     }
-    const bool isWiped = !holdsCache();
+    const bool isWiped = !HoldsCache(cache.Ssd());
     if (!isWiped) {
         Note(fmt::format(
             "the SSD {0} could not be wiped; vemocachectl wipe {0} --discard-metadata tries again",

@@ -74,11 +74,12 @@ void Expand(Context& context, const Options& options) {
     const auto before = DeviceSize(cache.device);
     // The library finds the entry by the very text that it holds.
     const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheExpand(cache.entry->SpacePath); });
-    if (outcome.result != 0) {
-        throw LibraryFailure(fmt::format("the cache {} could not be expanded", cache.Name()), outcome,
-                             "the cache runs on at its former size; look at the log for what the tool said");
-    }
     const auto after = DeviceSize(cache.device);
+    if (outcome.result != 0) {
+        throw LibraryFailure(fmt::format("the cache {} could not be expanded; its device {}", cache.Name(),
+                                         after ? "has " + HumanSize(*after) : "cannot be read"),
+                             outcome, "mend the cause, then repeat the command");
+    }
     const auto size = [](const auto& bytes) { return bytes ? Value(*bytes) : Value(); };
     const Record record{{{"name", "Name", cache.Name()},
                          {"device", "Device", cache.device},

@@ -30,8 +30,8 @@ void Modules(const Context& context, const Options& options) {
     }
     Answer answer{"modules", Layout::kTable, {}, "", ""};
     for (const char* name : kModules) {
-        const bool loaded = VEMOFlashCacheIsKModuleLoad(name) == 1;
-        answer.records.push_back({{{"name", "Module", name}, {"loaded", "Loaded", loaded}}});
+        const auto loaded = YesOrNo(Attempt([&] { return VEMOFlashCacheIsKModuleLoad(name); }));
+        answer.records.push_back({{{"name", "Module", name}, {"loaded", "Loaded", KnownFlag(loaded)}}});
     }
     Print(answer, context.json);
 }

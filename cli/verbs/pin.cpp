@@ -1,9 +1,7 @@
 #include <fmt/format.h>
-#include <fmt/ranges.h>
-
-#include <filesystem>
 
 #include "caches/inventory.h"
+#include "caches/pinning.h"
 #include "output/answer.h"
 #include "verbs/verb.h"
 
@@ -25,42 +23,22 @@ void RequireModel() {
     }
 }
 
-// The pin tool takes absolute paths, one a line.
-std::string FileList(const std::vector<std::string>& files) {
-    std::vector<std::string> paths;
-    paths.reserve(files.size());
-    for (const auto& file : files) {
-        const std::string path = std::filesystem::absolute(file).lexically_normal();
-        if (path.find('\n') != std::string::npos) {
-            throw Failure{fmt::format("{} cannot be pinned", path), "its name has a line end", "",
-                          std::nullopt, FailureKind::kRefused};
-        }
-        paths.push_back(path);
-    }
-    return fmt::format("{}", fmt::join(paths, "\n"));
-}
-
-// One file a call: so that the list's limited length limits no admin, and one that fails is named.
-void ChangePins(const Context& context, const Options& options, bool pin) {
+// One file a call: so that the list's limited length limits no admin, and a file that fails costs its own
+// row alone.
+void ChangePins(Context& context, const Options& options, bool pin) {
     RequireModel();
-    const auto change = pin ? VEMOFlashCachePinAddFiles : VEMOFlashCachePinRemoveFiles;
     Answer answer{"files", Layout::kTable, {}, "", ""};
     for (const auto& file : options.files) {
-        const std::string path = FileList({file});
-        const Outcome outcome = Attempt([&] { return change(path.c_str(), options.mount.c_str()); });
-        if (outcome.result != 0) {
-            throw LibraryFailure(
-                fmt::format("{} could not be {}", path, pin ? "pinned" : "unpinned"), outcome,
-                fmt::format("see that it is a file of the volume mounted at {}", options.mount));
-        }
-        answer.records.push_back({{{"file", "File", path}, {"pinned", "Pinned", pin}}});
+        const Pinning pinning = ChangePin(file, options.mount, pin);
+        context.failed |= pinning.result == Pinning::Result::kFailed;
+        answer.records.push_back(pinning.Fields());
     }
     Print(answer, context.json);
 }
 
 void Check(const Context& context, const Options& options) {
     std::uint32_t pinned = 0;
-    const std::string path = FileList({options.file});
+    const std::string path = PinPath(options.file);
     const Outcome outcome = Attempt([&] { return VEMOFlashCachePinIsFileAdded(path.c_str(), &pinned); });
     if (outcome.result != 0) {
         throw LibraryFailure(fmt::format("whether {} is pinned cannot be told", path), outcome,
@@ -69,15 +47,26 @@ void Check(const Context& context, const Options& options) {
     Print(One("file", Record{{{"file", "File", path}, {"pinned", "Pinned", pinned != 0}}}), context.json);
 }
 
+// Nothing where it cannot be told: to the library a failure of the pin tool is a "no", with a line in the
+// log.
+Value CanPin(const std::string& mount) {
+    if (ModelSupportPin() == 0) {
+        return false;
+    }
+    if (mount.empty()) {
+        return {};
+    }
+    return KnownFlag(YesOrNo(Attempt([&] { return VEMOFlashCachePinIsVolumeSupport(mount.c_str()); })));
+}
+
 void ListSupport(const Context& context, const Options& /*options*/) {
     const Inventory inventory = TakeInventory();
     Answer answer{"volumes", Layout::kTable, {}, "", "No cache is configured."};
     for (const auto& cache : inventory.caches) {
         const std::string mount = cache.entry != nullptr ? cache.entry->ReferencePath : "";
-        const bool supported = !mount.empty() && VEMOFlashCachePinIsVolumeSupport(mount.c_str()) == 1;
         answer.records.push_back({{{"name", "Cache", cache.Name()},
                                    {"mount_path", "Mount path", KnownText(mount)},
-                                   {"supported", "Can pin", supported}}});
+                                   {"supported", "Can pin", CanPin(mount)}}});
     }
     Print(answer, context.json);
 }
@@ -165,10 +154,10 @@ std::vector<Argument> MountAndActions(Options& options) {
 std::vector<Verb> FileVerbs() {
     return {MakeVerb<Options>("add", "Keep files resident in the cache",
                               "vemocachectl pin add /volume1 /volume1/db/index", MountAndFiles,
-                              [](const Context& c, const Options& o) { ChangePins(c, o, true); }),
+                              [](Context& c, const Options& o) { ChangePins(c, o, true); }),
             MakeVerb<Options>("remove", "Let files leave the cache again",
                               "vemocachectl pin remove /volume1 /volume1/db/index", MountAndFiles,
-                              [](const Context& c, const Options& o) { ChangePins(c, o, false); }),
+                              [](Context& c, const Options& o) { ChangePins(c, o, false); }),
             MakeVerb<Options>("check", "Tell whether a file is pinned",
                               "vemocachectl pin check /volume1/db/index", OneFile, Check)};
 }

@@ -2,6 +2,7 @@
 
 #include "caches/describe_entry.h"
 #include "caches/kernel_state.h"
+#include "caches/metadata.h"
 #include "caches/running.h"
 #include "caches/ssd_content.h"
 #include "output/answer.h"
@@ -29,7 +30,7 @@ std::optional<RunningCache> RunningOn(const std::string& ssd) {
 // The library tells whether there is a cache and its format; the rest is read from the SSD itself, where its
 // layout is known.
 Record Describe(const std::string& ssd) {
-    const bool exists = VEMOFlashCacheCheckMetadataExist(ssd.c_str()) == 1;
+    const bool exists = HoldsCache(ssd);
     const auto content = exists ? ReadSsdContent(ssd) : std::nullopt;
     const auto tell = [&](auto read) { return content ? Value(read(*content)) : Value(); };
     const auto running = RunningOn(ssd);

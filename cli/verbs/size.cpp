@@ -11,35 +11,46 @@ struct Options {
     std::string cache;
 };
 
-std::uint64_t SizeOf(const FLASHCACHE_STAT_SEARCH* search) {
-    std::uint64_t bytes = 0;
-    const Outcome outcome = Attempt([&] { return VEMOFlashCacheCacheSizeGet(search, &bytes); });
-    if (outcome.result != 0) {
-        throw LibraryFailure("the size could not be read", outcome,
-                             "vemocachectl list shows which cache has no status; ask for the others by name");
-    }
-    return bytes;
+// The library has no size of a write-through cache, and none of all together while one is up; the kernel's
+// table has each.
+Value SizeOf(const Cache& cache) {
+    const auto bytes = cache.Bytes();
+    return bytes ? Value(*bytes) : Value();
 }
 
 void ShowOne(const Context& context, const std::string& name) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, name);
-    FLASHCACHE_STAT_SEARCH search{};
-    search.type = FLASHCACHE_SEARCH_BY_CACHE_DEV_PATH;
-    search.CacheDevPath = cache.device.c_str();
     const Record record{
-        {{"name", "Name", cache.Name()}, {"size_bytes", "Size", SizeOf(&search), Format::kBytes}}};
+        {{"name", "Name", cache.Name()}, {"size_bytes", "Size", SizeOf(cache), Format::kBytes}}};
+    Print(One("size", record), context.json);
+}
+
+void ShowAll(const Context& context) {
+    const Inventory inventory = TakeInventory();
+    std::uint64_t sum = 0;
+    std::string unknown;
+    for (const auto& cache : inventory.caches) {
+        const auto bytes = cache.IsUp() ? cache.Bytes() : std::optional<std::uint64_t>(0);
+        sum += bytes.value_or(0);
+        if (!bytes) {
+            unknown += (unknown.empty() ? "" : ", ") + cache.Name();
+        }
+    }
+    const Record record{
+        {{"name", "Name", Value(), Format::kPlain, false, true},
+         {"size_bytes", "Size of all running caches", sum, Format::kBytes},
+         {"is_complete", "Complete", unknown.empty()},
+         {"unknown", "Left out, of unknown size", KnownText(unknown), Format::kPlain, false, true}}};
     Print(One("size", record), context.json);
 }
 
 void Size(const Context& context, const Options& options) {
-    if (!options.cache.empty()) {
+    if (options.cache.empty()) {
+        ShowAll(context);
+    } else {
         ShowOne(context, options.cache);
-        return;
     }
-    const Record record{{{"name", "Name", Value(), Format::kPlain, false, true},
-                         {"size_bytes", "Size of all running caches", SizeOf(nullptr), Format::kBytes}}};
-    Print(One("size", record), context.json);
 }
 
 std::vector<Argument> Declare(Options& options) {

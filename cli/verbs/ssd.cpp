@@ -23,10 +23,10 @@ using SupportList = std::unique_ptr<FLASHCACHE_SUPPORT_SSD_LIST, SupportListFree
 
 void Check(const Context& context, const CheckOptions& options) {
     const FLASHCACHE_SSD_INFO ssd{options.model.c_str(), options.size.bytes};
-    const bool supported = VEMOFlashCacheCheckSSDSupport(&ssd) == 1;
+    const auto supported = YesOrNo(Attempt([&] { return VEMOFlashCacheCheckSSDSupport(&ssd); }));
     const Record record{{{"model", "Model", options.model},
                          {"size_bytes", "Size", options.size.bytes, Format::kBytes},
-                         {"supported", "Supported here", supported}}};
+                         {"supported", "Supported here", KnownFlag(supported)}}};
     Print(One("ssd", record), context.json);
 }
 
@@ -36,7 +36,8 @@ Value TextOrNone(const char* text) {
 
 Record Describe(const FLASHCACHE_SUPPORT_SSD& ssd) {
     return {{{"name", "Model|GiB", TextOrNone(ssd.Name)},
-             {"supported", "Here", VEMOFlashCacheIsSSDSupport(ssd.Name) == 1},
+             {"supported", "Here",
+              KnownFlag(YesOrNo(Attempt([&] { return VEMOFlashCacheIsSSDSupport(ssd.Name); })))},
              {"brand", "Brand", TextOrNone(ssd.Brand)},
              {"size", "Size", TextOrNone(ssd.Size)},
              {"since", "Since", TextOrNone(ssd.Since)},

@@ -33,8 +33,20 @@ void RequireNoGivingUp(const Cache& cache, std::optional<std::uint64_t> left) {
 void TakeDown(const Cache& cache) {
     const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheUnload(cache.device.c_str()); });
     if (outcome.result != 0) {
-        throw LibraryFailure(fmt::format("the cache {} could not be unloaded, it is still up", cache.Name()),
-                             outcome, "see what lies on the device with lsblk, release it, then try again");
+        const Place place = PlaceOf(cache.Ssd(), cache.Volume());
+        const bool isDown = place.device.empty() && place.isKnown;
+        if (isDown) {
+            RecordUnload(cache);
+        }
+        if (isDown && cache.entry != nullptr) {
+            MarkLoaded(cache.Name(), false);
+        }
+        throw LibraryFailure(
+            fmt::format("the cache {} could not be unloaded in order; it {}", cache.Name(), PlaceText(place)),
+            outcome,
+            isDown
+                ? fmt::format("vemocachectl list shows it; vemocachectl load {} brings it up", cache.Name())
+                : "see what lies on the device with lsblk, release it, then try again");
     }
 }
 

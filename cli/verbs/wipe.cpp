@@ -1,6 +1,8 @@
 #include <fmt/format.h>
 
 #include "caches/inventory.h"
+#include "caches/metadata.h"
+#include "caches/ssd_content.h"
 #include "output/answer.h"
 #include "support/background_call.h"
 #include "support/consent.h"
@@ -52,13 +54,16 @@ void Wipe(const Context& context, const Options& options) {
                    !context.json);
     const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheDestroy(options.ssd.c_str()); });
     // A tool that failed shows in the error slot alone.
-    if (outcome.slot.code != 0 && VEMOFlashCacheCheckMetadataExist(options.ssd.c_str()) == 0) {
-        throw Failure{fmt::format("there is nothing to wipe on {}", options.ssd),
-                      "the SSD holds no cache metadata", ""};
+    if (outcome.slot.code != 0) {
+        if (const Outcome look = LookForMetadata(options.ssd);
+            look.result == 0 && !ReadSsdContent(options.ssd)) {
+            throw Failure{fmt::format("nothing was wiped on {}", options.ssd),
+                          fmt::format("the SSD shows no cache metadata; {}", look.reason), ""};
+        }
     }
     if (outcome.result != 0 || outcome.slot.code != 0) {
         throw LibraryFailure(fmt::format("the SSD {} could not be wiped", options.ssd), outcome,
-                             "look at the log for what the tool said");
+                             "mend the cause, then repeat the command");
     }
     Print(One("wiped", Record{{{"ssd", "SSD", options.ssd}}},
               fmt::format("Wiped the cache metadata on {}.", options.ssd)),

@@ -101,7 +101,10 @@ int RunTool(const std::string& path, const Words& arguments) {
     if (tool == std::end(kTools)) {
         return Refuse(name + ": not one of the appliance's tools");
     }
-    const Answer fault = AskKernel({"take-fault", "tool." + name});
+    Answer fault = AskKernel({"take-fault", "tool." + name});
+    if (fault.error == 0 && fault.text.empty() && !arguments.empty()) {
+        fault = AskKernel({"take-fault", "tool." + name + "." + arguments[0]});
+    }
     if (fault.error != 0) {
         return Refuse(name + ": " + fault.text);
     }

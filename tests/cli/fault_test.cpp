@@ -101,7 +101,7 @@ TEST(Fault, OfOneLoadKeepsNoOtherFromComingUp) {
     const Ran ran = Tool({"load", "--all", "--json"});
     EXPECT_EQ(ran.code, 1);
     const auto caches = ran.Json()["caches"];
-    EXPECT_THAT(caches[0]["problem"], HasSubstr("holds no cache metadata"));
+    EXPECT_THAT(caches[0]["problem"], HasSubstr("shows no cache metadata"));
     EXPECT_EQ(caches[1]["state"], "running");
 }
 
@@ -117,7 +117,8 @@ TEST(Fault, OfAToolIsToldWithItsCode) {
 
     ASSERT_EQ(Tool({"load", "md3+volume_1"}).code, 0);
     Fault("remove", "busy");
-    EXPECT_THAT(Tool({"unload", "cachedev_0"}).err, HasSubstr("could not be unloaded, it is still up"));
+    EXPECT_THAT(Tool({"unload", "cachedev_0"}).err,
+                HasSubstr("could not be unloaded in order; it is still up"));
     Fault("remove", "ok");
     EXPECT_EQ(Tool({"unload", "cachedev_0"}).code, 0);
 }

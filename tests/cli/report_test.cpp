@@ -89,9 +89,62 @@ TEST(Report, PinnedFiles) {
     EXPECT_EQ(Answer({"pin", "check", "/volume1/share/passwd"})["file"]["pinned"], true);
     EXPECT_EQ(Answer({"pin", "check", "/volume1/share/group"})["file"]["pinned"], false);
     EXPECT_GT(Answer({"pin", "bitmap", "/volume1", "--send"})["bitmap"]["bitmap_bytes"], 0);
-    EXPECT_EQ(Tool({"pin", "add", "/volume1", "/etc/passwd"}).code, 1);
     EXPECT_EQ(Answer({"pin", "remove", "/volume1", "/volume1/share/passwd"})["files"][0]["pinned"], false);
     EXPECT_EQ(Answer({"pin", "check", "/volume1/share/passwd"})["file"]["pinned"], false);
+}
+
+TEST(Report, OfEachPinnedFile) {
+    CreateMountedCache();
+    const std::string long1024 = "/volume1/" + std::string(1015, 'x');
+    const struct {
+        const char* verb;
+        std::string file;
+        const char* result;
+        const char* problem;
+    } cases[] = {{"add", "/volume1/share/passwd", "pinned", nullptr},
+                 {"add", "/volume1/share/../share/passwd", "already_pinned", nullptr},
+                 {"add", "/etc/passwd", "failed", "no file of the volume mounted at /volume1"},
+                 {"add", "/volume1/share/none", "failed", "No such file"},
+                 {"add", "/volume1/share", "failed", "no regular file"},
+                 {"add", "/volume1/a\nb", "failed", "line end"},
+                 {"add", long1024, "failed", "longer than 1023"},
+                 {"add", "/volume1/share/group", "pinned", nullptr},
+                 {"remove", "/volume1/share/none", "failed", "Unpin files (/volume1/share/none)"},
+                 {"remove", "/volume1/share/group", "unpinned", nullptr},
+                 {"remove", "/volume1/share/group", "not_pinned", nullptr}};
+    for (const std::string verb : {"add", "remove"}) {
+        Words words = {"pin", verb, "/volume1", "--json"};
+        for (const auto& one : cases) {
+            if (one.verb == verb) {
+                words.push_back(one.file);
+            }
+        }
+        const Ran ran = Tool(words);
+        EXPECT_EQ(ran.code, 1);
+        const auto rows = ran.Json()["files"];
+        auto row = rows.begin();
+        for (const auto& one : cases) {
+            if (one.verb != verb) {
+                continue;
+            }
+            ASSERT_NE(row, rows.end());
+            EXPECT_EQ((*row)["result"], one.result) << *row;
+            EXPECT_EQ((*row)["problem"].is_null(), one.problem == nullptr) << *row;
+            if (one.problem != nullptr) {
+                EXPECT_THAT((*row)["problem"], HasSubstr(one.problem));
+            }
+            ++row;
+        }
+    }
+    EXPECT_EQ(Answer({"pin", "check", "/volume1/share/passwd"})["file"]["pinned"], true);
+    const Ran table = Tool({"pin", "remove", "/volume1", "/volume1/share/passwd", "/etc/passwd"});
+    EXPECT_EQ(table.code, 1);
+    EXPECT_THAT(table.out, HasSubstr("RESULT"));
+    EXPECT_THAT(table.out, HasSubstr("unpinned"));
+    EXPECT_THAT(table.out, HasSubstr("no file of the volume"));
+    // A tool that fails says nothing of a volume.
+    Fault("tool.vemocachepinfiletool", "fail");
+    EXPECT_TRUE(Answer({"pin", "list-support"})["volumes"][0]["supported"].is_null());
 }
 
 TEST(Report, FileAges) {

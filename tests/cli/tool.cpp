@@ -8,8 +8,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <sstream>
 
 namespace tests {
@@ -173,9 +176,23 @@ Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::functi
     return ran;
 }
 
-RunningTool::RunningTool(Words arguments) {
+bool Runs(const std::string& command) {
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry("/proc", error), end; !error && entry != end;
+         entry.increment(error)) {
+        std::ifstream file(entry->path() / "cmdline");
+        std::string words{std::istreambuf_iterator<char>(file), {}};
+        std::replace(words.begin(), words.end(), '\0', ' ');
+        if (words.starts_with(command)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+RunningTool::RunningTool(Words arguments, bool withRemarks) {
     const auto out = Pipe();
-    pid_ = Spawn(WithTool(std::move(arguments)), out[1], -1);
+    pid_ = Spawn(WithTool(std::move(arguments)), out[1], withRemarks ? out[1] : -1);
     close(out[1]);
     out_ = out[0];
 }

@@ -61,10 +61,14 @@ Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::string
 Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::function<std::string()>& type,
                    unsigned short columns = 0);
 
-// vemocachectl that runs while the test goes on, standard output read line by line.
+// Whether some process runs a command that begins so.
+bool Runs(const std::string& command);
+
+// vemocachectl that runs while the test goes on, standard output, and the remarks if wanted, read line by
+// line.
 class RunningTool {
   public:
-    explicit RunningTool(Words arguments);
+    explicit RunningTool(Words arguments, bool withRemarks = false);
     ~RunningTool();
     RunningTool(const RunningTool&) = delete;
     RunningTool& operator=(const RunningTool&) = delete;

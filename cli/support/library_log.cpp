@@ -1,0 +1,167 @@
+#include "support/library_log.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+
+namespace cli {
+namespace {
+
+// A longer line is cut, whatever a tool says.
+constexpr std::size_t kLongestLine = 300;
+
+bool isShown = false;
+
+// How the library announces the run of a tool, before its path.
+constexpr std::array<std::string_view, 5> kRuns = {
+    "Create Cache: ", "Load Cache: ", "Unload Cache: ", "Expand Command: ", "Cache Destroy: "};
+
+// What it says once it has taken the tool's words for a failure.
+constexpr std::array<std::string_view, 5> kFailures = {"Get error messages", "Load cache failed",
+                                                       "Failed to unlod", "Expand cache failed",
+                                                       "failed to destroy cache"};
+
+// The closing words of a tool that gave its reason before, and the library's notes for debugging.
+constexpr std::array<std::string_view, 4> kNoReasons = {"Command failed.", "Cmd = ", "Volume(", "File ("};
+
+template <typename Texts>
+const std::string_view* StartOf(std::string_view text, const Texts& starts) {
+    const auto found =
+        std::find_if(starts.begin(), starts.end(), [&](auto start) { return text.starts_with(start); });
+    return found == starts.end() ? nullptr : &*found;
+}
+
+// A line without "vemocachectl[123]: " and "file.cpp:84 ". What a program wrote itself has neither.
+std::string_view WithoutHead(std::string_view line) {
+    constexpr std::string_view kPidEnd = "]: ";
+    constexpr std::string_view kFileEnd = ".cpp:";
+    const auto pid = line.find(kPidEnd);
+    const auto file = line.find(kFileEnd);
+    const auto text = file == std::string_view::npos ? file : line.find(' ', file);
+    return line.starts_with("vemocachectl[") && pid < file && text != std::string_view::npos
+               ? line.substr(text + 1)
+               : line;
+}
+
+// The same without the error slot at its end, which may be that of an earlier step.
+std::string_view WithoutTail(std::string_view text) {
+    text = text.substr(0, text.rfind("[0x"));
+    const auto end = text.find_last_not_of(" ,.");
+    return end == std::string_view::npos ? "" : text.substr(0, end + 1);
+}
+
+std::string NameOf(std::string_view command) {
+    const std::string_view path = command.substr(0, command.find(' '));
+    return std::string(path.substr(path.rfind('/') + 1));
+}
+
+std::string Quote(std::string_view text) {
+    return fmt::format("the library says: {}", WithoutTail(text));
+}
+
+void WriteAll(int fd, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t size = write(fd, text.data(), text.size());
+        if (size <= 0) {
+            return;
+        }
+        text.remove_prefix(static_cast<std::size_t>(size));
+    }
+}
+
+// To the end of the pipe; a copy goes to `shown` unless that is -1.
+void Read(const flashcache::Descriptor& pipe, int shown, LogReader& log) {
+    std::array<char, 4096> buffer{};
+    for (;;) {
+        const ssize_t size = read(pipe.get(), buffer.data(), buffer.size());
+        if (size <= 0) {
+            return;
+        }
+        const std::string_view piece(buffer.data(), static_cast<std::size_t>(size));
+        log.Take(piece);
+        if (shown >= 0) {
+            WriteAll(shown, piece);
+        }
+    }
+}
+
+void OpenLog(bool onStandardError) {
+    openlog("vemocachectl", LOG_PID | (onStandardError ? LOG_PERROR : 0), LOG_USER);
+}
+
+}  // namespace
+
+void OpenSystemLog(bool shown) {
+    isShown = shown;
+    OpenLog(shown);
+}
+
+void LogReader::Take(std::string_view piece) {
+    for (const char character : piece) {
+        if (character == '\n') {
+            TakeLine(line_);
+            line_.clear();
+        } else if (line_.size() < kLongestLine) {
+            line_.push_back(character);
+        }
+    }
+}
+
+void LogReader::TakeLine(std::string_view line) {
+    const std::string_view text = WithoutHead(line);
+    if (const auto* start = StartOf(text, kRuns)) {
+        tool_ = NameOf(text.substr(start->size()));
+        last_.clear();
+        reason_.clear();
+    } else if (!reason_.empty()) {
+        return;  // consequences, and who may hold a device
+    } else if (StartOf(text, kFailures) != nullptr) {
+        reason_ = last_.empty()              ? Quote(text)
+                  : last_.starts_with(tool_) ? last_
+                                             : fmt::format("{}: {}", tool_, last_);
+    } else if (text.find_first_not_of(" \t\r") != std::string_view::npos &&
+               StartOf(text, kNoReasons) == nullptr) {
+        last_ = text;
+    }
+}
+
+std::string LogReader::Reason() const {
+    return !reason_.empty() ? reason_ : last_.empty() ? "" : Quote(last_);
+}
+
+LogCapture::LogCapture() : stderr_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
+    std::array<int, 2> ends{};
+    if (!stderr_ || pipe2(ends.data(), O_CLOEXEC) != 0) {
+        return;  // the reason stays unknown, the call goes on
+    }
+    flashcache::Descriptor readEnd(ends[0]);
+    const flashcache::Descriptor writeEnd(ends[1]);
+    reader_ = std::thread(
+        [this, pipe = std::move(readEnd), shown = isShown ? stderr_.get() : -1] { Read(pipe, shown, log_); });
+    dup2(writeEnd.get(), STDERR_FILENO);
+    OpenLog(true);
+}
+
+LogCapture::~LogCapture() {
+    End();
+}
+
+std::string LogCapture::Reason() {
+    End();
+    return log_.Reason();
+}
+
+void LogCapture::End() {
+    if (!reader_.joinable()) {
+        return;
+    }
+    OpenLog(isShown);
+    dup2(stderr_.get(), STDERR_FILENO);  // the pipe's last writer goes
+    reader_.join();
+}
+
+}  // namespace cli
