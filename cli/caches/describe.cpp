@@ -165,7 +165,7 @@ void AddConfigured(Record& record, const Cache& cache) {
 }
 
 Field ProblemField(const Cache& cache) {
-    return {kProblemKey, "Problem", KnownText(ProblemOf(cache)), Format::kPlain, false, true};
+    return {kProblemKey, "Problem", KnownText(ProblemOf(cache)), Format::kSentence, false, true};
 }
 
 }  // namespace
@@ -189,6 +189,8 @@ Record Summary(const Cache& cache) {
          {"read_hit_percent", "Read hits", counts.Get(counts.numbers.ReadHitPercent), Format::kPercent},
          {"write_hit_percent", "Write hits", counts.Get(counts.numbers.WriteHitPercent), Format::kPercent},
          ProblemField(cache)});
+    MayGiveWay(record, {"write_hit_percent", "read_hit_percent", "cached_percent", "write_mode", "volume",
+                        "ssd", "size_bytes", "device", "dirty_bytes", "state"});
     return record;
 }
 

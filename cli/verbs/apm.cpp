@@ -11,10 +11,15 @@ struct Options {
     std::string key;
 };
 
-void Tell(const Context& context, const Options& options) {
+bool Tell(const Context& context, const Options& options) {
     const bool done = VEMOFlashCacheIsApmFlushDone(options.key.c_str()) == 1;
     const Record record{{{"key", "Key", options.key}, {"done", "Flush done", done}}};
     Print(One("apm_flush", record), context.json);
+    return done;
+}
+
+void Get(Context& context, const Options& options) {
+    context.saidNo = !Tell(context, options);
 }
 
 void Store(const Context& context, const Options& options, unsigned status) {
@@ -44,8 +49,9 @@ std::vector<Argument> Key(Options& options) {
 Verb ApmVerb() {
     return MakeGroup(
         "apm", "Keep the record of the power management's flushes",
-        {MakeVerb<Options>("get", "Tell whether the flush of a cache is recorded as done",
-                           "vemocachectl apm get cache_1", Key, Tell),
+        {Question(MakeVerb<Options>("get", "Tell whether the flush of a cache is recorded as done",
+                                    "vemocachectl apm get cache_1", Key, Get),
+                  "the flush is not recorded as done"),
          MakeVerb<Options>("set", "Record the flush of a cache as done", "vemocachectl apm set cache_1", Key,
                            [](const Context& c, const Options& o) { Store(c, o, 1); }),
          MakeVerb<Options>("clear", "Record the flush of a cache as not done",

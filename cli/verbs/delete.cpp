@@ -79,7 +79,8 @@ Settled SettleDirtyBlocks(const Context& context, const Options& options, const 
     }
     // The library's own removal goes on when its flush is cancelled, and wipes the SSD then: a flush that
     // may be cancelled has to be over before.
-    const Flushed flushed = RunFlush(cache, context.json);
+    // Its progress goes to standard error: the answer is one JSON object.
+    const Flushed flushed = RunFlush(cache, false);
     if (flushed.end == FlushEnd::kCancelled) {
         Failure failure{fmt::format("the flush was cancelled, {} is not deleted", cache.Name()),
                         "the cache runs as before", ""};
@@ -160,7 +161,9 @@ void Tell(Context& context, const Cache& cache, const Lost& lost, bool isWiped) 
         headline = lost.Text(cache) + " " + headline;
         context.failed = true;
     }
-    Print(One("deleted", record, headline), context.json);
+    Answer answer = One("deleted", record, headline);
+    answer.tellsHarm = context.failed;
+    Print(answer, context.json);
 }
 
 // A cache that is not up has no blocks that could be written back; the ways on are others.

@@ -102,12 +102,12 @@ Verb FilestatVerb() {
     return MakeGroup("filestat", "Count the files of a volume by age",
                      {MakeVerb<RunOptions>("run", "Walk a volume and store what was counted",
                                            "vemocachectl filestat run /volume1", DeclareRun, Run),
-                      MakeVerb<NoOptions>(
+                      Report(MakeVerb<NoOptions>(
                           "show", "Draw what was counted, by day and by level of age",
-                          "vemocachectl filestat show", [](NoOptions&) { return NoArguments(); }, Show),
-                      MakeVerb<NoOptions>(
+                          "vemocachectl filestat show", [](NoOptions&) { return NoArguments(); }, Show)),
+                      Report(MakeVerb<NoOptions>(
                           "status", "Tell whether a run is in progress", "vemocachectl filestat status",
-                          [](NoOptions&) { return NoArguments(); }, Status)});
+                          [](NoOptions&) { return NoArguments(); }, Status))});
 }
 
 }  // namespace cli

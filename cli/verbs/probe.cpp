@@ -28,8 +28,7 @@ std::optional<RunningCache> RunningOn(const std::string& ssd) {
 
 // The library tells whether there is a cache and its format; the rest is read from the SSD itself, where its
 // layout is known.
-Record Describe(const std::string& ssd) {
-    const bool exists = VEMOFlashCacheCheckMetadataExist(ssd.c_str()) == 1;
+Record Describe(const std::string& ssd, bool exists) {
     const auto content = exists ? ReadSsdContent(ssd) : std::nullopt;
     const auto tell = [&](auto read) { return content ? Value(read(*content)) : Value(); };
     const auto running = RunningOn(ssd);
@@ -52,25 +51,28 @@ Record Describe(const std::string& ssd) {
              {"dirty_bytes", "Dirty", BytesOf(dirty, content ? content->blockSize : 0), Format::kBytes}}};
 }
 
-void Probe(const Context& context, const Options& options) {
+void Probe(Context& context, const Options& options) {
     RequireBlockDevice(options.ssd, "SSD");
-    Print(One("probe", Describe(options.ssd)), context.json);
+    const bool exists = VEMOFlashCacheCheckMetadataExist(options.ssd.c_str()) == 1;
+    context.saidNo = !exists;
+    Print(One("probe", Describe(options.ssd, exists)), context.json);
 }
 
 }  // namespace
 
 Verb ProbeVerb() {
-    return MakeVerb<Options>(
-        "probe", "Tell whether an SSD holds a cache, and what the SSD tells of it",
-        "vemocachectl probe /dev/md3",
-        [](Options& options) -> std::vector<Argument> {
-            return {{.name = "SSD",
-                     .help = "device path of the SSD",
-                     .target = &options.ssd,
-                     .required = true,
-                     .completion = Completion::kDevice}};
-        },
-        Probe);
+    return Question(MakeVerb<Options>(
+                        "probe", "Tell whether an SSD holds a cache, and what the SSD tells of it",
+                        "vemocachectl probe /dev/md3",
+                        [](Options& options) -> std::vector<Argument> {
+                            return {{.name = "SSD",
+                                     .help = "device path of the SSD",
+                                     .target = &options.ssd,
+                                     .required = true,
+                                     .completion = Completion::kDevice}};
+                        },
+                        Probe),
+                    "the SSD holds no cache metadata");
 }
 
 }  // namespace cli

@@ -80,9 +80,10 @@ bool AreAllThere(const Options& options) {
     return VEMOFlashcacheConfigSerialListCheck(options.section.c_str(), asked.get()) == 0;
 }
 
-void Check(const Context& context, const Options& options) {
-    const Record record{
-        {{"section", "Section", options.section}, {"all_known", "All known", AreAllThere(options)}}};
+void Check(Context& context, const Options& options) {
+    const bool areAllThere = AreAllThere(options);
+    const Record record{{{"section", "Section", options.section}, {"all_known", "All known", areAllThere}}};
+    context.saidNo = !areAllThere;
     Print(One("check", record), context.json);
 }
 
@@ -137,11 +138,12 @@ std::vector<Argument> SectionAndConsent(Options& options) {
 Verb SerialsVerb() {
     return MakeGroup(
         "serials", "Keep lists of the serial numbers of SSDs",
-        {MakeVerb<Options>("get", "Show a list", "vemocachectl serials get cache_1", Section, Get),
+        {Report(MakeVerb<Options>("get", "Show a list", "vemocachectl serials get cache_1", Section, Get)),
          MakeVerb<Options>("set", "Store a list in place of what it held",
                            "vemocachectl serials set cache_1 S1 S2", SectionAndSerials, Set),
-         MakeVerb<Options>("check", "Tell whether all these are in a list",
-                           "vemocachectl serials check cache_1 S1", SectionAndSerials, Check),
+         Question(MakeVerb<Options>("check", "Tell whether all these are in a list",
+                                    "vemocachectl serials check cache_1 S1", SectionAndSerials, Check),
+                  "the list has not all of them"),
          MakeVerb<Options>("remove", "Remove a list", "vemocachectl serials remove cache_1 --discard-list",
                            SectionAndConsent, Remove)});
 }

@@ -21,12 +21,13 @@ struct SupportListFree {
 };
 using SupportList = std::unique_ptr<FLASHCACHE_SUPPORT_SSD_LIST, SupportListFree>;
 
-void Check(const Context& context, const CheckOptions& options) {
+void Check(Context& context, const CheckOptions& options) {
     const FLASHCACHE_SSD_INFO ssd{options.model.c_str(), options.size.bytes};
     const bool supported = VEMOFlashCacheCheckSSDSupport(&ssd) == 1;
     const Record record{{{"model", "Model", options.model},
                          {"size_bytes", "Size", options.size.bytes, Format::kBytes},
                          {"supported", "Supported here", supported}}};
+    context.saidNo = !supported;
     Print(One("ssd", record), context.json);
 }
 
@@ -35,12 +36,14 @@ Value TextOrNone(const char* text) {
 }
 
 Record Describe(const FLASHCACHE_SUPPORT_SSD& ssd) {
-    return {{{"name", "Model|GiB", TextOrNone(ssd.Name)},
-             {"supported", "Here", VEMOFlashCacheIsSSDSupport(ssd.Name) == 1},
-             {"brand", "Brand", TextOrNone(ssd.Brand)},
-             {"size", "Size", TextOrNone(ssd.Size)},
-             {"since", "Since", TextOrNone(ssd.Since)},
-             {"support_models", "Appliances", TextOrNone(ssd.SupportModels)}}};
+    Record record{{{"name", "Model|GiB", TextOrNone(ssd.Name)},
+                   {"supported", "Here", VEMOFlashCacheIsSSDSupport(ssd.Name) == 1},
+                   {"brand", "Brand", TextOrNone(ssd.Brand)},
+                   {"size", "Size", TextOrNone(ssd.Size)},
+                   {"since", "Since", TextOrNone(ssd.Since)},
+                   {"support_models", "Appliances", TextOrNone(ssd.SupportModels)}}};
+    MayGiveWay(record, {"support_models", "since", "size", "brand"});
+    return record;
 }
 
 void List(const Context& context, const NoOptions& /*options*/) {
@@ -96,15 +99,17 @@ std::vector<Argument> DeclareCheck(CheckOptions& options) {
 }  // namespace
 
 Verb SsdVerb() {
-    return MakeGroup("ssd", "Check SSDs against the compatibility database",
-                     {MakeVerb<CheckOptions>("check", "Tell whether an SSD is supported on this appliance",
-                                             "vemocachectl ssd check QM-S400 480G", DeclareCheck, Check),
-                      MakeVerb<NoOptions>(
-                          "list", "Show the database", "vemocachectl ssd list",
-                          [](NoOptions&) { return NoArguments(); }, List),
-                      MakeVerb<NoOptions>(
-                          "update", "Fetch a new database from the update server", "vemocachectl ssd update",
-                          [](NoOptions&) { return NoArguments(); }, Update)});
+    return MakeGroup(
+        "ssd", "Check SSDs against the compatibility database",
+        {Question(MakeVerb<CheckOptions>("check", "Tell whether an SSD is supported on this appliance",
+                                         "vemocachectl ssd check QM-S400 480G", DeclareCheck, Check),
+                  "the SSD is not supported here"),
+         Report(MakeVerb<NoOptions>(
+             "list", "Show the database", "vemocachectl ssd list", [](NoOptions&) { return NoArguments(); },
+             List)),
+         MakeVerb<NoOptions>(
+             "update", "Fetch a new database from the update server", "vemocachectl ssd update",
+             [](NoOptions&) { return NoArguments(); }, Update)});
 }
 
 }  // namespace cli

@@ -59,10 +59,10 @@ std::vector<Argument> DeclareSet(Options& options) {
 Verb StateVerb() {
     return MakeGroup(
         "state", "Read or set the handle state in which a cache runs",
-        {MakeVerb<Options>(
+        {Report(MakeVerb<Options>(
              "get", "Show the handle state that the cache's knobs make up",
              "vemocachectl state get cachedev_0",
-             [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Get),
+             [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Get)),
          MakeVerb<Options>("set", "Bring a cache to a handle state",
                            "vemocachectl state set cachedev_0 normal", DeclareSet, Set)});
 }
