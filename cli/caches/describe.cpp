@@ -63,15 +63,8 @@ Value CachedPercent(const FLASHCACHE_STAT& stat) {
 }
 
 Value WriteMode(const Cache& cache) {
-    // The kernel knows one write-back; the entry tells which kind.
     const auto mode = cache.Mode();
-    if (!mode) {
-        return {};
-    }
-    const bool isKind = cache.entry != nullptr && *mode == FLASHCACHE_WRITE_BACK &&
-                        (cache.entry->Policy.WriteMode == FLASHCACHE_WRITE_BACK_BYPASS ||
-                         cache.entry->Policy.WriteMode == FLASHCACHE_WRITE_BACK_CRASH);
-    return WriteModeText(isKind ? cache.entry->Policy.WriteMode : *mode);
+    return mode ? WriteModeText(*mode, cache.entry) : Value();
 }
 
 void AddIdentity(Record& record, const Cache& cache) {

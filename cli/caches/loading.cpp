@@ -27,12 +27,10 @@ void CheckBefore(const Cache& cache) {
     RequireUnused(cache.Ssd(), "SSD");
     RequireUnused(cache.Volume(), "volume");
     if (!cache.IsOnItsSsd()) {
-        throw Failure{
-            fmt::format("the cache {} cannot be loaded", cache.Name()),
-            fmt::format("the SSD {} holds a cache of the volume {}, not of {}", cache.Ssd(),
-                        cache.onSsd->volume, cache.Volume()),
-            fmt::format("vemocachectl probe {} tells more; see that the right SSD is in place", cache.Ssd()),
-            std::nullopt, FailureKind::kRefused};
+        throw Failure{fmt::format("the cache {} cannot be loaded", cache.Name()),
+                      fmt::format("the SSD {} holds a cache of the volume {}, not of {}", cache.Ssd(),
+                                  cache.onSsd->volume, cache.Volume()),
+                      fmt::format("vemocachectl probe {}", cache.Ssd()), std::nullopt, FailureKind::kRefused};
     }
 }
 
@@ -57,9 +55,7 @@ Failure WhyNotLoaded(const Cache& cache, const Outcome& outcome) {
     if (!device.empty()) {
         return LibraryFailure(
             fmt::format("the cache {} is up as {}, but not with its tuning", cache.Name(), device), outcome,
-            fmt::format(
-                "vemocachectl knob get {} shows the values in force; vemocachectl load {} tries again",
-                device, cache.Name()));
+            fmt::format("vemocachectl load {}", cache.Name()));
     }
     if (VEMOFlashCacheCheckMetadataExist(cache.Ssd().c_str()) == 0) {
         return {

@@ -13,7 +13,7 @@
 namespace cli {
 
 // Given with every JSON object; raised only when a key changes its meaning or goes.
-inline constexpr int kFormatVersion = 1;
+inline constexpr int kFormatVersion = 2;
 
 enum class Layout { kRecord, kRecords, kTable };  // one record; one below the other; one a row
 

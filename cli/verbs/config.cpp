@@ -60,10 +60,9 @@ void Remove(Context& context, const Options& options) {
     RequireWholeConfig(inventory);
     const Cache& cache = FindEntry(inventory, options.entry);
     if (cache.IsUp()) {
-        throw Failure{
-            fmt::format("the cache {} is running", cache.Name()),
-            "without its entry it could neither be flushed nor loaded again",
-            fmt::format("vemocachectl unload {} first, to keep its blocks on the SSD", cache.Name())};
+        throw Failure{fmt::format("the cache {} is running", cache.Name()),
+                      "without its entry it could neither be flushed nor loaded again",
+                      fmt::format("vemocachectl unload {}", cache.Name())};
     }
     RequireAllKnown(inventory, fmt::format("the cache {} is running", cache.Name()));
     RequireConsent(

@@ -42,12 +42,13 @@ void RequireKnownMode(const Options& options, const Cache& cache) {
     const bool writeThrough = cache.pair && cache.pair->mode == FLASHCACHE_WRITE_THRU;
     const bool consented = cache.entry != nullptr && options.discardDirty;
     if (!cache.stat && !writeThrough && !consented) {
-        throw Failure{fmt::format("the cache {} cannot be deleted", cache.Name()),
-                      "its status cannot be read: whether it holds dirty blocks is not known",
-                      fmt::format("vemocachectl -v status {} shows why; --discard-dirty deletes a configured "
-                                  "cache all the same, with what it alone holds",
-                                  cache.Name()),
-                      cache.statError, FailureKind::kUnknownState};
+        throw Failure{
+            fmt::format("the cache {} cannot be deleted", cache.Name()),
+            "its status cannot be read: whether it holds dirty blocks is not known",
+            fmt::format("\"vemocachectl -v status {0}\" shows why; a configured cache is deleted all the "
+                        "same, with what it alone holds, by \"vemocachectl delete {0} --discard-dirty\"",
+                        cache.Name()),
+            cache.statError, FailureKind::kUnknownState};
     }
 }
 
@@ -136,9 +137,8 @@ bool WipeSsd(const Cache& cache) {
     }
     const bool isWiped = !holdsCache();
     if (!isWiped) {
-        Note(fmt::format(
-            "the SSD {0} could not be wiped; vemocachectl wipe {0} --discard-metadata tries again",
-            cache.Ssd()));
+        Note(fmt::format("the SSD {0} could not be wiped: vemocachectl wipe {0} --discard-metadata",
+                         cache.Ssd()));
     }
     return isWiped;
 }

@@ -113,8 +113,7 @@ void Get(Context& context, const Options& options) {
         const Reading reading = Read(cache, knob);
         if (reading.outcome.result != 0 && !options.knobs.empty()) {
             throw LibraryFailure(fmt::format("the knob {} of {} could not be read", name, cache.Name()),
-                                 reading.outcome,
-                                 "the kernel may not know it; knob get without a name shows all");
+                                 reading.outcome, fmt::format("vemocachectl knob get {}", cache.Name()));
         }
         answer.records.push_back(Describe(knob, ValueOf(reading)));
     }

@@ -97,7 +97,7 @@ Value BitmapSize(const std::string& mount) {
         Attempt([&] { return VEMOFlashCachePinGetBitmapSizeByte(mount.c_str(), &bytes); });
     if (outcome.result != 0) {
         throw LibraryFailure(fmt::format("the pin bitmap of {} could not be measured", mount), outcome,
-                             "vemocachectl pin list-support shows which volumes can pin files");
+                             "vemocachectl pin list-support");
     }
     return bytes;
 }

@@ -29,7 +29,7 @@ TextList Stored(const std::string& section) {
         Attempt([&] { return VEMOFlashcacheConfigSerialListGet(section.c_str(), &list); });
     if (outcome.result < 0) {
         throw LibraryFailure(fmt::format("the serial numbers of {} could not be read", section), outcome,
-                             "vemocachectl serials set writes them anew");
+                             fmt::format("vemocachectl serials set {} SERIAL...", section));
     }
     return TextList(list);
 }
@@ -62,8 +62,9 @@ void Set(const Context& context, const Options& options) {
 
 void RequireList(const std::string& section) {
     if (Stored(section) == nullptr) {
-        throw Failure{fmt::format("there is no list {}", section), "", "vemocachectl serials set makes it",
-                      std::nullopt, FailureKind::kNotFound};
+        throw Failure{fmt::format("there is no list {}", section), "",
+                      fmt::format("vemocachectl serials set {} SERIAL...", section), std::nullopt,
+                      FailureKind::kNotFound};
     }
 }
 

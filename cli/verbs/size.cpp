@@ -15,8 +15,7 @@ std::uint64_t SizeOf(const FLASHCACHE_STAT_SEARCH* search) {
     std::uint64_t bytes = 0;
     const Outcome outcome = Attempt([&] { return VEMOFlashCacheCacheSizeGet(search, &bytes); });
     if (outcome.result != 0) {
-        throw LibraryFailure("the size could not be read", outcome,
-                             "vemocachectl list shows which cache has no status; ask for the others by name");
+        throw LibraryFailure("the size could not be read", outcome, "vemocachectl list");
     }
     return bytes;
 }

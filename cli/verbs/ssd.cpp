@@ -74,7 +74,7 @@ void Update(const Context& context, const NoOptions& /*options*/) {
     FLASHCACHE_SUPPORT_SSD_LIST* list = nullptr;
     const int count = VEMOFlashCacheSupportSSDGet(&list);
     const SupportList owner(list);
-    const Record record{{{"entries", "SSDs in it", count < 0 ? Value() : Value(std::int64_t{count})}}};
+    const Record record{{{"count", "SSDs in it", count < 0 ? Value() : Value(std::int64_t{count})}}};
     Print(One("database", record, "The SSD database was updated."), context.json);
 }
 

@@ -36,8 +36,9 @@ void Set(Context& context, const Options& options) {
     });
     if (outcome.result != 0) {
         throw LibraryFailure(
-            fmt::format("{} could not be brought to the state {}", cache.Name(), options.state), outcome,
-            "some of its knobs may be written: set a state again, or see vemocachectl knob get");
+            fmt::format("{} could not be brought to the state {}; some of its knobs may be written",
+                        cache.Name(), options.state),
+            outcome, fmt::format("vemocachectl state set {} {}", cache.Name(), options.state));
     }
     if (options.state == "normal") {
         MendFlushRecord(cache);

@@ -52,7 +52,7 @@ TEST(Form, OfTablesHoldsTheWidthOfTheTerminal) {
     EXPECT_EQ(list[0], "NAME          STATE     DEVICE      SSD  VOLUME        MODE         SIZE  DIRTY");
     EXPECT_THAT(list[1], StartsWith("md3+volume_1  unloaded"));
     EXPECT_EQ(list[3], "");
-    EXPECT_THAT(list[4], StartsWith("md3+volume_1: its SSD may hold dirty blocks"));
+    EXPECT_THAT(list[4], StartsWith("md3+volume_1: its SSD holds no dirty block"));
     EXPECT_THAT(OnTerminal({"list"}, "md4", 40)[0], Not(HasSubstr("MODE")));
     // All of it goes to scripts, and to those who ask for it.
     const Ran piped = Tool({"list"});
@@ -72,11 +72,11 @@ TEST(Form, IsChosenForEveryVerb) {
         {{"status", "md4+volume_2", "--output", "size_bytes", "--bytes", "--no-headings"}, "134217728\n"},
         {{"status", "-o", "dirty_bytes,name", "md4+volume_2"}, "  Dirty  0 B\n  Name   md4+volume_2\n"},
         {{"list", "--json", "-o", "size_bytes,name", "--sort", "-name"},
-         R"({"format_version":1,"caches":[{"size_bytes":134217728,"name":"md4+volume_2"},)"
+         R"({"format_version":2,"caches":[{"size_bytes":134217728,"name":"md4+volume_2"},)"
          R"({"size_bytes":67108864,"name":"md3+volume_1"}]})"
          "\n"},
         {{"size", "md4+volume_2", "--json", "-o", "size_bytes"},
-         "{\"format_version\":1,\"size\":{\"size_bytes\":134217728}}\n"},
+         "{\"format_version\":2,\"size\":{\"size_bytes\":134217728}}\n"},
         {{"memory", "-o", "fixed_bytes", "--no-headings"}, "416.0 KiB\n416.0 KiB\n"},
     };
     for (const auto& one : cases) {

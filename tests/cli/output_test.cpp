@@ -33,7 +33,7 @@ TEST(Output, KeepsNumbersRealAndTheUnknownNull) {
                                          {"none", "None", Value()},
                                          {"why", "Why", Value(), Format::kPlain, false, true}}});
     EXPECT_EQ(nlohmann::json::parse(JsonOf(answer)),
-              nlohmann::json::parse(R"({"format_version": 1, "thing": {"size_bytes": 1536,
+              nlohmann::json::parse(R"({"format_version": 2, "thing": {"size_bytes": 1536,
                                         "device": "/dev/mapper/cachedev_0", "none": null, "why": null}})"));
     EXPECT_EQ(TextOf(answer), "  Size    1.5 KiB\n  Device  /dev/mapper/cachedev_0\n  None    -\n");
 }

@@ -79,7 +79,9 @@ TEST(Report, MissingCacheIsAnnounced) {
         RunProgram({"sed", "-i", "s/CacheMissing = 0/CacheMissing = 1/", "/usr/vemo/etc/flashcache.conf"})
             .code,
         0);
-    EXPECT_EQ(Answer({"notify", "cachedev_0"})["notification"]["announced"], true);
+    const auto notification = Answer({"notify", "cachedev_0"})["notification"];
+    EXPECT_EQ(notification["announced"], true);
+    EXPECT_EQ(notification["ssd_missing"], true);
     EXPECT_THAT(RunProgram({"cat", "/var/log/messages"}).out, HasSubstr("SSDCacheMissing"));
 }
 
@@ -106,7 +108,11 @@ TEST(Report, FileAges) {
     }
     EXPECT_EQ(files, 2U);
     EXPECT_EQ(Answer({"filestat", "show"})["ages"], ages);
-    EXPECT_THAT(Tool({"filestat", "show"}).out, HasSubstr("####"));
+    const Ran shown = Tool({"filestat", "show"});
+    EXPECT_THAT(shown.out, HasSubstr("####"));
+    EXPECT_THAT(shown.err, HasSubstr("files outside the shares are not counted"));
+    EXPECT_THAT(Answer({"filestat", "show"})["remark"], HasSubstr("outside the shares"));
+    EXPECT_THAT(Tool({"help", "filestat", "run"}).out, HasSubstr("files outside them are not counted"));
     EXPECT_EQ(Answer({"filestat", "status"})["filestat"]["running"], false);
 }
 
@@ -115,7 +121,9 @@ TEST(Report, MarkerOfADeadRunIsNamed) {
     EXPECT_EQ(Answer({"filestat", "status"})["filestat"]["stale_marker"], true);
     const Ran ran = Tool({"filestat", "run", "/volume1"});
     EXPECT_EQ(ran.code, 1);
-    EXPECT_THAT(ran.err, HasSubstr("remove /tmp/flashcache_file_statistics_processing"));
+    EXPECT_THAT(
+        ran.err,
+        HasSubstr("rm /tmp/flashcache_file_statistics_processing; vemocachectl filestat run /volume1"));
 }
 
 }  // namespace
