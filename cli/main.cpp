@@ -7,6 +7,7 @@
 #include <exception>
 
 #include "output/answer.h"
+#include "output/terminal.h"
 #include "parser/parser.h"
 #include "support/library_log.h"
 #include "verbs/verbs.h"
@@ -15,6 +16,7 @@ namespace {
 
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
+constexpr int kExitNo = 3;
 
 int Refuse(const cli::Failure& failure, bool json) {
     cli::Print(failure, json);
@@ -27,7 +29,7 @@ int Run(const cli::Request& request, cli::Context& context) {
             throw cli::Failure{"vemocachectl must be run by root", "devices and knobs are root's", ""};
         }
         request.action(context);
-        return context.failed ? kExitFailed : 0;
+        return context.failed ? kExitFailed : context.saidNo ? kExitNo : 0;
     } catch (const cli::Failure& failure) {
         return Refuse(failure, context.json);
     } catch (const std::exception& error) {
@@ -69,6 +71,8 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
     cli::Context context;
     const cli::Request request = cli::Parse(argc, argv, cli::AllVerbs(), context);
+    context.form.columns = cli::TerminalWidth(STDOUT_FILENO);
+    cli::SetForm(context.form);
     if (request.refusal) {
         return End(Refuse(*request.refusal, context.json));
     }

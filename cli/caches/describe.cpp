@@ -66,15 +66,8 @@ Value CachedPercent(const FLASHCACHE_STAT& stat) {
 }
 
 Value WriteMode(const Cache& cache) {
-    // The kernel knows one write-back; the entry tells which kind.
     const auto mode = cache.Mode();
-    if (!mode) {
-        return {};
-    }
-    const bool isKind = cache.entry != nullptr && *mode == FLASHCACHE_WRITE_BACK &&
-                        (cache.entry->Policy.WriteMode == FLASHCACHE_WRITE_BACK_BYPASS ||
-                         cache.entry->Policy.WriteMode == FLASHCACHE_WRITE_BACK_CRASH);
-    return WriteModeText(isKind ? cache.entry->Policy.WriteMode : *mode);
+    return mode ? WriteModeText(*mode, cache.entry) : Value();
 }
 
 void AddIdentity(Record& record, const Cache& cache) {
@@ -167,7 +160,7 @@ void AddConfigured(Record& record, const Cache& cache) {
 }
 
 Field ProblemField(const Cache& cache) {
-    return {kProblemKey, "Problem", KnownText(ProblemOf(cache)), Format::kPlain, false, true};
+    return {kProblemKey, "Problem", KnownText(ProblemOf(cache)), Format::kSentence, false, true};
 }
 
 }  // namespace
@@ -191,6 +184,8 @@ Record Summary(const Cache& cache) {
          {"read_hit_percent", "Read hits", counts.Get(counts.numbers.ReadHitPercent), Format::kPercent},
          {"write_hit_percent", "Write hits", counts.Get(counts.numbers.WriteHitPercent), Format::kPercent},
          ProblemField(cache)});
+    MayGiveWay(record, {"write_hit_percent", "read_hit_percent", "cached_percent", "write_mode", "volume",
+                        "ssd", "size_bytes", "device", "dirty_bytes", "state"});
     return record;
 }
 

@@ -21,6 +21,13 @@ Value WriteModeText(std::int32_t mode) {
     return named ? Text(FlashCacheWriteModeToStr(mode)) : Value();
 }
 
+Value WriteModeText(std::int32_t mode, const FLASHCACHE_CONFIG* entry) {
+    const bool isKind = entry != nullptr && mode == FLASHCACHE_WRITE_BACK &&
+                        (entry->Policy.WriteMode == FLASHCACHE_WRITE_BACK_BYPASS ||
+                         entry->Policy.WriteMode == FLASHCACHE_WRITE_BACK_CRASH);
+    return WriteModeText(isKind ? entry->Policy.WriteMode : mode);
+}
+
 Value ReclaimPolicyText(std::int32_t policy) {
     switch (policy) {
         case FLASHCACHE_RECLAIM_LRU:

@@ -17,4 +17,8 @@ Value WriteModeText(std::int32_t mode);
 Value ReclaimPolicyText(std::int32_t policy);
 Value VersionText(std::int32_t version);
 
+// The mode of a cache as kernel or SSD tell it: both know one write-back, and its entry, if there is one,
+// tells which kind.
+Value WriteModeText(std::int32_t mode, const FLASHCACHE_CONFIG* entry);
+
 }  // namespace cli

@@ -103,8 +103,8 @@ void ChangeEntry(const std::string& section, const std::function<void(FLASHCACHE
     ErrorSlot slot;
     const ConfigList entry = Read(section, &slot);
     if (!entry) {
-        throw LibraryFailure(fmt::format("the configuration entry {} could not be read", section), {-1, slot},
-                             "vemocachectl config list");
+        throw LibraryFailure(fmt::format("the configuration entry {} could not be read", section),
+                             {-1, slot, ""}, "vemocachectl config list");
     }
     change(*entry);
     Write(*entry);

@@ -96,13 +96,15 @@ std::uint64_t Sum(const Volume& volume, const std::string& kind) {
 Record Describe(const Volume& volume, const Age& age) {
     const std::uint64_t all = Sum(volume, age.kind);
     const double share = all == 0 ? 0.0 : 100.0 * static_cast<double>(age.bytes) / static_cast<double>(all);
-    return {{{"volume", "Volume", volume.id},
-             {"time", "Counted at", volume.time},
-             {"kind", "By", age.kind},
-             {"span", "Last touched", age.span},
-             {"files", "Files", age.files},
-             {"bytes", "On disk", age.bytes, Format::kBytes},
-             {"share_percent", "", share, Format::kBar}}};
+    Record record{{{"id", "Volume", volume.id},
+                   {"time", "Counted at", volume.time},
+                   {"kind", "By", age.kind},
+                   {"span", "Last touched", age.span},
+                   {"files", "Files", age.files},
+                   {"bytes", "On disk", age.bytes, Format::kBytes},
+                   {"share_percent", "", share, Format::kBar}}};
+    MayGiveWay(record, {"time", "kind", "share_percent", "files"});
+    return record;
 }
 
 }  // namespace

@@ -51,9 +51,10 @@ FlushLock::FlushLock(const Cache& cache) : file_(OpenLockFile(PathOf(cache))) {
     if (error == EAGAIN) {
         throw Failure{
             fmt::format("a flush of {} runs", cache.Name()), "another vemocachectl works on it",
-            fmt::format("vemocachectl flush --status --follow {0} shows it, vemocachectl flush --cancel {0} "
-                        "ends it",
-                        cache.Name()),
+            fmt::format(
+                "\"vemocachectl flush --status --follow {0}\" shows it, \"vemocachectl flush --cancel {0}\" "
+                "ends it",
+                cache.Name()),
             std::nullopt, FailureKind::kInUse};
     }
     throw Failure{fmt::format("the lock file {} cannot be locked", PathOf(cache)), std::strerror(error), ""};

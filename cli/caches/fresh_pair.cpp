@@ -17,8 +17,8 @@ void RequireFree(const Inventory& inventory, const std::string& path, const std:
             throw Failure{fmt::format("the {} {} belongs to the cache {}", role, path, cache.Name()),
                           cache.IsUp() ? fmt::format("it runs as {}", cache.device)
                                        : "it is configured, but not loaded",
-                          fmt::format("vemocachectl status {} tells more about it", cache.Name()),
-                          std::nullopt, FailureKind::kInUse};
+                          fmt::format("vemocachectl status {}", cache.Name()), std::nullopt,
+                          FailureKind::kInUse};
         }
     }
     RequireUnused(path, role);

@@ -163,8 +163,7 @@ void RequireAllKnown(const Inventory& inventory, const std::string& what) {
             throw Failure{
                 fmt::format("not known whether {}", what),
                 fmt::format("the table of {} cannot be read: it may be this very cache", cache.device),
-                fmt::format("see why \"dmsetup table {}\" fails, then try again", cache.device),
-                cache.statError, FailureKind::kUnknownState};
+                fmt::format("dmsetup table {}", cache.device), cache.statError, FailureKind::kUnknownState};
         }
     }
 }
@@ -173,8 +172,7 @@ void RequireKnownState(const Cache& cache) {
     if (cache.mayBeUp) {
         throw Failure{fmt::format("whether the cache {} is loaded is not known", cache.Name()),
                       "the table of a cache device cannot be read, and it may be this cache's",
-                      "vemocachectl list shows the device; see why \"dmsetup table\" fails for it",
-                      std::nullopt, FailureKind::kUnknownState};
+                      "dmsetup table", std::nullopt, FailureKind::kUnknownState};
     }
 }
 
@@ -191,7 +189,7 @@ Cache& Find(Inventory& inventory, const std::string& name) {
     if (found.empty()) {
         throw Failure{fmt::format("there is no cache {}", name),
                       "no running or configured cache has this name, device or mount path",
-                      "vemocachectl list shows them", std::nullopt, FailureKind::kNotFound};
+                      "vemocachectl list", std::nullopt, FailureKind::kNotFound};
     }
     if (found.size() > 1) {
         throw Failure{fmt::format("{} names more than one cache", name),
@@ -216,7 +214,7 @@ Cache& FindWithPair(Inventory& inventory, const std::string& name) {
     if (cache.Ssd().empty() || cache.Volume().empty()) {
         throw Failure{fmt::format("the devices of {} are not known", cache.Name()),
                       "its status cannot be read, and it has no configuration entry",
-                      fmt::format("vemocachectl -v status {} shows why", cache.Name()), cache.statError,
+                      fmt::format("vemocachectl -v status {}", cache.Name()), cache.statError,
                       FailureKind::kUnknownState};
     }
     return cache;

@@ -28,13 +28,11 @@ void CheckBefore(const Cache& cache) {
     RequireBlockDevice(cache.Volume(), "volume");
     RequireUnused(cache.Ssd(), "SSD");
     RequireUnused(cache.Volume(), "volume");
-    if (!cache.IsOnItsSsd()) {
-        throw Failure{
-            fmt::format("the cache {} cannot be loaded", cache.Name()),
-            fmt::format("the SSD {} holds a cache of the volume {}, not of {}", cache.Ssd(),
-                        cache.onSsd->volume, cache.Volume()),
-            fmt::format("vemocachectl probe {} tells more; see that the right SSD is in place", cache.Ssd()),
-            std::nullopt, FailureKind::kRefused};
+    if (cache.onSsd && !cache.IsOnItsSsd()) {
+        throw Failure{fmt::format("the cache {} cannot be loaded", cache.Name()),
+                      fmt::format("the SSD {} holds a cache of the volume {}, not of {}", cache.Ssd(),
+                                  cache.onSsd->volume, cache.Volume()),
+                      fmt::format("vemocachectl probe {}", cache.Ssd()), std::nullopt, FailureKind::kRefused};
     }
 }
 
@@ -59,9 +57,7 @@ Failure WhyNotLoaded(const Cache& cache, const Outcome& outcome) {
     if (!device.empty()) {
         return LibraryFailure(
             fmt::format("the cache {} is up as {}, but not with its tuning", cache.Name(), device), outcome,
-            fmt::format(
-                "vemocachectl knob get {} shows the values in force; vemocachectl load {} tries again",
-                device, cache.Name()));
+            fmt::format("vemocachectl load {}", cache.Name()));
     }
     Outcome cause = outcome;
     // The look is the work of the tool that hung.

@@ -64,7 +64,7 @@ std::vector<std::string> ProblemsOfUnloaded(const Cache& cache) {
     if (entry.SpaceMissing != 0 || !IsBlockDevice(entry.SpacePath)) {
         problems.emplace_back("its volume is missing");
     }
-    if (problems.empty() && !cache.IsOnItsSsd()) {
+    if (problems.empty() && cache.onSsd && !cache.IsOnItsSsd()) {
         problems.push_back(fmt::format("its SSD holds a cache of another volume, {}", cache.onSsd->volume));
     } else if (problems.empty()) {
         problems.push_back(ContentProblem(cache));

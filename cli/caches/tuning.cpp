@@ -80,10 +80,7 @@ void ApplyTuning(const Cache& cache) {
     if (outcome.result != 0) {
         throw LibraryFailure(
             fmt::format("the cache {} is up as {}, but not with its tuning", cache.Name(), cache.device),
-            outcome,
-            fmt::format("vemocachectl knob get {} shows the values in force; vemocachectl load "
-                        "{} tries again",
-                        cache.device, cache.Name()));
+            outcome, fmt::format("vemocachectl load {}", cache.Name()));
     }
 }
 

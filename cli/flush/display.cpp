@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,16 +9,12 @@
 #include <vector>
 
 #include "output/answer.h"
+#include "output/terminal.h"
 
 namespace cli {
 namespace {
 
 using std::chrono::milliseconds;
-
-std::size_t TerminalWidth() {
-    winsize size{};
-    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
-}
 
 std::string TimeText(std::uint64_t seconds) {
     const auto minutes = seconds / 60;
@@ -121,8 +116,11 @@ milliseconds ProgressDisplay::Interval() const {
 }
 
 void ProgressDisplay::Show(const Progress& progress) {
+    if (IsQuiet()) {
+        return;
+    }
     if (json_) {
-        Print(One("progress", {FieldsOf(progress)}), true);
+        PrintStep(One("progress", {FieldsOf(progress)}));
     } else if (bar_) {
         ShowBar(progress);
     } else if (!endShown_ && (progress.percent || progress.dirtyBlocks != 0U)) {
@@ -134,7 +132,7 @@ void ProgressDisplay::Show(const Progress& progress) {
 
 void ProgressDisplay::ShowBar(const Progress& progress) {
     // A line that wraps could not be drawn over.
-    PrintRemark(fmt::format("\r{}\x1b[K", LineOf(cacheName_, progress, TerminalWidth() - 1)));
+    PrintRemark(fmt::format("\r{}\x1b[K", LineOf(cacheName_, progress, TerminalWidth(STDERR_FILENO) - 1)));
     onBarLine_ = true;
 }
 

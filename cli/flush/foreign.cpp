@@ -50,9 +50,10 @@ void FollowFlush(const Cache& cache, bool json) {
         throw Failure{
             fmt::format("the flush of {} is recorded as running, but no vemocachectl runs it", cache.Name()),
             "its process ended without a chance to restore the state; nothing is written back now",
-            fmt::format("vemocachectl flush {0} begins it again, vemocachectl flush --cancel {0} returns the "
-                        "cache to normal",
-                        cache.Name())};
+            fmt::format(
+                "\"vemocachectl flush {0}\" begins it again, \"vemocachectl flush --cancel {0}\" returns the "
+                "cache to normal",
+                cache.Name())};
     }
 }
 
@@ -69,14 +70,14 @@ Cancelled CancelFlush(const Cache& cache) {
     const Outcome outcome = Attempt([&] { return VEMOFlashCacheFlushCancel(cache.device.c_str()); });
     if (outcome.result == 0) {
         throw Failure{fmt::format("the flush of {} was done already", cache.Name()), "",
-                      fmt::format("vemocachectl state set {} normal returns it to caching", cache.Name()),
-                      std::nullopt, FailureKind::kRefused};
+                      fmt::format("vemocachectl state set {} normal", cache.Name()), std::nullopt,
+                      FailureKind::kRefused};
     }
     if (outcome.result < 0) {
         throw Failure{fmt::format("there is no flush of {} to cancel", cache.Name()),
                       outcome.slot.code == 0 ? "none is recorded as running" : Meaning(outcome.slot.code),
-                      fmt::format("vemocachectl flush --status {} shows its state", cache.Name()),
-                      outcome.slot, FailureKind::kNotFound};
+                      fmt::format("vemocachectl flush --status {}", cache.Name()), outcome.slot,
+                      FailureKind::kNotFound};
     }
     return AwaitCancelled(cache);
 }

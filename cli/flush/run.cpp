@@ -20,8 +20,7 @@ void RequireRecord(const Cache& cache) {
     if (cache.entryIsUnknown) {
         throw Failure{fmt::format("the cache {} cannot be flushed", cache.Name()),
                       "whether it has a configuration entry, in which a flush keeps its state, is not known",
-                      "vemocachectl config list tells what is wrong with the configuration", std::nullopt,
-                      FailureKind::kConfiguration};
+                      "vemocachectl config list", std::nullopt, FailureKind::kConfiguration};
     }
     if (cache.entry == nullptr) {
         throw Failure{fmt::format("the cache {} cannot be flushed", cache.Name()),
@@ -75,8 +74,8 @@ Failure WhyFailed(const Cache& cache, const Outcome& outcome) {
         fmt::format("the flush of {} failed; the cache runs on and keeps {} dirty blocks", cache.Name(),
                     left),
         outcome,
-        fmt::format("mend the cause, then flush again; {}. If the SSD is dead: vemocachectl delete "
-                    "{} --discard-dirty gives its dirty blocks up",
+        fmt::format("mend the cause, then flush again; {}. If the SSD is dead: \"vemocachectl delete "
+                    "{} --discard-dirty\" gives its dirty blocks up",
                     kConfigAdvice, cache.Name()));
     if (const auto refused = now.writeErrors.value_or(0); refused > 0) {
         failure.why = fmt::format("the volume {} refused {} writes", cache.Volume(), refused);
@@ -94,6 +93,8 @@ void LeaveEarlierFlush(const Cache& cache) {
     const bool isDead = IsFlushRecorded(cache, FLASHCACHE_FLUSH_STATE_FLUSHING);
     if (isDead) {
         Note(fmt::format("an earlier flush of {} did not end in order; it is begun again", cache.Name()));
+        // A cancellation that comes before the new record would take the old one and be lost with it.
+        MendFlushRecord(cache);
     }
     if ((isDead || IsFlushRecorded(cache, FLASHCACHE_FLUSH_STATE_FLUSH_DONE)) &&
         HandleStateOf(cache) == FLASHCACHE_HANDLE_STATE_FLUSH) {

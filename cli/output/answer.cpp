@@ -8,12 +8,17 @@
 #include <system_error>
 
 #include "output/json.h"
+#include "output/shape.h"
 #include "output/text.h"
 
 namespace cli {
 namespace {
 
-int firstError = 0;  // of standard output
+constexpr const char* kMayBeDone = "; what was asked for may be done";
+constexpr const char* kLook = "vemocachectl status";
+
+Form form;
+std::optional<Failure> lost;  // the first that was wrong with standard output
 
 // A verb goes on when its answer cannot be written: what it does must not end half-way.
 void Write(std::string_view text) {
@@ -25,21 +30,41 @@ void Write(std::string_view text) {
     }
 }
 
+// The answer in the form that was asked for; where that cannot be and must not be refused any more, as it is.
+Answer InForm(const Answer& answer) {
+    try {
+        return Shaped(answer, form);
+    } catch (const Failure& failure) {
+        if (!form.isTooLate) {
+            throw;
+        }
+        if (!lost) {
+            lost =
+                Failure{"the answer is not in the form that was asked for", failure.why + kMayBeDone, kLook};
+        }
+        return answer;
+    }
+}
+
 }  // namespace
 
+void SetForm(const Form& wanted) {
+    form = wanted;
+}
+
+bool IsQuiet() {
+    return form.quiet;
+}
+
 void LoseOutput(int error) {
-    if (firstError == 0) {
-        firstError = error == 0 ? EIO : error;
+    if (!lost) {
+        lost = Failure{"the answer could not be written to standard output",
+                       std::generic_category().message(error == 0 ? EIO : error) + kMayBeDone, kLook};
     }
 }
 
 std::optional<Failure> LostOutput() {
-    if (firstError == 0) {
-        return std::nullopt;
-    }
-    return Failure{"the answer could not be written to standard output",
-                   std::generic_category().message(firstError),
-                   "what was asked for may be done: vemocachectl status"};
+    return lost;
 }
 
 void PrintText(const std::string& text) {
@@ -57,10 +82,15 @@ Answer One(std::string key, Record record, std::string headline) {
 }
 
 void Print(const Answer& answer, bool json) {
-    if (!json && !answer.remark.empty()) {
-        Note(answer.remark);
+    const Answer shaped = InForm(answer);
+    if (!json && !shaped.remark.empty()) {
+        Note(shaped.remark);
     }
-    Write(json ? JsonOf(answer) : TextOf(answer));  // flushed: who follows a flush reads line by line
+    Write(json ? JsonOf(shaped) : TextOf(shaped, form));
+}
+
+void PrintStep(const Answer& step) {
+    Write(JsonOf(step));  // flushed: who follows reads line by line
 }
 
 void Print(const Failure& failure, bool json) {
@@ -72,6 +102,9 @@ void Print(const Failure& failure, bool json) {
 }
 
 void Note(const std::string& text) {
+    if (IsQuiet()) {
+        return;
+    }
     PrintRemark(fmt::format("note: {}\n", Printable(text)));
 }
 

@@ -10,11 +10,11 @@
 namespace cli {
 namespace {
 
-// A percentage as a bar of at most forty columns; what is there at all shows.
+// A percentage as a bar of at most thirty columns; what is there at all shows.
 std::string Bar(double percent) {
-    constexpr double kPercentPerColumn = 2.5;
-    const auto columns = static_cast<std::size_t>(std::ceil(percent / kPercentPerColumn));
-    return std::string(std::min<std::size_t>(columns, 40), '#');
+    constexpr std::size_t kColumns = 30;
+    const auto columns = static_cast<std::size_t>(std::ceil(percent * kColumns / 100));
+    return std::string(std::min(columns, kColumns), '#');
 }
 
 template <typename Number>
@@ -30,6 +30,7 @@ std::string NumberText(Number number, Format format) {
             return fmt::format("{} s", number);
         case Format::kPlain:
         case Format::kDevice:
+        case Format::kSentence:
             break;
     }
     return fmt::format("{}", number);
@@ -73,7 +74,24 @@ Value BytesOf(std::optional<std::uint64_t> blocks, std::uint64_t blockSize) {
     return *blocks * blockSize;
 }
 
-std::string ToText(const Field& field) {
+void MayGiveWay(Record& record, std::initializer_list<std::string_view> keys) {
+    int rank = static_cast<int>(keys.size());
+    for (const auto key : keys) {
+        const auto field = std::find_if(record.fields.begin(), record.fields.end(),
+                                        [&](const Field& one) { return one.key == key; });
+        if (field != record.fields.end()) {
+            field->rank = rank;
+        }
+        --rank;
+    }
+}
+
+bool IsUnknown(const Field& field) {
+    return std::holds_alternative<std::monostate>(field.value);
+}
+
+std::string ToText(const Field& field, bool exactBytes) {
+    const Format format = exactBytes && field.format == Format::kBytes ? Format::kPlain : field.format;
     return std::visit(
         [&](const auto& value) -> std::string {
             using Kind = std::decay_t<decltype(value)>;
@@ -84,14 +102,14 @@ std::string ToText(const Field& field) {
             } else if constexpr (std::is_same_v<Kind, std::string>) {
                 return Printable(value);
             } else {
-                return NumberText(value, field.format);
+                return NumberText(value, format);
             }
         },
         field.value);
 }
 
-std::string ToCell(const Field& field) {
-    std::string text = ToText(field);
+std::string ToCell(const Field& field, bool exactBytes) {
+    std::string text = ToText(field, exactBytes);
     if (field.format == Format::kDevice) {
         for (const std::string_view folder : {"/dev/mapper/", "/dev/"}) {
             if (text.starts_with(folder)) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,8 +15,8 @@ namespace cli {
 using Value = std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::string>;
 
 // How text shows a number; JSON always holds the bare number in the unit that the field's key names.
-// A device's path loses its folder in tables alone.
-enum class Format { kPlain, kBytes, kPercent, kSeconds, kDevice, kBar };
+// A device's path loses its folder in tables alone; a sentence stands below a table that it makes too wide.
+enum class Format { kPlain, kBytes, kPercent, kSeconds, kDevice, kBar, kSentence };
 
 struct Field {
     std::string key;    // in JSON; never renamed, since scripts read it
@@ -24,6 +25,7 @@ struct Field {
     Format format = Format::kPlain;
     bool opensGroup = false;       // text sets it apart from the fields before it
     bool hiddenIfUnknown = false;  // text leaves it out when it is not known (in a table: in no row)
+    int rank = 0;                  // a table that is too wide leaves the highest out first; 0 stays
 };
 
 // Everything told about one cache, entry, knob, ...
@@ -31,11 +33,17 @@ struct Record {
     std::vector<Field> fields;
 };
 
-// The text of a field's value, fit for a terminal: no control characters get through.
-std::string ToText(const Field& field);
+// The columns of these keys may be left out of a table that is too wide, the first one first.
+void MayGiveWay(Record& record, std::initializer_list<std::string_view> keys);
+
+bool IsUnknown(const Field& field);
+
+// The text of a field's value, fit for a terminal: no control characters get through. Sizes are for people,
+// or exact numbers of bytes.
+std::string ToText(const Field& field, bool exactBytes = false);
 
 // The same for a cell of a table, where room is scarce.
-std::string ToCell(const Field& field);
+std::string ToCell(const Field& field, bool exactBytes = false);
 
 // A text as a value: an empty one is not known.
 Value KnownText(std::string_view text);

@@ -11,10 +11,17 @@ namespace cli {
 namespace {
 
 constexpr const char* kFooter =
-    "Exit codes: 0 done, 1 failed, 2 wrong usage.\n"
+    "EXIT CODES\n"
+    "  0  done; the answer to a question is yes\n"
+    "  1  failed, in part or as a whole, or the answer could not be written\n"
+    "  2  wrong usage, nothing was tried\n"
+    "  3  the answer to a question is no; the verbs that ask one say so in their help\n"
+    "\n"
     "Answers go to standard output, remarks, questions and errors to standard error;\n"
     "with --json everything is one JSON object on standard output, errors too.\n"
-    "\"vemocachectl VERB --help\" tells more about a verb.";
+    "A flush that shows its progress puts such an object a line ahead of its answer.\n"
+    "A table that is too wide for its terminal leaves out columns: --wide shows them.\n"
+    "\"vemocachectl help VERB\" tells more about a verb.";
 
 // Turns "512M" or "120G" (units of 1024) into bytes.
 std::string ReadSize(std::string& text) {
@@ -82,36 +89,97 @@ void DeclareArguments(CLI::App& app, const Verb& verb) {
     }
 }
 
-void AddVerb(CLI::App& parent, const Verb& verb, Request& request) {
+std::string FooterOf(const Verb& verb) {
+    const std::string example = verb.example.empty() ? "" : "Example:\n  " + verb.example + "\n\n";
+    const std::string exits =
+        verb.no.empty() ? "" : fmt::format("Exit codes:\n  0  yes\n  3  no: {}\n\n", verb.no);
+    return exits + example + "General options and exit codes: vemocachectl --help";
+}
+
+void AddVerb(CLI::App& parent, const Verb& verb, Request& request, Context& context) {
     CLI::App* app = parent.add_subcommand(verb.name, verb.help);
     DeclareArguments(*app, verb);
-    if (!verb.example.empty()) {
-        app->footer("Example:\n  " + verb.example);
-    }
+    app->footer(FooterOf(verb));
     if (verb.action) {
-        app->callback([&request, action = verb.action] { request.action = action; });
+        app->callback([&request, &context, action = verb.action, changes = !verb.onlyReports] {
+            request.action = action;
+            context.form.isTooLate = changes;
+        });
     }
     for (const auto& child : verb.verbs) {
-        AddVerb(*app, child, request);
+        AddVerb(*app, child, request, context);
     }
     if (!verb.verbs.empty()) {
         app->require_subcommand(1);
     }
 }
 
-Failure WrongUsage(const CLI::App& app, const CLI::ParseError& error) {
-    const auto strangers = app.remaining();
-    const std::string why = app.get_subcommands().empty() && !strangers.empty()
-                                ? fmt::format("there is no verb {}", strangers.front())
-                                : error.what();
-    return {"wrong usage", why, "vemocachectl --help, or vemocachectl VERB --help", std::nullopt,
-            FailureKind::kUsage};
+// The app of the last verb that the command line names.
+const CLI::App& LastNamed(const CLI::App& app) {
+    const auto chosen = app.get_subcommands();
+    return chosen.empty() ? app : LastNamed(*chosen.front());
+}
+
+// The tool and the verbs that the command line names, such as "vemocachectl knob get".
+std::string PathOf(const CLI::App& app) {
+    const auto chosen = app.get_subcommands();
+    return chosen.empty() ? app.get_name() : app.get_name() + " " + PathOf(*chosen.front());
+}
+
+// A word that stands in the place of a verb and is none; empty: there is no such word.
+std::string StrangerIn(const CLI::App& app) {
+    const bool isGroup = !LastNamed(app).get_subcommands([](const CLI::App*) { return true; }).empty();
+    const auto words = app.remaining(true);
+    const auto word = std::find_if(words.begin(), words.end(),
+                                   [](const std::string& one) { return !one.starts_with('-'); });
+    return isGroup && word != words.end() ? *word : "";
+}
+
+Failure WrongUsage(const CLI::App& app, const std::string& why) {
+    const std::string stranger = StrangerIn(app);
+    const std::string path = PathOf(app);
+    const std::string group = &LastNamed(app) == &app ? "" : path.substr(path.find(' ') + 1) + " ";
+    return {"wrong usage", stranger.empty() ? why : fmt::format("there is no verb {}{}", group, stranger),
+            path + " --help", std::nullopt, FailureKind::kUsage};
 }
 
 std::string HelpFor(const CLI::App& app, const CLI::ParseError& asked) {
     std::ostringstream text;
     app.exit(asked, text, text);
     return text.str();
+}
+
+// "help knob get" is "knob get --help".
+Request ParseHelp(const CLI::App& help, char* tool, const std::vector<Verb>& verbs, Context& context) {
+    std::vector<std::string> words = help.remaining();
+    std::erase_if(words, [](const std::string& word) { return word.starts_with('-'); });
+    words.emplace_back("--help");
+    std::vector<char*> arguments = {tool};
+    for (auto& word : words) {
+        arguments.push_back(word.data());
+    }
+    return Parse(static_cast<int>(arguments.size()), arguments.data(), verbs, context);
+}
+
+std::string CheckKeys(const std::string& keys) {
+    return keys.empty() || keys == "-" ? "a field is named by its key in JSON" : "";
+}
+
+void DeclareGeneralOptions(CLI::App& app, Context& context) {
+    Form& form = context.form;
+    app.add_flag("--json", context.json, "answer with JSON");
+    app.add_option("-o,--output", form.fields, "the fields to show, by their keys in JSON, in this order")
+        ->type_name("FIELD,...")
+        ->check(CLI::Validator(CheckKeys, ""));
+    app.add_option("--sort", form.sort, "the field to sort by; with a \"-\" before it from high to low")
+        ->type_name("FIELD")
+        ->check(CLI::Validator(CheckKeys, ""));
+    app.add_flag("--bytes", form.bytes, "show sizes as exact numbers of bytes");
+    app.add_flag("--no-headings", form.noHeadings, "show values alone, without headings and labels");
+    app.add_flag("--wide", form.wide, "show all columns, however narrow the terminal");
+    app.add_flag("-q,--quiet", form.quiet, "no remarks, progress and headlines unless something is wrong");
+    app.add_flag("-v,--verbose", context.verbose, "show the library's log on standard error");
+    app.set_version_flag("--version", "vemocachectl " VEMO_VERSION);
 }
 
 }  // namespace
@@ -122,24 +190,27 @@ Request Parse(int argc, char** argv, const std::vector<Verb>& verbs, Context& co
     app.fallthrough();
     app.require_subcommand(1);
     app.footer(kFooter);
-    app.add_flag("--json", context.json, "answer with JSON");
-    app.add_flag("-v,--verbose", context.verbose, "show the library's log on standard error");
-    app.set_version_flag("--version", "vemocachectl " VEMO_VERSION);
+    DeclareGeneralOptions(app, context);
     for (const auto& verb : verbs) {
-        AddVerb(app, verb, request);
+        AddVerb(app, verb, request, context);
     }
+    // What follows it are no verbs to be done.
+    const CLI::App* help = app.add_subcommand("help", "Tell more about a verb: help knob get")
+                               ->fallthrough(false)
+                               ->prefix_command();
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) {
+        if (error.get_exit_code() == 0 && StrangerIn(app).empty()) {
             request.text = HelpFor(app, error);
             return request;
         }
         // The flag may stand behind the argument at which parsing stopped.
         context.json = std::any_of(argv, argv + argc, [](std::string_view word) { return word == "--json"; });
-        request.refusal = WrongUsage(app, error);
+        request.refusal = WrongUsage(app, error.what());
+        return request;
     }
-    return request;
+    return help->parsed() ? ParseHelp(*help, argv[0], verbs, context) : request;
 }
 
 }  // namespace cli

@@ -151,8 +151,8 @@ void RequireBlockDevice(const std::string& path, const std::string& role) {
     }
     if (!IsBlockDevice(path)) {
         throw Failure{fmt::format("the {} {} is not there", role, path),
-                      fs::exists(path) ? "it is not a block device" : "no such device exists",
-                      "check the path; lsblk lists the block devices", std::nullopt, FailureKind::kNotFound};
+                      fs::exists(path) ? "it is not a block device" : "no such device exists", "lsblk",
+                      std::nullopt, FailureKind::kNotFound};
     }
 }
 
@@ -160,13 +160,13 @@ void RequireUnused(const std::string& path, const std::string& role) {
     const auto mounts = MountPoints(path);
     if (!mounts.empty()) {
         throw Failure{fmt::format("the {} {} is in use", role, path),
-                      fmt::format("it is mounted on {}", fmt::join(mounts, ", ")), "unmount it first",
-                      std::nullopt, FailureKind::kInUse};
+                      fmt::format("it is mounted on {}", fmt::join(mounts, ", ")),
+                      fmt::format("umount {}", fmt::join(mounts, " ")), std::nullopt, FailureKind::kInUse};
     }
     if (IsHeld(path)) {
         throw Failure{fmt::format("the {} {} is in use", role, path),
-                      "another device or program holds it exclusively",
-                      "release it first; lsblk shows what lies on it", std::nullopt, FailureKind::kInUse};
+                      "another device or program holds it exclusively", fmt::format("lsblk {}", path),
+                      std::nullopt, FailureKind::kInUse};
     }
 }
 

@@ -46,7 +46,7 @@ void After(const std::string& fate, const std::function<void()>& step);
 struct Outcome {
     int result = 0;
     ErrorSlot slot;
-    std::string reason{};  // of a failure: a tool's last words or the library's; empty: not known
+    std::string reason;    // of a failure: a tool's last words or the library's; empty: not known
     bool isEnded = false;  // on request, before it had a result
 };
 

@@ -19,10 +19,17 @@ std::optional<bool> IsDone(const std::string& key) {
     return done ? done : ask();  // where there is no record at all, the first call makes one and fails
 }
 
-void Tell(const Context& context, const Options& options) {
-    const Record record{
-        {{"key", "Key", options.key}, {"done", "Flush done", KnownFlag(IsDone(options.key))}}};
+std::optional<bool> Tell(const Context& context, const Options& options) {
+    const auto done = IsDone(options.key);
+    const Record record{{{"key", "Key", options.key}, {"done", "Flush done", KnownFlag(done)}}};
     Print(One("apm_flush", record), context.json);
+    return done;
+}
+
+void Get(Context& context, const Options& options) {
+    const auto done = Tell(context, options);
+    context.saidNo = done == false;
+    context.failed = !done;
 }
 
 void Store(const Context& context, const Options& options, unsigned status) {
@@ -52,8 +59,9 @@ std::vector<Argument> Key(Options& options) {
 Verb ApmVerb() {
     return MakeGroup(
         "apm", "Keep the record of the power management's flushes",
-        {MakeVerb<Options>("get", "Tell whether the flush of a cache is recorded as done",
-                           "vemocachectl apm get cache_1", Key, Tell),
+        {Question(MakeVerb<Options>("get", "Tell whether the flush of a cache is recorded as done",
+                                    "vemocachectl apm get cache_1", Key, Get),
+                  "the flush is not recorded as done"),
          MakeVerb<Options>("set", "Record the flush of a cache as done", "vemocachectl apm set cache_1", Key,
                            [](const Context& c, const Options& o) { Store(c, o, 1); }),
          MakeVerb<Options>("clear", "Record the flush of a cache as not done",

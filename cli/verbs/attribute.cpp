@@ -64,9 +64,9 @@ std::vector<Argument> DeclareSet(Options& options) {
 Verb AttributeVerb() {
     return MakeGroup(
         "attribute", "Read or set whether flushes give up the blocks of failed write-backs",
-        {MakeVerb<Options>(
+        {Report(MakeVerb<Options>(
              "get", "Show the attribute", "vemocachectl attribute get cachedev_0",
-             [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Get),
+             [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Get)),
          MakeVerb<Options>("set", "Set the attribute",
                            "vemocachectl attribute set cachedev_0 force-remove --ignore-write-errors",
                            DeclareSet, Set)});

@@ -41,6 +41,8 @@ void List(Context& context, const Options&) {
     Answer answer{"entries", Layout::kTable, {}, "", "No cache is configured."};
     for (const auto* entry = inventory.entries.get(); entry != nullptr; entry = entry->Next) {
         answer.records.push_back(EntrySummary(*entry));
+        MayGiveWay(answer.records.back(), {"flush_state", "format", "mount_path", "write_mode", "volume",
+                                           "ssd", "size_bytes", "loaded"});
     }
     answer.remark = ConfigRemark(inventory);
     Print(answer, context.json);
@@ -58,10 +60,9 @@ void Remove(Context& context, const Options& options) {
     RequireWholeConfig(inventory);
     const Cache& cache = FindEntry(inventory, options.entry);
     if (cache.IsUp()) {
-        throw Failure{
-            fmt::format("the cache {} is running", cache.Name()),
-            "without its entry it could neither be flushed nor loaded again",
-            fmt::format("vemocachectl unload {} first, to keep its blocks on the SSD", cache.Name())};
+        throw Failure{fmt::format("the cache {} is running", cache.Name()),
+                      "without its entry it could neither be flushed nor loaded again",
+                      fmt::format("vemocachectl unload {}", cache.Name())};
     }
     RequireAllKnown(inventory, fmt::format("the cache {} is running", cache.Name()));
     RequireConsent(
@@ -133,12 +134,12 @@ std::vector<Argument> DeclareRemove(Options& options) {
 Verb ConfigVerb() {
     return MakeGroup(
         "config", "List, show, make or remove the configuration entries of caches",
-        {MakeVerb<Options>(
+        {Report(MakeVerb<Options>(
              "list", "List the configured caches", "vemocachectl config list",
-             [](Options&) { return NoArguments(); }, List),
-         MakeVerb<Options>(
+             [](Options&) { return NoArguments(); }, List)),
+         Report(MakeVerb<Options>(
              "show", "Show a whole entry", "vemocachectl config show /dev/md3",
-             [](Options& options) -> std::vector<Argument> { return {EntryArgument(options)}; }, Show),
+             [](Options& options) -> std::vector<Argument> { return {EntryArgument(options)}; }, Show)),
          MakeVerb<AdoptOptions>("adopt", "Make the entry of a running cache that has none",
                                 "vemocachectl config adopt cachedev_0", DeclareAdopt, Adopt),
          MakeVerb<Options>("remove", "Remove an entry; its cache cannot be loaded without it",

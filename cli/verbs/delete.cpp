@@ -43,12 +43,13 @@ void RequireKnownMode(const Options& options, const Cache& cache) {
     const bool writeThrough = cache.pair && cache.pair->mode == FLASHCACHE_WRITE_THRU;
     const bool consented = cache.entry != nullptr && options.discardDirty;
     if (!cache.stat && !writeThrough && !consented) {
-        throw Failure{fmt::format("the cache {} cannot be deleted", cache.Name()),
-                      "its status cannot be read: whether it holds dirty blocks is not known",
-                      fmt::format("vemocachectl -v status {} shows why; --discard-dirty deletes a configured "
-                                  "cache all the same, with what it alone holds",
-                                  cache.Name()),
-                      cache.statError, FailureKind::kUnknownState};
+        throw Failure{
+            fmt::format("the cache {} cannot be deleted", cache.Name()),
+            "its status cannot be read: whether it holds dirty blocks is not known",
+            fmt::format("\"vemocachectl -v status {0}\" shows why; a configured cache is deleted all the "
+                        "same, with what it alone holds, by \"vemocachectl delete {0} --discard-dirty\"",
+                        cache.Name()),
+            cache.statError, FailureKind::kUnknownState};
     }
 }
 
@@ -80,12 +81,13 @@ Settled SettleDirtyBlocks(const Context& context, const Options& options, const 
     }
     // The library's own removal goes on when its flush is cancelled, and wipes the SSD then: a flush that
     // may be cancelled has to be over before.
-    const Flushed flushed = RunFlush(cache, context.json);
+    // Its progress goes to standard error: the answer is one JSON object.
+    const Flushed flushed = RunFlush(cache, false);
     if (flushed.end == FlushEnd::kCancelled) {
         Failure failure{fmt::format("the flush was cancelled, {} is not deleted", cache.Name()),
                         "the cache runs as before", ""};
         AddLoss(failure, cache, flushed.lost);
-        throw failure;
+        throw Failure(failure);
     }
     return {0, flushed.lost};
 }
@@ -134,9 +136,8 @@ bool WipeSsd(const Cache& cache) {
     }
     const bool isWiped = !HoldsCache(cache.Ssd());
     if (!isWiped) {
-        Note(fmt::format(
-            "the SSD {0} could not be wiped; vemocachectl wipe {0} --discard-metadata tries again",
-            cache.Ssd()));
+        Note(fmt::format("the SSD {0} could not be wiped: vemocachectl wipe {0} --discard-metadata",
+                         cache.Ssd()));
     }
     return isWiped;
 }
@@ -159,7 +160,9 @@ void Tell(Context& context, const Cache& cache, const Lost& lost, bool isWiped) 
         headline = lost.Text(cache) + " " + headline;
         context.failed = true;
     }
-    Print(One("deleted", record, headline), context.json);
+    Answer answer = One("deleted", record, headline);
+    answer.tellsHarm = context.failed;
+    Print(answer, context.json);
 }
 
 // A cache that is not up has no blocks that could be written back; the ways on are others.

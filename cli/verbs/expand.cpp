@@ -23,8 +23,10 @@ void RequireExpandable(const Cache& cache) {
         throw Failure{what, "it has no configuration entry, which tells its mode and format", ""};
     }
     if (cache.entry->Policy.WriteMode == FLASHCACHE_WRITE_BACK_CRASH) {
-        throw Failure{what, "a cache of mode back_crash does not follow its volume",
-                      fmt::format("vemocachectl delete {}, then create it anew", cache.Name())};
+        throw Failure{
+            what, "a cache of mode back_crash does not follow its volume",
+            fmt::format("vemocachectl delete {}; vemocachectl create {} {} --mode back_crash --size {}",
+                        cache.Name(), cache.Ssd(), cache.Volume(), cache.entry->CacheSizeByte)};
     }
 }
 

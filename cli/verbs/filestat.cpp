@@ -31,27 +31,31 @@ bool IsRunning(std::string& volume) {
     return FlashcacheFileStatisticsIsProcessing() == 1;
 }
 
-void RequireNoRun() {
+void RequireNoRun(const std::string& mount) {
     std::string volume;
     if (IsRunning(volume)) {
         throw Failure{"a run is in progress already", volume.empty() ? "" : "it walks the volume " + volume,
-                      "vemocachectl filestat status tells when it is over", std::nullopt,
-                      FailureKind::kInUse};
+                      "vemocachectl filestat status", std::nullopt, FailureKind::kInUse};
     }
     if (access(kMarker, F_OK) == 0) {
         throw Failure{"the marker of an earlier run is still there", "that run died and left it behind",
-                      fmt::format("remove {} and run again", kMarker), std::nullopt, FailureKind::kRefused};
+                      fmt::format("rm {}; vemocachectl filestat run {}", kMarker, mount), std::nullopt,
+                      FailureKind::kRefused};
     }
 }
 
 Answer AgesAnswer() {
-    return {"ages", Layout::kTable, ReadFileAges(), "",
-            "There are no file statistics: vemocachectl filestat run makes them."};
+    Answer answer{"ages", Layout::kTable, ReadFileAges(), "",
+                  "There are no file statistics: \"vemocachectl filestat run MOUNT\" makes them."};
+    if (!answer.records.empty()) {
+        answer.remark = "files outside the shares are not counted, except those of packages and iSCSI LUNs";
+    }
+    return answer;
 }
 
 void Run(const Context& context, const RunOptions& options) {
-    RequireNoRun();
     const std::string mount = std::filesystem::absolute(options.mount).lexically_normal();
+    RequireNoRun(mount);
     const std::string id = options.id.empty() ? std::filesystem::path(mount).filename().string() : options.id;
     if (!context.json) {
         Note(fmt::format("walking the shares of {}; this may take a while", mount));
@@ -75,7 +79,7 @@ void Status(const Context& context, const NoOptions& /*options*/) {
     std::string volume;
     const bool running = IsRunning(volume);
     const Record record{{{"running", "Running", running},
-                         {"volume", "Volume", KnownText(volume)},
+                         {"id", "Volume", KnownText(volume)},
                          {"stale_marker", "Marker of a dead run", !running && access(kMarker, F_OK) == 0},
                          {"has_statistics", "Statistics exist", FlashcacheFileStatisticsDataIsExist() == 1}}};
     Print(One("filestat", record), context.json);
@@ -99,15 +103,18 @@ std::vector<Argument> DeclareRun(RunOptions& options) {
 }  // namespace
 
 Verb FilestatVerb() {
-    return MakeGroup("filestat", "Count the files of a volume by age",
-                     {MakeVerb<RunOptions>("run", "Walk a volume and store what was counted",
-                                           "vemocachectl filestat run /volume1", DeclareRun, Run),
-                      MakeVerb<NoOptions>(
-                          "show", "Draw what was counted, by day and by level of age",
-                          "vemocachectl filestat show", [](NoOptions&) { return NoArguments(); }, Show),
-                      MakeVerb<NoOptions>(
-                          "status", "Tell whether a run is in progress", "vemocachectl filestat status",
-                          [](NoOptions&) { return NoArguments(); }, Status)});
+    return MakeGroup(
+        "filestat", "Count the files in the shares of a volume by age; others are not counted",
+        {MakeVerb<RunOptions>(
+             "run",
+             "Walk the shares of a volume and store what was counted; files outside them are not counted",
+             "vemocachectl filestat run /volume1", DeclareRun, Run),
+         Report(MakeVerb<NoOptions>(
+             "show", "Draw what was counted in the shares, by day and by level of age",
+             "vemocachectl filestat show", [](NoOptions&) { return NoArguments(); }, Show)),
+         Report(MakeVerb<NoOptions>(
+             "status", "Tell whether a run is in progress", "vemocachectl filestat status",
+             [](NoOptions&) { return NoArguments(); }, Status))});
 }
 
 }  // namespace cli

@@ -41,7 +41,9 @@ Record Describe(const std::string& name, const std::string& result, const std::o
 
 void Tell(const Context& context, const Cache& cache, const std::string& result, const std::string& headline,
           const std::optional<Lost>& lost = std::nullopt) {
-    Print(One("flush", Describe(cache.Name(), result, lost), headline), context.json);
+    Answer answer = One("flush", Describe(cache.Name(), result, lost), headline);
+    answer.tellsHarm = context.failed;
+    Print(answer, context.json);
 }
 
 std::string HeadlineOf(const Cache& cache, const Flushed& flushed) {
@@ -61,8 +63,8 @@ void Run(Context& context, const Cache& cache) {
     if (!flushed.lost.IsNone()) {
         headline = flushed.lost.Text(cache) + " " + headline;
     }
-    Tell(context, cache, flushed.end == FlushEnd::kDone ? "done" : "cancelled", headline, flushed.lost);
     context.failed = flushed.end == FlushEnd::kCancelled || !flushed.lost.IsNone();
+    Tell(context, cache, flushed.end == FlushEnd::kDone ? "done" : "cancelled", headline, flushed.lost);
 }
 
 std::string TextOf(Cancelled cancelled, const Cache& cache) {

@@ -98,7 +98,10 @@ Value ValueOf(const Reading& reading) {
 }
 
 Record Describe(const Knob& knob, const Value& value) {
-    return {{{"name", "Knob", knob.name}, {"value", "Value", value}, {"meaning", "Meaning", knob.meaning}}};
+    Record record{
+        {{"name", "Knob", knob.name}, {"value", "Value", value}, {"meaning", "Meaning", knob.meaning}}};
+    MayGiveWay(record, {"meaning"});
+    return record;
 }
 
 void Get(Context& context, const Options& options) {
@@ -110,8 +113,7 @@ void Get(Context& context, const Options& options) {
         const Reading reading = Read(cache, knob);
         if (reading.outcome.result != 0 && !options.knobs.empty()) {
             throw LibraryFailure(fmt::format("the knob {} of {} could not be read", name, cache.Name()),
-                                 reading.outcome,
-                                 "the kernel may not know it; knob get without a name shows all");
+                                 reading.outcome, fmt::format("vemocachectl knob get {}", cache.Name()));
         }
         answer.records.push_back(Describe(knob, ValueOf(reading)));
     }
@@ -168,8 +170,8 @@ std::vector<Argument> DeclareSet(Options& options) {
 Verb KnobVerb() {
     return MakeGroup(
         "knob", "Read or write the run-time knobs of a running cache",
-        {MakeVerb<Options>("get", "Show knobs and their meaning",
-                           "vemocachectl knob get cachedev_0 dirty_thresh_pct", DeclareGet, Get),
+        {Report(MakeVerb<Options>("get", "Show knobs and their meaning",
+                                  "vemocachectl knob get cachedev_0 dirty_thresh_pct", DeclareGet, Get)),
          MakeVerb<Options>("set", "Write a knob; the value holds until the cache is loaded anew",
                            "vemocachectl knob set cachedev_0 dirty_thresh_pct 40", DeclareSet, Set)});
 }

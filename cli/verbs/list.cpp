@@ -20,9 +20,9 @@ void List(const Context& context, const Options&) {
 }  // namespace
 
 Verb ListVerb() {
-    return MakeVerb<Options>(
+    return Report(MakeVerb<Options>(
         "list", "List all caches, configured and running", "vemocachectl list",
-        [](Options&) { return NoArguments(); }, List);
+        [](Options&) { return NoArguments(); }, List));
 }
 
 }  // namespace cli

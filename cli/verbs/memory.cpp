@@ -55,9 +55,9 @@ void Memory(const Context& context, const Options& /*options*/) {
 }  // namespace
 
 Verb MemoryVerb() {
-    return MakeVerb<Options>(
+    return Report(MakeVerb<Options>(
         "memory", "Show the kernel memory that caches take, and what the configured ones need",
-        "vemocachectl memory", [](Options&) { return NoArguments(); }, Memory);
+        "vemocachectl memory", [](Options&) { return NoArguments(); }, Memory));
 }
 
 }  // namespace cli

@@ -30,7 +30,7 @@ void Notify(const Context& context, const Options& options) {
     }
     const bool sent = entry.CacheMissing != 0 && entry.Policy.WriteMode == FLASHCACHE_WRITE_BACK;
     const Record record{{{"name", "Name", cache.Name()},
-                         {"missing", "SSD missing", entry.CacheMissing != 0},
+                         {"ssd_missing", "SSD missing", entry.CacheMissing != 0},
                          {"announced", "Announced", sent}}};
     Print(One("notification", record), context.json);
 }

@@ -36,7 +36,7 @@ void ChangePins(Context& context, const Options& options, bool pin) {
     Print(answer, context.json);
 }
 
-void Check(const Context& context, const Options& options) {
+void Check(Context& context, const Options& options) {
     std::uint32_t pinned = 0;
     const std::string path = PinPath(options.file);
     const Outcome outcome = Attempt([&] { return VEMOFlashCachePinIsFileAdded(path.c_str(), &pinned); });
@@ -44,6 +44,7 @@ void Check(const Context& context, const Options& options) {
         throw LibraryFailure(fmt::format("whether {} is pinned cannot be told", path), outcome,
                              "see that the file exists");
     }
+    context.saidNo = pinned == 0;
     Print(One("file", Record{{{"file", "File", path}, {"pinned", "Pinned", pinned != 0}}}), context.json);
 }
 
@@ -85,7 +86,7 @@ Value BitmapSize(const std::string& mount) {
         Attempt([&] { return VEMOFlashCachePinGetBitmapSizeByte(mount.c_str(), &bytes); });
     if (outcome.result != 0) {
         throw LibraryFailure(fmt::format("the pin bitmap of {} could not be measured", mount), outcome,
-                             "vemocachectl pin list-support shows which volumes can pin files");
+                             "vemocachectl pin list-support");
     }
     return bytes;
 }
@@ -158,14 +159,15 @@ std::vector<Verb> FileVerbs() {
             MakeVerb<Options>("remove", "Let files leave the cache again",
                               "vemocachectl pin remove /volume1 /volume1/db/index", MountAndFiles,
                               [](Context& c, const Options& o) { ChangePins(c, o, false); }),
-            MakeVerb<Options>("check", "Tell whether a file is pinned",
-                              "vemocachectl pin check /volume1/db/index", OneFile, Check)};
+            Question(MakeVerb<Options>("check", "Tell whether a file is pinned",
+                                       "vemocachectl pin check /volume1/db/index", OneFile, Check),
+                     "the file is not pinned")};
 }
 
 std::vector<Verb> VolumeVerbs() {
-    return {MakeVerb<Options>(
+    return {Report(MakeVerb<Options>(
                 "list-support", "Show which caches' volumes can pin files", "vemocachectl pin list-support",
-                [](Options&) { return NoArguments(); }, ListSupport),
+                [](Options&) { return NoArguments(); }, ListSupport)),
             MakeVerb<Options>("bitmap",
                               "Show the size of a volume's pin bitmap, send it to the kernel or delete it",
                               "vemocachectl pin bitmap /volume1 --send", MountAndActions, Bitmap),

@@ -29,7 +29,7 @@ TextList Stored(const std::string& section) {
         Attempt([&] { return VEMOFlashcacheConfigSerialListGet(section.c_str(), &list); });
     if (outcome.result < 0) {
         throw LibraryFailure(fmt::format("the serial numbers of {} could not be read", section), outcome,
-                             "vemocachectl serials set writes them anew");
+                             fmt::format("vemocachectl serials set {} SERIAL...", section));
     }
     return TextList(list);
 }
@@ -62,8 +62,9 @@ void Set(const Context& context, const Options& options) {
 
 void RequireList(const std::string& section) {
     if (Stored(section) == nullptr) {
-        throw Failure{fmt::format("there is no list {}", section), "", "vemocachectl serials set makes it",
-                      std::nullopt, FailureKind::kNotFound};
+        throw Failure{fmt::format("there is no list {}", section), "",
+                      fmt::format("vemocachectl serials set {} SERIAL...", section), std::nullopt,
+                      FailureKind::kNotFound};
     }
 }
 
@@ -80,9 +81,10 @@ bool AreAllThere(const Options& options) {
     return VEMOFlashcacheConfigSerialListCheck(options.section.c_str(), asked.get()) == 0;
 }
 
-void Check(const Context& context, const Options& options) {
-    const Record record{
-        {{"section", "Section", options.section}, {"all_known", "All known", AreAllThere(options)}}};
+void Check(Context& context, const Options& options) {
+    const bool areAllThere = AreAllThere(options);
+    const Record record{{{"section", "Section", options.section}, {"all_known", "All known", areAllThere}}};
+    context.saidNo = !areAllThere;
     Print(One("check", record), context.json);
 }
 
@@ -137,11 +139,12 @@ std::vector<Argument> SectionAndConsent(Options& options) {
 Verb SerialsVerb() {
     return MakeGroup(
         "serials", "Keep lists of the serial numbers of SSDs",
-        {MakeVerb<Options>("get", "Show a list", "vemocachectl serials get cache_1", Section, Get),
+        {Report(MakeVerb<Options>("get", "Show a list", "vemocachectl serials get cache_1", Section, Get)),
          MakeVerb<Options>("set", "Store a list in place of what it held",
                            "vemocachectl serials set cache_1 S1 S2", SectionAndSerials, Set),
-         MakeVerb<Options>("check", "Tell whether all these are in a list",
-                           "vemocachectl serials check cache_1 S1", SectionAndSerials, Check),
+         Question(MakeVerb<Options>("check", "Tell whether all these are in a list",
+                                    "vemocachectl serials check cache_1 S1", SectionAndSerials, Check),
+                  "the list has not all of them"),
          MakeVerb<Options>("remove", "Remove a list", "vemocachectl serials remove cache_1 --discard-list",
                            SectionAndConsent, Remove)});
 }

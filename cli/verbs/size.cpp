@@ -62,8 +62,8 @@ std::vector<Argument> Declare(Options& options) {
 }  // namespace
 
 Verb SizeVerb() {
-    return MakeVerb<Options>("size", "Show how large a running cache is, or all together",
-                             "vemocachectl size cachedev_0", Declare, Size);
+    return Report(MakeVerb<Options>("size", "Show how large a running cache is, or all together",
+                                    "vemocachectl size cachedev_0", Declare, Size));
 }
 
 }  // namespace cli

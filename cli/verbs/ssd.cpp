@@ -21,12 +21,14 @@ struct SupportListFree {
 };
 using SupportList = std::unique_ptr<FLASHCACHE_SUPPORT_SSD_LIST, SupportListFree>;
 
-void Check(const Context& context, const CheckOptions& options) {
+void Check(Context& context, const CheckOptions& options) {
     const FLASHCACHE_SSD_INFO ssd{options.model.c_str(), options.size.bytes};
     const auto supported = YesOrNo(Attempt([&] { return VEMOFlashCacheCheckSSDSupport(&ssd); }));
     const Record record{{{"model", "Model", options.model},
                          {"size_bytes", "Size", options.size.bytes, Format::kBytes},
                          {"supported", "Supported here", KnownFlag(supported)}}};
+    context.saidNo = supported == false;
+    context.failed = !supported;
     Print(One("ssd", record), context.json);
 }
 
@@ -35,13 +37,15 @@ Value TextOrNone(const char* text) {
 }
 
 Record Describe(const FLASHCACHE_SUPPORT_SSD& ssd) {
-    return {{{"name", "Model|GiB", TextOrNone(ssd.Name)},
-             {"supported", "Here",
-              KnownFlag(YesOrNo(Attempt([&] { return VEMOFlashCacheIsSSDSupport(ssd.Name); })))},
-             {"brand", "Brand", TextOrNone(ssd.Brand)},
-             {"size", "Size", TextOrNone(ssd.Size)},
-             {"since", "Since", TextOrNone(ssd.Since)},
-             {"support_models", "Appliances", TextOrNone(ssd.SupportModels)}}};
+    const auto supported = YesOrNo(Attempt([&] { return VEMOFlashCacheIsSSDSupport(ssd.Name); }));
+    Record record{{{"name", "Model|GiB", TextOrNone(ssd.Name)},
+                   {"supported", "Here", KnownFlag(supported)},
+                   {"brand", "Brand", TextOrNone(ssd.Brand)},
+                   {"size", "Size", TextOrNone(ssd.Size)},
+                   {"since", "Since", TextOrNone(ssd.Since)},
+                   {"support_models", "Appliances", TextOrNone(ssd.SupportModels)}}};
+    MayGiveWay(record, {"support_models", "since", "size", "brand"});
+    return record;
 }
 
 void List(const Context& context, const NoOptions& /*options*/) {
@@ -72,7 +76,7 @@ void Update(const Context& context, const NoOptions& /*options*/) {
     FLASHCACHE_SUPPORT_SSD_LIST* list = nullptr;
     const int count = VEMOFlashCacheSupportSSDGet(&list);
     const SupportList owner(list);
-    const Record record{{{"entries", "SSDs in it", count < 0 ? Value() : Value(std::int64_t{count})}}};
+    const Record record{{{"count", "SSDs in it", count < 0 ? Value() : Value(std::int64_t{count})}}};
     Print(One("database", record, "The SSD database was updated."), context.json);
 }
 
@@ -97,15 +101,17 @@ std::vector<Argument> DeclareCheck(CheckOptions& options) {
 }  // namespace
 
 Verb SsdVerb() {
-    return MakeGroup("ssd", "Check SSDs against the compatibility database",
-                     {MakeVerb<CheckOptions>("check", "Tell whether an SSD is supported on this appliance",
-                                             "vemocachectl ssd check QM-S400 480G", DeclareCheck, Check),
-                      MakeVerb<NoOptions>(
-                          "list", "Show the database", "vemocachectl ssd list",
-                          [](NoOptions&) { return NoArguments(); }, List),
-                      MakeVerb<NoOptions>(
-                          "update", "Fetch a new database from the update server", "vemocachectl ssd update",
-                          [](NoOptions&) { return NoArguments(); }, Update)});
+    return MakeGroup(
+        "ssd", "Check SSDs against the compatibility database",
+        {Question(MakeVerb<CheckOptions>("check", "Tell whether an SSD is supported on this appliance",
+                                         "vemocachectl ssd check QM-S400 480G", DeclareCheck, Check),
+                  "the SSD is not supported here"),
+         Report(MakeVerb<NoOptions>(
+             "list", "Show the database", "vemocachectl ssd list", [](NoOptions&) { return NoArguments(); },
+             List)),
+         MakeVerb<NoOptions>(
+             "update", "Fetch a new database from the update server", "vemocachectl ssd update",
+             [](NoOptions&) { return NoArguments(); }, Update)});
 }
 
 }  // namespace cli

@@ -36,8 +36,9 @@ void Set(Context& context, const Options& options) {
     });
     if (outcome.result != 0) {
         throw LibraryFailure(
-            fmt::format("{} could not be brought to the state {}", cache.Name(), options.state), outcome,
-            "some of its knobs may be written: set a state again, or see vemocachectl knob get");
+            fmt::format("{} could not be brought to the state {}; some of its knobs may be written",
+                        cache.Name(), options.state),
+            outcome, fmt::format("vemocachectl state set {} {}", cache.Name(), options.state));
     }
     if (options.state == "normal") {
         MendFlushRecord(cache);
@@ -59,10 +60,10 @@ std::vector<Argument> DeclareSet(Options& options) {
 Verb StateVerb() {
     return MakeGroup(
         "state", "Read or set the handle state in which a cache runs",
-        {MakeVerb<Options>(
+        {Report(MakeVerb<Options>(
              "get", "Show the handle state that the cache's knobs make up",
              "vemocachectl state get cachedev_0",
-             [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Get),
+             [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Get)),
          MakeVerb<Options>("set", "Bring a cache to a handle state",
                            "vemocachectl state set cachedev_0 normal", DeclareSet, Set)});
 }

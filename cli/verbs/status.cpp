@@ -34,8 +34,9 @@ std::vector<Argument> Declare(Options& options) {
 }  // namespace
 
 Verb StatusVerb() {
-    return MakeVerb<Options>("status", "Show all that is known of caches: devices, blocks, tuning, counters",
-                             "vemocachectl status cachedev_0", Declare, Status);
+    return Report(MakeVerb<Options>("status",
+                                    "Show all that is known of caches: devices, blocks, tuning, counters",
+                                    "vemocachectl status cachedev_0", Declare, Status));
 }
 
 }  // namespace cli

@@ -22,11 +22,12 @@ struct Options {
 // The device writes back on its way down, where no one could tell any more what was given up.
 void RequireNoGivingUp(const Cache& cache, std::optional<std::uint64_t> left) {
     if (left != 0U && AttributeOf(cache) == FLASHCACHE_ATTRIBUTE_FORCE_REMOVE) {
-        throw Failure{fmt::format("the cache {} is not unloaded", cache.Name()),
-                      "its attribute is force-remove: dirty blocks that the volume refuses on the way down "
-                      "would be LOST",
-                      fmt::format("vemocachectl attribute set {} none, then try again", cache.Name()),
-                      std::nullopt, FailureKind::kRefused};
+        throw Failure{
+            fmt::format("the cache {} is not unloaded", cache.Name()),
+            "its attribute is force-remove: dirty blocks that the volume refuses on the way down "
+            "would be LOST",
+            fmt::format("vemocachectl attribute set {0} none; vemocachectl unload {0}", cache.Name()),
+            std::nullopt, FailureKind::kRefused};
     }
 }
 
@@ -46,7 +47,7 @@ void TakeDown(const Cache& cache) {
             outcome,
             isDown
                 ? fmt::format("vemocachectl list shows it; vemocachectl load {} brings it up", cache.Name())
-                : "see what lies on the device with lsblk, release it, then try again");
+                : fmt::format("lsblk {}", cache.device));
     }
 }
 

@@ -9,13 +9,17 @@
 #include <variant>
 #include <vector>
 
+#include "output/form.h"
+
 namespace cli {
 
 // What all verbs share: the general options, and what became of the work.
 struct Context {
     bool json = false;
     bool verbose = false;
+    Form form;            // of all answers
     bool failed = false;  // part of the work failed, and the printed answer says what
+    bool saidNo = false;  // the answer to the verb's question is "no"
 };
 
 // What a shell may offer for an argument.
@@ -56,6 +60,8 @@ struct Verb {
     std::string example = {};
     std::vector<Argument> arguments = {};
     std::function<void(Context&)> action = nullptr;
+    bool onlyReports = false;  // it changes nothing
+    std::string no = {};       // what "no" means, where the exit code answers a question; empty: it does not
     std::vector<Verb> verbs = {};  // of a group, which has no action of its own
 };
 
@@ -71,6 +77,18 @@ Verb MakeVerb(std::string name, std::string help, std::string example, Declare d
 
 inline Verb MakeGroup(std::string name, std::string help, std::vector<Verb> verbs) {
     return {.name = std::move(name), .help = std::move(help), .verbs = std::move(verbs)};
+}
+
+// A verb that changes nothing.
+inline Verb Report(Verb verb) {
+    verb.onlyReports = true;
+    return verb;
+}
+
+// A verb that changes nothing and answers a question by its exit code, too; `no` says what "no" means.
+inline Verb Question(Verb verb, std::string no) {
+    verb.no = std::move(no);
+    return Report(std::move(verb));
 }
 
 inline constexpr const char* kCacheHelp =

@@ -82,7 +82,7 @@ TEST(Answer, HasTheSameFactsInTextAndJson) {
 TEST(Answer, KeepsItsNames) {
     CreateCache();
     const auto list = Answer({"list"});
-    EXPECT_EQ(list["format_version"], 1);
+    EXPECT_EQ(list["format_version"], 2);
     EXPECT_THAT(Keys(list["caches"][0]), ElementsAreArray(Sorted(kSummary)));
     EXPECT_THAT(Keys(Answer({"load", "cachedev_0"})["cache"]), ElementsAreArray(Sorted(kSummary)));
     EXPECT_THAT(Keys(Answer({"knob", "get", "cachedev_0"})["knobs"][0]),
@@ -96,9 +96,24 @@ TEST(Answer, KeepsItsNames) {
                                          "percent", "dirty_blocks", "dirty_bytes", "bytes_per_second",
                                          "seconds_left", "write_errors", "stalled"})));
     const auto failure = Tool({"unload", "nothing", "--json"}).Json();
-    EXPECT_EQ(failure["format_version"], 1);
+    EXPECT_EQ(failure["format_version"], 2);
     EXPECT_THAT(Keys(failure["error"]),
                 ElementsAreArray(Words{"advice", "error_slot", "kind", "message", "reason"}));
+}
+
+TEST(Answer, TellsTheWriteModeOfACacheWhetherItRunsOrNot) {
+    for (const auto* mode : {"thru", "back", "around", "back_bypass", "back_crash"}) {
+        ASSERT_EQ(Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "32M", "--mode", mode}).code, 0);
+        for (const auto* verb : {"load", "unload"}) {
+            ASSERT_EQ(Tool({verb, "md3+volume_1"}).code, 0);
+            EXPECT_EQ(Answer({"list"})["caches"][0]["write_mode"], mode) << verb;
+            EXPECT_EQ(Answer({"status"})["caches"][0]["write_mode"], mode) << verb;
+            EXPECT_EQ(Answer({"config", "list"})["entries"][0]["write_mode"], mode) << verb;
+            EXPECT_EQ(Answer({"probe", "/dev/md3"})["probe"]["write_mode"], mode) << verb;
+        }
+        ASSERT_EQ(Tool({"load", "md3+volume_1"}).code, 0);
+        ASSERT_EQ(Tool({"delete", "md3+volume_1"}).code, 0);
+    }
 }
 
 TEST(Answer, NamesACacheInEveryWay) {

@@ -168,7 +168,7 @@ TEST(Delete, WipesTheSsdInEveryMode) {
         ASSERT_EQ(Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "32M", "--mode", mode}).code, 0);
         EXPECT_EQ(Tool({"delete", "cachedev_0"}).code, 0);
         EXPECT_TRUE(Answer({"list"})["caches"].empty()) << mode;
-        EXPECT_EQ(Answer({"probe", "/dev/md3"})["probe"]["has_metadata"], false) << mode;
+        EXPECT_EQ(Answer({"probe", "/dev/md3"}, kNo)["probe"]["has_metadata"], false) << mode;
     }
 }
 

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "output/json.h"
+#include "output/shape.h"
 #include "output/text.h"
 
 namespace cli {
@@ -32,7 +33,7 @@ TEST(Output, KeepsNumbersRealAndTheUnknownNull) {
                                          {"none", "None", Value()},
                                          {"why", "Why", Value(), Format::kPlain, false, true}}});
     EXPECT_EQ(nlohmann::json::parse(JsonOf(answer)),
-              nlohmann::json::parse(R"({"format_version": 1, "thing": {"size_bytes": 1536,
+              nlohmann::json::parse(R"({"format_version": 2, "thing": {"size_bytes": 1536,
                                         "device": "/dev/mapper/cachedev_0", "none": null, "why": null}})"));
     EXPECT_EQ(TextOf(answer), "  Size    1.5 KiB\n  Device  /dev/mapper/cachedev_0\n  None    -\n");
 }
@@ -54,6 +55,94 @@ TEST(Output, AlignsATable) {
               "vg1/v         -  gone\n");
     EXPECT_THAT(TextOf({"things", Layout::kTable, {row("/dev/md3", {}, {})}, "", ""}), Not(HasSubstr("WHY")));
     EXPECT_EQ(TextOf({"things", Layout::kTable, {}, "", "There are none."}), "There are none.\n");
+}
+
+Answer Table() {
+    Answer answer{"caches", Layout::kTable, {}, "", "There are none."};
+    const auto add = [&](const char* name, Value size, Value problem) {
+        answer.records.push_back(
+            {{{"name", "Name", name},
+              {"size_bytes", "Size", std::move(size), Format::kBytes},
+              {"hits", "Hits", std::uint64_t{7}, Format::kPercent},
+              {"problem", "Problem", std::move(problem), Format::kSentence, false, true}}});
+        MayGiveWay(answer.records.back(), {"hits", "size_bytes"});
+    };
+    add("md10", std::uint64_t{2048}, {});
+    add("md9", {}, "it is gone");
+    add("m\u00fcll", std::uint64_t{1}, {});
+    return answer;
+}
+
+TEST(Output, LeavesColumnsOutOfANarrowTable) {
+    const char* whole =
+        "NAME     SIZE  HITS  PROBLEM\n"
+        "md10  2.0 KiB    7%  -\n"
+        "md9         -    7%  it is gone\n"
+        "m\u00fcll      1 B    7%  -\n";
+    const char* problem = "\nmd9: it is gone\n";
+    const std::string threeColumns =
+        "NAME     SIZE  HITS\nmd10  2.0 KiB    7%\nmd9         -    7%\nm\u00fcll      1 B    7%\n";
+    const std::string twoColumns = "NAME     SIZE\nmd10  2.0 KiB\nmd9         -\nm\u00fcll      1 B\n";
+    const std::string oneColumn = "NAME\nmd10\nmd9\nm\u00fcll\n";
+    const std::pair<std::size_t, std::string> cases[] = {
+        {0, whole},
+        {31, whole},
+        {30, threeColumns + problem},
+        {19, threeColumns + problem},
+        {18, twoColumns + problem},
+        {13, twoColumns + problem},
+        {12, oneColumn + problem},
+        {2, oneColumn + problem},
+    };
+    for (const auto& [columns, text] : cases) {
+        EXPECT_EQ(TextOf(Table(), {.columns = columns}), text) << columns;
+    }
+    EXPECT_EQ(TextOf(Table(), {.wide = true, .columns = 10}), whole);
+}
+
+TEST(Output, SortsByValueAndKeepsTheUnknownLast) {
+    const std::pair<const char*, std::vector<std::string>> cases[] = {
+        {"name", {"md9", "md10", "m\u00fcll"}},       {"-name", {"m\u00fcll", "md10", "md9"}},
+        {"size_bytes", {"m\u00fcll", "md10", "md9"}}, {"-size_bytes", {"md10", "m\u00fcll", "md9"}},
+        {"hits", {"md10", "md9", "m\u00fcll"}},
+    };
+    for (const auto& [key, names] : cases) {
+        std::vector<std::string> sorted;
+        for (const auto& record : Shaped(Table(), {.sort = key}).records) {
+            sorted.push_back(ToText(record.fields.front()));
+        }
+        EXPECT_EQ(sorted, names) << key;
+    }
+}
+
+TEST(Output, ShowsChosenFieldsInTheirOrder) {
+    const Form form{.fields = "problem,size_bytes", .bytes = true, .columns = 5};
+    EXPECT_EQ(TextOf(Shaped(Table(), {.fields = "problem,size_bytes", .bytes = true}), {.bytes = true}),
+              "PROBLEM     SIZE\n-           2048\nit is gone     -\n-              1\n");
+    EXPECT_THAT(TextOf(Shaped(Table(), form), form), HasSubstr("SIZE"))
+        << "what was asked for is not left out";
+    EXPECT_EQ(TextOf(Shaped(Table(), {.fields = "problem"}), {.noHeadings = true}), "-\nit is gone\n-\n");
+    for (const auto& wrong : {Form{.fields = "name,nmae"}, Form{.fields = "name,"}, Form{.sort = "Name"}}) {
+        try {
+            Shaped(Table(), wrong);
+            ADD_FAILURE() << "a key that is none was taken";
+        } catch (const Failure& failure) {
+            EXPECT_EQ(failure.kind, FailureKind::kUsage);
+            EXPECT_THAT(failure.why, HasSubstr("its fields are name, size_bytes, hits, problem"));
+        }
+    }
+}
+
+TEST(Output, IsBareWithoutHeadings) {
+    Answer answer =
+        One("thing", {{{"a", "A", "x"}, {"b", "B", std::uint64_t{2}, Format::kBytes, true}}}, "Done.");
+    EXPECT_EQ(TextOf(answer, {.noHeadings = true}), "x\n2 B\n");
+    EXPECT_EQ(TextOf(answer, {.quiet = true}), "  A  x\n\n  B  2 B\n");
+    answer.tellsHarm = true;
+    EXPECT_EQ(TextOf(answer, {.noHeadings = true, .quiet = true}), "Done.\nx\n2 B\n");
+    const Answer none{"things", Layout::kTable, {}, "", "There are none."};
+    EXPECT_EQ(TextOf(none, {.noHeadings = true}), "");
+    EXPECT_EQ(TextOf(none, {.quiet = true}), "");
 }
 
 TEST(Output, LetsNoControlCharactersThrough) {

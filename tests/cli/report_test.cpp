@@ -35,8 +35,8 @@ TEST(Report, SizeAndMemoryOfACache) {
 }
 
 TEST(Report, ProbeOfAnSsd) {
-    EXPECT_EQ(Answer({"probe", "/dev/md3"})["probe"]["has_metadata"], false);
-    EXPECT_TRUE(Answer({"probe", "/dev/md3"})["probe"]["format"].is_null());
+    EXPECT_EQ(Answer({"probe", "/dev/md3"}, kNo)["probe"]["has_metadata"], false);
+    EXPECT_TRUE(Answer({"probe", "/dev/md3"}, kNo)["probe"]["format"].is_null());
     ASSERT_EQ(Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "64M", "--format", "original"}).code,
               0);
     EXPECT_EQ(Answer({"probe", "/dev/md3"})["probe"]["format"], "original");
@@ -45,7 +45,7 @@ TEST(Report, ProbeOfAnSsd) {
 
 TEST(Report, SupportOfSsds) {
     EXPECT_EQ(Answer({"ssd", "check", "QM-S400", "480G"})["ssd"]["supported"], true);
-    EXPECT_EQ(Answer({"ssd", "check", "QM-S400", "600G"})["ssd"]["supported"], false);
+    EXPECT_EQ(Answer({"ssd", "check", "QM-S400", "600G"}, kNo)["ssd"]["supported"], false);
     EXPECT_EQ(Answer({"ssd", "list"})["ssds"].size(), 30U);
     EXPECT_EQ(Tool({"ssd", "check", "QM-S400", "0"}).code, 2);
     ASSERT_EQ(RunProgram({"rm", "/etc.defaults/support_ssd.db"}).code, 0);
@@ -57,7 +57,7 @@ TEST(Report, SerialNumbersNeedConsentToGo) {
     EXPECT_EQ(Answer({"serials", "set", "c1", "S1", "S2"})["stored"]["count"], 2);
     EXPECT_EQ(Answer({"serials", "get", "c1"})["serials"][1]["serial"], "S2");
     EXPECT_EQ(Answer({"serials", "check", "c1", "S2"})["check"]["all_known"], true);
-    EXPECT_EQ(Answer({"serials", "check", "c1", "S2", "S3"})["check"]["all_known"], false);
+    EXPECT_EQ(Answer({"serials", "check", "c1", "S2", "S3"}, kNo)["check"]["all_known"], false);
     EXPECT_EQ(Tool({"serials", "remove", "c1"}).code, 1);
     EXPECT_EQ(Answer({"serials", "get", "c1"})["serials"].size(), 2U);
     EXPECT_EQ(Tool({"serials", "remove", "c1", "--discard-list"}).code, 0);
@@ -68,6 +68,7 @@ TEST(Report, RecordOfPowerManagementFlushes) {
     EXPECT_EQ(Answer({"apm", "set", "k"})["apm_flush"]["done"], true);
     EXPECT_EQ(Answer({"apm", "get", "k"})["apm_flush"]["done"], true);
     EXPECT_EQ(Answer({"apm", "clear", "k"})["apm_flush"]["done"], false);
+    EXPECT_EQ(Answer({"apm", "get", "k"}, kNo)["apm_flush"]["done"], false);
     EXPECT_EQ(Tool({"apm", "set", "a=b"}).code, 2);
 }
 
@@ -78,7 +79,9 @@ TEST(Report, MissingCacheIsAnnounced) {
         RunProgram({"sed", "-i", "s/CacheMissing = 0/CacheMissing = 1/", "/usr/vemo/etc/flashcache.conf"})
             .code,
         0);
-    EXPECT_EQ(Answer({"notify", "cachedev_0"})["notification"]["announced"], true);
+    const auto notification = Answer({"notify", "cachedev_0"})["notification"];
+    EXPECT_EQ(notification["announced"], true);
+    EXPECT_EQ(notification["ssd_missing"], true);
     EXPECT_THAT(RunProgram({"cat", "/var/log/messages"}).out, HasSubstr("SSDCacheMissing"));
 }
 
@@ -87,10 +90,10 @@ TEST(Report, PinnedFiles) {
     EXPECT_EQ(Answer({"pin", "list-support"})["volumes"][0]["supported"], true);
     EXPECT_EQ(Answer({"pin", "add", "/volume1", "/volume1/share/passwd"})["files"][0]["pinned"], true);
     EXPECT_EQ(Answer({"pin", "check", "/volume1/share/passwd"})["file"]["pinned"], true);
-    EXPECT_EQ(Answer({"pin", "check", "/volume1/share/group"})["file"]["pinned"], false);
+    EXPECT_EQ(Answer({"pin", "check", "/volume1/share/group"}, kNo)["file"]["pinned"], false);
     EXPECT_GT(Answer({"pin", "bitmap", "/volume1", "--send"})["bitmap"]["bitmap_bytes"], 0);
     EXPECT_EQ(Answer({"pin", "remove", "/volume1", "/volume1/share/passwd"})["files"][0]["pinned"], false);
-    EXPECT_EQ(Answer({"pin", "check", "/volume1/share/passwd"})["file"]["pinned"], false);
+    EXPECT_EQ(Answer({"pin", "check", "/volume1/share/passwd"}, kNo)["file"]["pinned"], false);
 }
 
 TEST(Report, OfEachPinnedFile) {
@@ -158,7 +161,11 @@ TEST(Report, FileAges) {
     }
     EXPECT_EQ(files, 2U);
     EXPECT_EQ(Answer({"filestat", "show"})["ages"], ages);
-    EXPECT_THAT(Tool({"filestat", "show"}).out, HasSubstr("####"));
+    const Ran shown = Tool({"filestat", "show"});
+    EXPECT_THAT(shown.out, HasSubstr("####"));
+    EXPECT_THAT(shown.err, HasSubstr("files outside the shares are not counted"));
+    EXPECT_THAT(Answer({"filestat", "show"})["remark"], HasSubstr("outside the shares"));
+    EXPECT_THAT(Tool({"help", "filestat", "run"}).out, HasSubstr("files outside them are not counted"));
     EXPECT_EQ(Answer({"filestat", "status"})["filestat"]["running"], false);
 }
 
@@ -167,7 +174,9 @@ TEST(Report, MarkerOfADeadRunIsNamed) {
     EXPECT_EQ(Answer({"filestat", "status"})["filestat"]["stale_marker"], true);
     const Ran ran = Tool({"filestat", "run", "/volume1"});
     EXPECT_EQ(ran.code, 1);
-    EXPECT_THAT(ran.err, HasSubstr("remove /tmp/flashcache_file_statistics_processing"));
+    EXPECT_THAT(
+        ran.err,
+        HasSubstr("rm /tmp/flashcache_file_statistics_processing; vemocachectl filestat run /volume1"));
 }
 
 }  // namespace

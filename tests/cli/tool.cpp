@@ -109,10 +109,10 @@ Ran Tool(Words arguments) {
     return RunProgram(WithTool(std::move(arguments)));
 }
 
-nlohmann::json Answer(Words arguments) {
+nlohmann::json Answer(Words arguments, int code) {
     arguments.emplace_back("--json");
     const Ran ran = Tool(std::move(arguments));
-    EXPECT_EQ(ran.code, 0) << ran.out << ran.err;
+    EXPECT_EQ(ran.code, code) << ran.out << ran.err;
     return ran.Json();
 }
 

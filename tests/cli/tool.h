@@ -29,8 +29,12 @@ Ran RunProgram(const Words& words);
 // vemocachectl with these arguments.
 Ran Tool(Words arguments);
 
-// vemocachectl with --json, which must succeed; its answer.
-nlohmann::json Answer(Words arguments);
+// Exit codes beside 0 and that of a failure.
+inline constexpr int kUsage = 2;
+inline constexpr int kNo = 3;
+
+// vemocachectl with --json, which must end with this exit code; its answer.
+nlohmann::json Answer(Words arguments, int code = 0);
 
 // The usual cache: /dev/md3 in front of /dev/vg1/volume_1, 64 MiB, write-back.
 void CreateCache();

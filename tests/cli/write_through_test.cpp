@@ -48,17 +48,21 @@ TEST(UnknownAnswer, IsNoNo) {
     // The tool that looks for a cache is broken; the SSD itself shows one.
     Fault("tool.flashcache_load", "fail");
     EXPECT_EQ(Answer({"probe", "/dev/md3"})["probe"]["has_metadata"], true);
-    EXPECT_EQ(Answer({"probe", "/dev/md4"})["probe"]["has_metadata"], false);
+    EXPECT_EQ(Tool({"probe", "/dev/md4", "--json"}).Json()["probe"]["has_metadata"], false);
     Fault("tool.flashcache_destroy", "fail");
     EXPECT_EQ(Answer({"delete", "cachedev_0"})["deleted"]["ssd_wiped"], false);
 
-    EXPECT_EQ(Answer({"ssd", "check", "NONE", "480G"})["ssd"]["supported"], false);
-    EXPECT_EQ(Answer({"apm", "get", "k"})["apm_flush"]["done"], false);
+    EXPECT_EQ(Tool({"ssd", "check", "NONE", "480G"}).code, 3);
+    EXPECT_EQ(Tool({"apm", "get", "k"}).code, 3);
     EXPECT_EQ(Answer({"modules"})["modules"][0]["loaded"].is_boolean(), true);
     ASSERT_EQ(RunProgram({"rm", "/etc.defaults/support_ssd.db"}).code, 0);
     ASSERT_EQ(RunProgram({"sh", "-c", "rm -r /var/run/ssd-cache; touch /var/run/ssd-cache"}).code, 0);
-    EXPECT_TRUE(Answer({"ssd", "check", "NONE", "480G"})["ssd"]["supported"].is_null());
-    EXPECT_TRUE(Answer({"apm", "get", "k"})["apm_flush"]["done"].is_null());
+    const Ran ssd = Tool({"ssd", "check", "NONE", "480G", "--json"});
+    EXPECT_EQ(ssd.code, 1);
+    EXPECT_TRUE(ssd.Json()["ssd"]["supported"].is_null());
+    const Ran apm_flush = Tool({"apm", "get", "k", "--json"});
+    EXPECT_EQ(apm_flush.code, 1);
+    EXPECT_TRUE(apm_flush.Json()["apm_flush"]["done"].is_null());
 }
 
 }  // namespace

@@ -1,0 +1,96 @@
+#include "output/shape.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace cli {
+namespace {
+
+std::vector<std::string> Split(const std::string& keys) {
+    std::vector<std::string> parts;
+    std::size_t begin = 0;
+    for (auto comma = keys.find(','); comma != std::string::npos; comma = keys.find(',', begin)) {
+        parts.push_back(keys.substr(begin, comma - begin));
+        begin = comma + 1;
+    }
+    parts.push_back(keys.substr(begin));
+    return parts;
+}
+
+auto Lookup(const Record& record, const std::string& key) {
+    return std::find_if(record.fields.begin(), record.fields.end(),
+                        [&](const Field& field) { return field.key == key; });
+}
+
+const Field& Named(const Record& record, const std::string& key) {
+    const auto field = Lookup(record, key);
+    if (field == record.fields.end()) {
+        std::vector<std::string> known;
+        known.reserve(record.fields.size());
+        for (const auto& one : record.fields) {
+            known.push_back(one.key);
+        }
+        throw Failure{
+            "wrong usage",
+            fmt::format("the answer has no field \"{}\"; its fields are {}", key, fmt::join(known, ", ")), "",
+            std::nullopt, FailureKind::kUsage};
+    }
+    return *field;
+}
+
+Record Chosen(const Record& record, const std::vector<std::string>& keys) {
+    Record chosen;
+    for (const auto& key : keys) {
+        Field field = Named(record, key);
+        field.opensGroup = false;
+        field.hiddenIfUnknown = false;  // what was asked for has its place
+        chosen.fields.push_back(std::move(field));
+    }
+    return chosen;
+}
+
+// By the value; names in the order of the numbers in them.
+bool IsLess(const Field& a, const Field& b) {
+    if (a.value.index() == b.value.index() && !std::holds_alternative<std::string>(a.value)) {
+        return a.value < b.value;
+    }
+    return strverscmp(ToText(a).c_str(), ToText(b).c_str()) < 0;
+}
+
+void Sort(std::vector<Record>& records, const std::string& sort) {
+    const bool falls = sort.starts_with('-');
+    const std::string key = sort.substr(falls ? 1 : 0);
+    for (const auto& record : records) {
+        static_cast<void>(Named(record, key));
+    }
+    std::stable_sort(records.begin(), records.end(), [&](const Record& left, const Record& right) {
+        const Field& a = *Lookup(left, key);
+        const Field& b = *Lookup(right, key);
+        if (IsUnknown(a) != IsUnknown(b)) {
+            return IsUnknown(b);  // what is not known comes last either way
+        }
+        return falls ? IsLess(b, a) : IsLess(a, b);
+    });
+}
+
+}  // namespace
+
+Answer Shaped(Answer answer, const Form& form) {
+    if (!form.sort.empty()) {
+        Sort(answer.records, form.sort);
+    }
+    if (!form.fields.empty()) {
+        const auto keys = Split(form.fields);
+        for (auto& record : answer.records) {
+            record = Chosen(record, keys);
+        }
+        answer.total.reset();
+    }
+    return answer;
+}
+
+}  // namespace cli
