@@ -34,7 +34,7 @@ struct Superblock {
     char space[96] = {};
     std::uint32_t version = 0;
 
-    [[nodiscard]] std::uint64_t DataOffset() const {
+    std::uint64_t DataOffset() const {
         constexpr std::uint64_t kAlignment = 65536;
         return (kMapOffset + slots * sizeof(MapEntry) + kAlignment - 1) / kAlignment * kAlignment;
     }
