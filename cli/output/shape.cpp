@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <list>
 #include <utility>
 
 namespace cli {
@@ -67,7 +69,10 @@ void Sort(std::vector<Record>& records, const std::string& sort) {
     for (const auto& record : records) {
         static_cast<void>(Named(record, key));
     }
-    std::stable_sort(records.begin(), records.end(), [&](const Record& left, const Record& right) {
+    // A list's own sort keeps the order of equals without the library's deprecated buffers.
+    std::list<Record> sorted(std::make_move_iterator(records.begin()),
+                             std::make_move_iterator(records.end()));
+    sorted.sort([&](const Record& left, const Record& right) {
         const Field& a = *Lookup(left, key);
         const Field& b = *Lookup(right, key);
         if (IsUnknown(a) != IsUnknown(b)) {
@@ -75,6 +80,7 @@ void Sort(std::vector<Record>& records, const std::string& sort) {
         }
         return falls ? IsLess(b, a) : IsLess(a, b);
     });
+    records.assign(std::make_move_iterator(sorted.begin()), std::make_move_iterator(sorted.end()));
 }
 
 }  // namespace
