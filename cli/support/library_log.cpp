@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <poll.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -73,20 +74,39 @@ void WriteAll(int fd, std::string_view text) {
     }
 }
 
-// To the end of the pipe; a copy goes to `shown` unless that is -1.
-void Read(const flashcache::Descriptor& pipe, int shown, LogReader& log) {
+// Until `stop` is closed at its other end, and then what lies in the pipe by then: what a tool left running
+// may keep the pipe open, or write to it, for ever. A copy goes to `shown` unless that is -1.
+void Read(const flashcache::Descriptor& pipe, const flashcache::Descriptor& stop, int shown, LogReader& log) {
     std::array<char, 4096> buffer{};
-    for (;;) {
-        const ssize_t size = read(pipe.get(), buffer.data(), buffer.size());
-        if (size <= 0) {
+    std::array<pollfd, 2> ends = {{{pipe.get(), POLLIN, 0}, {stop.get(), 0, 0}}};
+    constexpr std::size_t kPipeSize = 65536;
+    for (std::size_t left = kPipeSize; left > 0;) {
+        poll(ends.data(), ends.size(), -1);
+        const bool isReadable = ends[0].revents != 0;
+        const bool isStopped = ends[1].revents != 0;
+        const ssize_t size = isReadable ? read(pipe.get(), buffer.data(), buffer.size()) : 0;
+        if (size <= 0 && (isReadable || isStopped)) {
             return;
         }
         const std::string_view piece(buffer.data(), static_cast<std::size_t>(size));
+        left -= isStopped ? std::min(left, piece.size()) : 0;
         log.Take(piece);
         if (shown >= 0) {
             WriteAll(shown, piece);
         }
     }
+}
+
+struct Pipe {
+    flashcache::Descriptor read;
+    flashcache::Descriptor write;
+};
+
+// Both ends, or none.
+Pipe MakePipe() {
+    std::array<int, 2> ends = {-1, -1};
+    static_cast<void>(pipe2(ends.data(), O_CLOEXEC));
+    return {flashcache::Descriptor(ends[0]), flashcache::Descriptor(ends[1])};
 }
 
 void OpenLog(bool onStandardError) {
@@ -134,14 +154,15 @@ std::string LogReader::Reason() const {
 }
 
 LogCapture::LogCapture() : stderr_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
-    std::array<int, 2> ends{};
-    if (!stderr_ || pipe2(ends.data(), O_CLOEXEC) != 0) {
+    Pipe log = MakePipe();
+    Pipe stop = MakePipe();
+    if (!stderr_ || !log.read || !stop.read) {
         return;  // the reason stays unknown, the call goes on
     }
-    flashcache::Descriptor readEnd(ends[0]);
-    const flashcache::Descriptor writeEnd(ends[1]);
-    reader_ = std::thread(
-        [this, pipe = std::move(readEnd), shown = isShown ? stderr_.get() : -1] { Read(pipe, shown, log_); });
+    const flashcache::Descriptor writeEnd = std::move(log.write);
+    stop_.emplace(std::move(stop.write));
+    reader_ = std::thread([this, pipe = std::move(log.read), end = std::move(stop.read),
+                           shown = isShown ? stderr_.get() : -1] { Read(pipe, end, shown, log_); });
     dup2(writeEnd.get(), STDERR_FILENO);
     OpenLog(true);
 }
@@ -160,7 +181,8 @@ void LogCapture::End() {
         return;
     }
     OpenLog(isShown);
-    dup2(stderr_.get(), STDERR_FILENO);  // the pipe's last writer goes
+    dup2(stderr_.get(), STDERR_FILENO);
+    stop_.reset();
     reader_.join();
 }
 

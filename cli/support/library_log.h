@@ -1,6 +1,7 @@
 // What the library says in the system log, and why a call failed by it.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -46,7 +47,8 @@ class LogCapture {
     void End();
 
     LogReader log_;
-    flashcache::Descriptor stderr_;  // standard error proper
+    flashcache::Descriptor stderr_;               // standard error proper
+    std::optional<flashcache::Descriptor> stop_;  // tells the reader of the end by being closed
     std::thread reader_;
 };
 

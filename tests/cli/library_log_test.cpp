@@ -1,5 +1,10 @@
 // What the reader of the library's log makes of odd lines.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <csignal>
 
 #include "support/library_log.h"
 
@@ -42,6 +47,19 @@ TEST(LibraryLog, CutsALongLine) {
     log.Take(kCreate + std::string(1U << 20U, 'x') + "\n" + kFailed);
     EXPECT_LT(log.Reason().size(), 400U);
     EXPECT_EQ(log.Reason().substr(0, 22), "flashcache_create: xxx");
+}
+
+TEST(LibraryLog, WaitsForNobodyWhoKeepsIt) {
+    LogCapture log;
+    const pid_t left = fork();
+    if (left == 0) {
+        execlp("sleep", "sleep", "1000", nullptr);
+        _exit(1);
+    }
+    syslog(LOG_ERR, "a.cpp:2 Popen failed");
+    EXPECT_EQ(log.Reason(), "the library says: Popen failed");
+    kill(left, SIGKILL);
+    waitpid(left, nullptr, 0);
 }
 
 }  // namespace
