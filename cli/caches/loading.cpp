@@ -28,16 +28,17 @@ void CheckBefore(const Cache& cache) {
     RequireBlockDevice(cache.Volume(), "volume");
     RequireUnused(cache.Ssd(), "SSD");
     RequireUnused(cache.Volume(), "volume");
-    if (cache.onSsd && !cache.IsOnItsSsd()) {
+    if (const std::string foreign = cache.ForeignVolume(); !foreign.empty()) {
         throw Failure{fmt::format("the cache {} cannot be loaded", cache.Name()),
                       fmt::format("the SSD {} holds a cache of the volume {}, not of {}", cache.Ssd(),
-                                  cache.onSsd->volume, cache.Volume()),
+                                  foreign, cache.Volume()),
                       fmt::format("vemocachectl probe {}", cache.Ssd()), std::nullopt, FailureKind::kRefused};
     }
 }
 
 // What was written to the volume without its cache is newer than the blocks on the SSD, which would hide it.
-void RequireFreshBlocks(const Cache& cache, const StaleConsent& consent) {
+// False when that is not known.
+bool RequireFreshBlocks(const Cache& cache, const StaleConsent& consent) {
     const SinceUnload since = LookSinceUnload(cache);
     if (since.volume == SinceUnload::Volume::kWritten) {
         RequireConsent(
@@ -50,6 +51,7 @@ void RequireFreshBlocks(const Cache& cache, const StaleConsent& consent) {
              "--accept-stale"},
             consent.given, consent.mayAsk);
     }
+    return since.volume != SinceUnload::Volume::kUnknown;
 }
 
 Failure WhyNotLoaded(const Cache& cache, const Outcome& outcome) {
@@ -103,14 +105,14 @@ void FinishLoaded(const Cache& cache) {
 
 }  // namespace
 
-void LoadCache(const Cache& cache, const StaleConsent& consent) {
+bool LoadCache(const Cache& cache, const StaleConsent& consent) {
     if (cache.IsUp()) {
         FinishLoaded(cache);
-        return;
+        return true;
     }
     RequireKnownState(cache);
     CheckBefore(cache);
-    RequireFreshBlocks(cache, consent);
+    const bool isKnown = RequireFreshBlocks(cache, consent);
     ForgetUnload(cache);
     const std::string ssd = cache.Ssd();
     const std::string volume = cache.Volume();
@@ -120,6 +122,7 @@ void LoadCache(const Cache& cache, const StaleConsent& consent) {
         throw WhyNotLoaded(cache, outcome);
     }
     RecordLoaded(cache, PlaceOf(ssd, volume).device);
+    return isKnown;
 }
 
 }  // namespace cli

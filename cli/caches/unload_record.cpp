@@ -23,12 +23,12 @@ std::string PathOf(const Cache& cache) {
 }
 
 // A number that differs with the size, both ends and samples (FNV-1a, 64 bits).
-std::optional<std::uint64_t> Fingerprint(const std::string& volume) {
+std::optional<std::string> Fingerprint(const std::string& path) {
     constexpr std::uint64_t kSamples = 32;
     constexpr std::uint64_t kPrime = 0x100000001b3;
-    const auto size = DeviceSize(volume);
+    const auto size = DeviceSize(path);
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): open has no other form.
-    const flashcache::Descriptor device(open(volume.c_str(), O_RDONLY | O_CLOEXEC));
+    const flashcache::Descriptor device(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!device || !size) {
         return std::nullopt;
     }
@@ -39,38 +39,37 @@ std::optional<std::uint64_t> Fingerprint(const std::string& volume) {
         }
         return true;
     });
-    return isRead ? std::optional(hash ^ *size) : std::nullopt;
+    return isRead ? std::optional(fmt::format("{:016x}", hash ^ *size)) : std::nullopt;
 }
 
-// The lines of a record: the devices, the fingerprint, the time.
+// The lines of a record: both devices, what they looked like, and when.
 struct Kept {
     std::string ssd;
     std::string volume;
-    std::string fingerprint;
+    std::string ssdFingerprint;
+    std::string volumeFingerprint;
     std::string when;
 };
 
 Kept ReadRecord(const std::string& path) {
     Kept kept;
     std::ifstream file(path);
-    for (std::string* line : {&kept.ssd, &kept.volume, &kept.fingerprint, &kept.when}) {
+    for (std::string* line :
+         {&kept.ssd, &kept.volume, &kept.ssdFingerprint, &kept.volumeFingerprint, &kept.when}) {
         std::getline(file, *line);
     }
     return kept;
 }
 
-std::string TextOf(std::uint64_t fingerprint) {
-    return fmt::format("{:016x}", fingerprint);
-}
-
 }  // namespace
 
 void RecordUnload(const Cache& cache) {
-    const auto fingerprint = Fingerprint(cache.Volume());
+    const auto ssd = Fingerprint(cache.Ssd());
+    const auto volume = Fingerprint(cache.Volume());
     const std::string now = fmt::format("{:%F %T}", fmt::localtime(std::time(nullptr)));
-    if (!fingerprint ||
-        !WriteKeptFile(PathOf(cache), fmt::format("{}\n{}\n{}\n{}\n", cache.Ssd(), cache.Volume(),
-                                                  TextOf(*fingerprint), now))) {
+    if (!ssd || !volume ||
+        !WriteKeptFile(PathOf(cache), fmt::format("{}\n{}\n{}\n{}\n{}\n", cache.Ssd(), cache.Volume(), *ssd,
+                                                  *volume, now))) {
         ForgetUnload(cache);
         Note(fmt::format(
             "what the volume {} looks like could not be kept: loading will not see whether it was "
@@ -86,11 +85,13 @@ void ForgetUnload(const Cache& cache) {
 SinceUnload LookSinceUnload(const Cache& cache) {
     const Kept kept = ReadRecord(PathOf(cache));
     const bool isOurs = kept.ssd == cache.Ssd() && kept.volume == cache.Volume() && !kept.when.empty();
-    const auto now = isOurs ? Fingerprint(cache.Volume()) : std::nullopt;
+    // An SSD that changed was in use since, and whoever used it kept no record.
+    const bool isLast = isOurs && Fingerprint(cache.Ssd()) == kept.ssdFingerprint;
+    const auto now = isLast ? Fingerprint(cache.Volume()) : std::nullopt;
     if (!now) {
         return {};
     }
-    const bool isSame = TextOf(*now) == kept.fingerprint;
+    const bool isSame = *now == kept.volumeFingerprint;
     return {isSame ? SinceUnload::Volume::kSame : SinceUnload::Volume::kWritten, kept.when};
 }
 

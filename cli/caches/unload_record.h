@@ -8,14 +8,14 @@
 
 namespace cli {
 
-// Keeps what the volume looks like now. Without room for the record, loading will not know.
+// Keeps what SSD and volume look like now. Without room for the record, loading will not know.
 void RecordUnload(const Cache& cache);
 
 void ForgetUnload(const Cache& cache);
 
 struct SinceUnload {
     enum class Volume {
-        kUnknown,  // it was not unloaded by this tool, or the volume cannot be read
+        kUnknown,  // this tool did not unload it, or another used it since, or a device cannot be read
         kSame,  // nothing was seen to be written: not at its ends, where file systems note each mount, nor in
                 // samples
         kWritten,

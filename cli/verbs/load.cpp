@@ -9,7 +9,6 @@
 #include "caches/inventory.h"
 #include "caches/loading.h"
 #include "caches/ssd_content.h"
-#include "caches/unload_record.h"
 #include "output/answer.h"
 #include "support/device.h"
 #include "support/lifecycle_lock.h"
@@ -26,8 +25,7 @@ struct Options {
 };
 
 void LoadNamed(const Context& context, const Cache& cache, bool acceptStale) {
-    const bool isKnown = cache.IsUp() || LookSinceUnload(cache).volume != SinceUnload::Volume::kUnknown;
-    LoadCache(cache, {acceptStale, !context.json});
+    const bool isKnown = LoadCache(cache, {acceptStale, !context.json});
     if (!isKnown && cache.MayHoldDirty()) {
         Note(fmt::format("whether {} was written without its cache is not known: no unloading was recorded",
                          cache.Volume()));

@@ -77,6 +77,18 @@ TEST(StaleBlocks, ThatNobodyCouldSeeAreSaidToBePossible) {
     EXPECT_THAT(load.err, HasSubstr("was written without its cache is not known"));
 }
 
+TEST(StaleBlocks, AreNoneOfACacheThatOthersUsedSince) {
+    CreateDirtyCache();
+    ASSERT_EQ(Tool({"unload", "cachedev_0"}).code, 0);
+    ASSERT_EQ(RunProgram({"flashcache_load", "/dev/md3", "cachedev_0", "/dev/vg1/volume_1"}).code, 0);
+    Fault("cleaning", "run");
+    ASSERT_EQ(RunProgram({"mkfs.ext4", "-q", "/dev/mapper/cachedev_0"}).code, 0);
+    ASSERT_EQ(RunProgram({"dmsetup", "remove", "cachedev_0"}).code, 0);  // writes back to the volume
+    const Ran load = Tool({"load", "md3+volume_1"});
+    EXPECT_EQ(load.code, 0) << load.err;
+    EXPECT_THAT(load.err, HasSubstr("was written without its cache is not known"));
+}
+
 TEST(LostConfig, IsMadeAnewFromTheSsd) {
     CreateDirtyCache();
     ASSERT_EQ(Tool({"unload", "cachedev_0"}).code, 0);
