@@ -15,6 +15,7 @@ inline constexpr std::uint32_t kVersionOriginal = 2;  // blocks of 4 KiB
 inline constexpr std::uint32_t kVersionNew = 10;      // blocks of 64 KiB
 
 inline constexpr std::uint64_t kMapOffset = 4096;
+inline constexpr std::uint64_t kDataAlignment = 65536;
 
 // An entry of the map: the block's number on the volume above two flags.
 using MapEntry = std::uint64_t;
@@ -35,8 +36,8 @@ struct Superblock {
     std::uint32_t version = 0;
 
     std::uint64_t DataOffset() const {
-        constexpr std::uint64_t kAlignment = 65536;
-        return (kMapOffset + slots * sizeof(MapEntry) + kAlignment - 1) / kAlignment * kAlignment;
+        const std::uint64_t mapEnd = kMapOffset + slots * sizeof(MapEntry);
+        return (mapEnd + kDataAlignment - 1) / kDataAlignment * kDataAlignment;
     }
     [[nodiscard]] std::uint64_t SlotOffset(std::uint32_t slot) const {
         return DataOffset() + std::uint64_t{slot} * blockSize;

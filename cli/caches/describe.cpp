@@ -37,7 +37,7 @@ std::optional<std::uint64_t> Dirty(const Cache& cache) {
     if (cache.IsUp()) {
         return DirtyBlocks(cache.Ssd(), cache.Volume());
     }
-    return cache.onSsd && cache.IsOnItsSsd() ? cache.onSsd->dirtyBlocks : std::nullopt;
+    return cache.onSsd && cache.ForeignVolume().empty() ? cache.onSsd->dirtyBlocks : std::nullopt;
 }
 
 Value DirtyBytes(const Cache& cache, const std::optional<std::uint64_t>& blocks) {

@@ -108,8 +108,8 @@ std::optional<std::uint64_t> Cache::Bytes() const {
     return entry == nullptr ? std::nullopt : std::optional(entry->CacheSizeByte);
 }
 
-bool Cache::IsOnItsSsd() const {
-    return !onSsd || SameDevice(onSsd->volume, Volume());
+std::string Cache::ForeignVolume() const {
+    return onSsd && !SameDevice(onSsd->volume, Volume()) ? onSsd->volume : "";
 }
 
 Inventory TakeInventory() {

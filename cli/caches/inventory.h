@@ -34,8 +34,8 @@ struct Cache {
     [[nodiscard]] std::uint64_t BlockSize() const;  // bytes; 0: not known
     // As the kernel tells it, else as it is configured.
     [[nodiscard]] std::optional<std::uint64_t> Bytes() const;
-    // Whether its SSD holds the cache of its volume; true when the SSD does not tell.
-    [[nodiscard]] bool IsOnItsSsd() const;
+    // The volume whose cache the SSD holds, where that is another one; empty: none that the SSD tells of.
+    [[nodiscard]] std::string ForeignVolume() const;
 };
 
 struct Inventory {

@@ -17,7 +17,7 @@ namespace {
 
 // A creation that was killed: what the kernel or the SSD holds of it can be finished, else there is nothing.
 std::string UnfinishedProblem(const Cache& cache) {
-    const bool isThere = cache.IsUp() || (cache.onSsd && cache.IsOnItsSsd());
+    const bool isThere = cache.IsUp() || (cache.onSsd && cache.ForeignVolume().empty());
     return isThere ? fmt::format("its creation did not finish: \"vemocachectl load {}\" finishes it",
                                  cache.Name())
                    : fmt::format(
@@ -64,8 +64,9 @@ std::vector<std::string> ProblemsOfUnloaded(const Cache& cache) {
     if (entry.SpaceMissing != 0 || !IsBlockDevice(entry.SpacePath)) {
         problems.emplace_back("its volume is missing");
     }
-    if (problems.empty() && cache.onSsd && !cache.IsOnItsSsd()) {
-        problems.push_back(fmt::format("its SSD holds a cache of another volume, {}", cache.onSsd->volume));
+    const std::string foreign = cache.ForeignVolume();
+    if (problems.empty() && !foreign.empty()) {
+        problems.push_back(fmt::format("its SSD holds a cache of another volume, {}", foreign));
     } else if (problems.empty()) {
         problems.push_back(ContentProblem(cache));
     }

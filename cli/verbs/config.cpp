@@ -8,6 +8,7 @@
 #include "output/answer.h"
 #include "support/consent.h"
 #include "support/lifecycle_lock.h"
+#include "verbs/entry_arguments.h"
 #include "verbs/verb.h"
 
 namespace cli {
@@ -103,15 +104,8 @@ void Adopt(Context& context, const AdoptOptions& options) {
 }
 
 std::vector<Argument> DeclareAdopt(AdoptOptions& options) {
-    return {CacheArgument(options.cache),
-            {.name = "--name",
-             .help = "name of the new entry; default: SSD+VOLUME, shortened",
-             .target = &options.name,
-             .check = CheckEntryName},
-            {.name = "--mount",
-             .help = "mount path of the volume; default: /volumeN for volume_N",
-             .target = &options.mountPath,
-             .completion = Completion::kFolder}};
+    return {CacheArgument(options.cache), EntryNameArgument(options.name),
+            MountPathArgument(options.mountPath)};
 }
 
 Argument EntryArgument(Options& options) {

@@ -15,6 +15,7 @@
 #include "support/lifecycle_lock.h"
 #include "support/names.h"
 #include "support/signals.h"
+#include "verbs/entry_arguments.h"
 #include "verbs/verb.h"
 
 namespace cli {
@@ -104,7 +105,7 @@ std::string Undo(const std::string& section, const FLASHCACHE_CREATE_PARAM& para
     if (!place.isKnown) {
         throw Failure{"the cache could not be created, and whether its device is up is not known",
                       "the table of a cache device cannot be read; the entry stays and says so",
-                      fmt::format("vemocachectl list; when {0} is up: vemocachectl unload {0}; then "
+                      fmt::format("vemocachectl list; when {0} is up: vemocachectl unload {0}; "
                                   "vemocachectl config remove {0} --forget-cache",
                                   section),
                       std::nullopt, FailureKind::kUnknownState};
@@ -122,7 +123,8 @@ std::string Undo(const std::string& section, const FLASHCACHE_CREATE_PARAM& para
     }
     const bool isLeft = HoldsCache(param.SSDDevPath);
     After("the cache could not be created; its device is down, but ", [&] { RemoveEntry(section); });
-    return isLeft ? fmt::format("the SSD still holds its metadata: vemocachectl wipe {}", param.SSDDevPath)
+    return isLeft ? fmt::format("the SSD still holds its metadata: vemocachectl wipe {} --discard-metadata",
+                                param.SSDDevPath)
                   : "nothing of it is left, but the SSD may have lost its content";
 }
 
@@ -233,14 +235,8 @@ std::vector<Argument> Declare(Options& options) {
             {.name = "--skip-sequential",
              .help = "let long sequential I/O bypass the cache",
              .target = &options.skipSequential},
-            {.name = "--name",
-             .help = "name of its configuration entry; default: SSD+VOLUME, shortened",
-             .target = &options.name,
-             .check = CheckEntryName},
-            {.name = "--mount",
-             .help = "mount path of the volume; default: /volumeN for volume_N",
-             .target = &options.mountPath,
-             .completion = Completion::kFolder},
+            EntryNameArgument(options.name),
+            MountPathArgument(options.mountPath),
             {.name = "--device",
              .help = "the cache device; default: the first free /dev/mapper/cachedev_N",
              .target = &options.device,

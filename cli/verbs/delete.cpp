@@ -80,8 +80,8 @@ Settled SettleDirtyBlocks(const Context& context, const Options& options, const 
         return {dirty, {}};
     }
     // The library's own removal goes on when its flush is cancelled, and wipes the SSD then: a flush that
-    // may be cancelled has to be over before.
-    // Its progress goes to standard error: the answer is one JSON object.
+    // may be cancelled has to be over before. Its progress goes to standard error: the answer is one JSON
+    // object.
     const Flushed flushed = RunFlush(cache, false);
     if (flushed.end == FlushEnd::kCancelled) {
         Failure failure{fmt::format("the flush was cancelled, {} is not deleted", cache.Name()),
@@ -123,9 +123,11 @@ void Remove(const Options& options, const Cache& cache) {
         throw LibraryFailure(
             fmt::format("the cache {} could not be deleted; its device {}", cache.Name(), PlaceText(place)),
             outcome,
-            !isDown ? "release the device, then repeat the command"
-                    : fmt::format("vemocachectl wipe {}, then vemocachectl config remove {}", cache.Ssd(),
-                                  cache.Name()));
+            !isDown
+                ? "release the device, then repeat the command"
+                : fmt::format(
+                      "vemocachectl wipe {} --discard-metadata; vemocachectl config remove {} --forget-cache",
+                      cache.Ssd(), cache.Name()));
     }
 }
 

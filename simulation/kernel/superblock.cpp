@@ -6,12 +6,6 @@
 
 namespace simulation {
 
-namespace {
-
-constexpr uint64_t kDataAlignment = 65536;
-
-}  // namespace
-
 Superblock MakeSuperblock(const Disk& ssd, const Disk& space, const std::string& name, WriteMode mode,
                           uint32_t version, uint64_t bytes) {
     Superblock superblock;
@@ -23,7 +17,7 @@ Superblock MakeSuperblock(const Disk& ssd, const Disk& space, const std::string&
     ssd.Path().copy(superblock.ssd, sizeof superblock.ssd - 1);
     space.Path().copy(superblock.space, sizeof superblock.space - 1);
     const uint64_t size = ssd.Size();
-    const uint64_t room = size - std::min(size, kMapOffset + kDataAlignment);
+    const uint64_t room = size - std::min(size, kMapOffset + base::kDataAlignment);
     superblock.slots = room / (superblock.blockSize + sizeof(uint64_t));
     if (bytes > 0) {
         superblock.slots = std::min(superblock.slots, bytes / superblock.blockSize);
