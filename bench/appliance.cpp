@@ -27,8 +27,8 @@ void Mount(const char* source, const fs::path& target, const char* type, unsigne
     Require(mount(source, target.c_str(), type, flags, nullptr) == 0, "cannot mount " + target.string());
 }
 
-/// Puts a /proc in memory over the appliance's: with the caches' text files as they are now, and links to the
-/// machine's own files.
+// Puts a /proc in memory over the appliance's: with the caches' text files as they are now, and links to the
+// machine's own files.
 void CoverProc() {
     const fs::path cover = "/tmp/proc";
     Mount("proc", cover / ".machine", "proc", 0);
@@ -57,7 +57,7 @@ void UncoverProc() {
     fs::remove_all("/tmp/proc");
 }
 
-/// From now on our mounts are seen by us alone, and are gone with us.
+// From now on our mounts are seen by us alone, and are gone with us.
 void LeaveMountNamespace() {
     Require(unshare(CLONE_NEWNS) == 0 && mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0,
             "a mount namespace");

@@ -9,7 +9,7 @@ void RegisterConfig();
 void RegisterWalk();
 void RegisterSsdSupport();
 
-/// Does the statistics of a volume and prints the most memory that this process needed. For main alone.
+// Does the statistics of a volume and prints the most memory that this process needed. For main alone.
 int PrintPeakOfWalk(const char* volumePath);
 
 }  // namespace bench

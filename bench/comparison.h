@@ -18,14 +18,14 @@ inline constexpr Measure kWall{"wall", &Cost::wall};
 inline constexpr Measure kCpu{"CPU", &Cost::cpu};
 inline constexpr Measure kMemory{"memory", &Cost::peakMemory};
 
-/// A line of the table: ours as a multiple of the baseline, by one measure.
+// A line of the table: ours as a multiple of the baseline, by one measure.
 struct Line {
     Measure measure;
     double goal = 0;  // the most that the ratio may be; 0: shown for comparison
 };
 
-/// Does the work once. What it must set up is its own business and not part of the cost. Throws when the work
-/// did not do what it is measured for.
+// Does the work once. What it must set up is its own business and not part of the cost. Throws when the work
+// did not do what it is measured for.
 using Run = std::function<Cost()>;
 
 struct Comparison {
@@ -35,12 +35,12 @@ struct Comparison {
     Run baseline;
     int pairs = 0;  // how often both are run, one after the other, so that drift of the machine cancels out
     std::vector<Line> lines;
-    /// Not 0: both are ours, on inputs of which one is so many times as large, and the lines show the
-    /// exponent with which the cost grows.
+    // Not 0: both are ours, on inputs of which one is so many times as large, and the lines show the
+    // exponent with which the cost grows.
     double growth = 0;
 };
 
-/// Makes a benchmark of it, to be run when it is selected.
+// Makes a benchmark of it, to be run when it is selected.
 void Register(const Comparison& comparison);
 
 }  // namespace bench

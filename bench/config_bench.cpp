@@ -60,7 +60,7 @@ void WriteEntries(const char* path, int entries) {
     usleep(20'000);  // a file that has just changed is read with suspicion
 }
 
-/// Has the temporary copy hold so many entries and the configuration itself a few.
+// Has the temporary copy hold so many entries and the configuration itself a few.
 void UseConfiguration(int entries) {
     static int used = 0;
     if (used == 0) {
@@ -84,7 +84,7 @@ void ReadOurs(int entries) {
     VEMOFlashCacheConfigFree(list);
 }
 
-/// Each value the way that GLib hands out one of its kind.
+// Each value the way that GLib hands out one of its kind.
 void ReadGlib(int entries) {
     const KeyFile file = LoadKeyFile(kTmpFile);
     gsize count = 0;
@@ -110,7 +110,7 @@ Run Afresh(int entries, void (*readFile)(int)) {
     };
 }
 
-/// Right after the file was written: within the grain of its time stamps, which then prove nothing.
+// Right after the file was written: within the grain of its time stamps, which then prove nothing.
 Run RightAfterWrite(int entries, void (*readFile)(int)) {
     return [=] {
         UseConfiguration(entries);
@@ -120,7 +120,7 @@ Run RightAfterWrite(int entries, void (*readFile)(int)) {
     };
 }
 
-/// Next to a large configuration, on a heap as a run of this size leaves it, not one of another.
+// Next to a large configuration, on a heap as a run of this size leaves it, not one of another.
 Run ForGrowth(int entries, void (*readFile)(int)) {
     return [=] {
         UseConfiguration(kLargest);

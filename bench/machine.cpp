@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kRounds = 21;
 
-/// The median time of one of `count` things that `work` does.
+// The median time of one of `count` things that `work` does.
 template <class Work>
 double TimeOf(int count, const Work& work) {
     std::vector<double> times(kRounds);

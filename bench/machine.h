@@ -3,7 +3,7 @@
 
 namespace bench {
 
-/// Medians, in seconds.
+// Medians, in seconds.
 struct MachineCosts {
     double pageFault = 0;     // the first touch of a page
     double fileStatus = 0;    // stat of a file with a short path
@@ -11,7 +11,7 @@ struct MachineCosts {
     double fsync = 0;         // of a written block, on a volume without a cache
 };
 
-/// Takes well under a second on a usual machine.
+// Takes well under a second on a usual machine.
 MachineCosts MeasureMachine();
 
 }  // namespace bench

@@ -31,7 +31,7 @@ constexpr const char* kHelp =
     "All groups by default. Of Google Benchmark's options, --benchmark_filter=REGEX and\n"
     "--benchmark_out=FILE are of use. Exit code: 0 measured, 1 something could not be, 2 wrong usage.\n";
 
-/// Turns the names of groups into a filter, in front of the other arguments.
+// Turns the names of groups into a filter, in front of the other arguments.
 std::vector<std::string> WithFilter(int argc, char** argv) {
     std::vector<std::string> arguments = {argv[0], ""};
     std::string groups;

@@ -19,7 +19,7 @@ double Seconds(const timeval& time) {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
 }
 
-/// The readings of all clocks.
+// The readings of all clocks.
 Cost Now() {
     rusage children{};
     getrusage(RUSAGE_CHILDREN, &children);

@@ -5,18 +5,18 @@
 
 namespace bench {
 
-/// Times in seconds; those of programs that the work ran and waited for are in. Memory in bytes.
+// Times in seconds; those of programs that the work ran and waited for are in. Memory in bytes.
 struct Cost {
     double wall = 0;
     double cpu = 0;
     double peakMemory = 0;
 };
 
-/// Starts to measure when made.
+// Starts to measure when made.
 class Meter {
   public:
     Meter();
-    /// Since it was made; the memory is not measured.
+    // Since it was made; the memory is not measured.
     Cost Read() const;
 
   private:
@@ -30,10 +30,10 @@ Cost CostOf(const Work& work) {
     return meter.Read();
 }
 
-/// Of at least one value; the upper of the two in the middle.
+// Of at least one value; the upper of the two in the middle.
 double Median(std::vector<double> values);
 
-/// Most memory that this process has had resident since it began to run its program.
+// Most memory that this process has had resident since it began to run its program.
 double OwnPeakMemory();
 
 }  // namespace bench

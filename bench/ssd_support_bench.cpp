@@ -40,7 +40,7 @@ std::string Section(int number) {
     return text;
 }
 
-/// Puts a database of so many sections in place.
+// Puts a database of so many sections in place.
 void UseDatabase(int sections) {
     const std::string path = fmt::format("/tmp/support_ssd.{}", sections);
     if (access(path.c_str(), F_OK) != 0) {

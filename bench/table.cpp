@@ -13,7 +13,7 @@ namespace {
 
 constexpr const char* kLayout = "{:<16} {:<34} {:<7} {:>9} {:>9} {:>6} {:>6}  {}\n";
 
-/// "1.23 ms" or "4.1 MB".
+// "1.23 ms" or "4.1 MB".
 std::string Quantity(double value, bool isMemory) {
     if (isMemory) {
         return fmt::format("{:.2f} MB", value / 1e6);

@@ -5,7 +5,7 @@
 
 namespace bench {
 
-/// Prints a line for each measure of each comparison.
+// Prints a line for each measure of each comparison.
 class Table : public benchmark::BenchmarkReporter {
   public:
     bool ReportContext(const Context& context) override;

@@ -43,7 +43,7 @@ void MakeFolder(const std::string& path) {
     Require(mkdir(path.c_str(), 0755) == 0, path);
 }
 
-/// So many empty files, 200 a folder and 100 folders a share: their contents are nothing to a walk.
+// So many empty files, 200 a folder and 100 folders a share: their contents are nothing to a walk.
 void MakeShares(int files) {
     MakeFolder(VolumePath(files));
     for (int file = 0; file < files; ++file) {
@@ -60,7 +60,7 @@ void MakeShares(int files) {
     }
 }
 
-constexpr int kFew = 20'000;
+constexpr int kFewFiles = 20'000;
 constexpr int kMany = 200'000;
 
 void MakeVolume() {
@@ -68,14 +68,14 @@ void MakeVolume() {
     if (!made) {
         RunProgram("/sbin/mkfs.ext4", {"-q", "-N", "250000", kDevice});
         Mount();
-        MakeShares(kFew);
+        MakeShares(kFewFiles);
         MakeShares(kMany);
         made = true;
     }
 }
 
-/// Leaves nothing of the volume in memory, neither with the file system nor with the device. The device's own
-/// storage is a file that the machine may hold in memory: as if on a very fast disk, to both sides.
+// Leaves nothing of the volume in memory, neither with the file system nor with the device. The device's own
+// storage is a file that the machine may hold in memory: as if on a very fast disk, to both sides.
 void ForgetVolume() {
     Require(umount(kMountPoint) == 0, "cannot unmount the volume");
     const int device = open(kDevice, O_RDONLY | O_CLOEXEC);
@@ -121,7 +121,7 @@ Run Cold(void (*walk)()) {
     };
 }
 
-/// In a process of its own that does nothing else, with its memory laid out the same way each time.
+// In a process of its own that does nothing else, with its memory laid out the same way each time.
 Run PeakMemory(int files) {
     return [files] {
         MakeVolume();
@@ -158,8 +158,8 @@ void RegisterWalk() {
          {{kWall, 1.05}, {kCpu, 1.05}}},
         {"walk/memory",
          PeakMemory(kMany),
-         fmt::format("the same with {} files", kFew),
-         PeakMemory(kFew),
+         fmt::format("the same with {} files", kFewFiles),
+         PeakMemory(kFewFiles),
          1,
          {{kMemory, 1.0}}}};
     for (const Comparison& comparison : comparisons) {

@@ -11,13 +11,13 @@ namespace bench {
 
 class Worker {
   public:
-    /// Forks a process with `residentBytes` of memory in use that can do any of the `jobs`.
+    // Forks a process with `residentBytes` of memory in use that can do any of the `jobs`.
     Worker(std::size_t residentBytes, const std::vector<std::function<void()>>& jobs);
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
     ~Worker();
 
-    /// Has it do one of its jobs. Throws when the job failed.
+    // Has it do one of its jobs. Throws when the job failed.
     Cost Do(int job);
 
   private:

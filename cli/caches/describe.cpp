@@ -11,11 +11,6 @@ namespace {
 
 constexpr const char* kProblemKey = "problem";
 
-// An entry's text; nothing when empty or not known.
-Value Text(const char* text) {
-    return text == nullptr ? Value() : KnownText(text);
-}
-
 // `read` of a record that may be absent.
 template <typename Source, typename Read>
 Value From(const Source* source, Read read) {
@@ -151,12 +146,12 @@ void AddConfigured(Record& record, const Cache& cache) {
         record.fields.end(),
         {{"configured", "Configured", cache.entryIsUnknown ? Value() : Value(entry != nullptr),
           Format::kPlain, true},
-         {"mount_path", "Mount path", entry == nullptr ? Value() : Text(entry->ReferencePath)},
+         {"mount_path", "Mount path", entry == nullptr ? Value() : KnownText(entry->ReferencePath)},
          {"configured_write_mode", "Configured mode",
           entry == nullptr ? Value() : WriteModeText(entry->Policy.WriteMode)},
          {"format", "Format", entry == nullptr ? Value() : VersionText(entry->CacheVersion)},
-         {"ssd_uuid", "SSD UUID", entry == nullptr ? Value() : Text(entry->SSDUUID)},
-         {"flush_state", "Flush state", entry == nullptr ? Value() : Text(entry->FlushState)}});
+         {"ssd_uuid", "SSD UUID", entry == nullptr ? Value() : KnownText(entry->SSDUUID)},
+         {"flush_state", "Flush state", entry == nullptr ? Value() : KnownText(entry->FlushState)}});
 }
 
 Field ProblemField(const Cache& cache) {

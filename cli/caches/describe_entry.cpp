@@ -3,11 +3,6 @@
 namespace cli {
 namespace {
 
-// An entry's text; nothing when empty or not known.
-Value Text(const char* text) {
-    return text == nullptr ? Value() : KnownText(text);
-}
-
 // A number of which 0 and less mean that nothing was set.
 Value IfSet(std::int32_t number) {
     return number <= 0 ? Value() : Value(std::int64_t{number});
@@ -18,7 +13,7 @@ Value IfSet(std::int32_t number) {
 Value WriteModeText(std::int32_t mode) {
     // Asked for a value without a text, the library would log a failure.
     const bool named = mode >= FLASHCACHE_WRITE_THRU && mode <= FLASHCACHE_WRITE_BACK_CRASH && mode != 3;
-    return named ? Text(FlashCacheWriteModeToStr(mode)) : Value();
+    return named ? KnownText(FlashCacheWriteModeToStr(mode)) : Value();
 }
 
 Value WriteModeText(std::int32_t mode, const FLASHCACHE_CONFIG* entry) {
@@ -51,15 +46,15 @@ Value VersionText(std::int32_t version) {
 }
 
 Record EntrySummary(const FLASHCACHE_CONFIG& entry) {
-    return {{{"name", "Name", Text(entry.SectionName)},
-             {"ssd", "SSD", Text(entry.SSDDevPath), Format::kDevice},
-             {"volume", "Volume", Text(entry.SpacePath), Format::kDevice},
-             {"mount_path", "Mount path", Text(entry.ReferencePath)},
+    return {{{"name", "Name", KnownText(entry.SectionName)},
+             {"ssd", "SSD", KnownText(entry.SSDDevPath), Format::kDevice},
+             {"volume", "Volume", KnownText(entry.SpacePath), Format::kDevice},
+             {"mount_path", "Mount path", KnownText(entry.ReferencePath)},
              {"write_mode", "Mode", WriteModeText(entry.Policy.WriteMode)},
              {"size_bytes", "Size", entry.CacheSizeByte, Format::kBytes},
              {"format", "Format", VersionText(entry.CacheVersion)},
              {"loaded", "Loaded", entry.loaded != 0},
-             {"flush_state", "Flush state", Text(entry.FlushState)}}};
+             {"flush_state", "Flush state", KnownText(entry.FlushState)}}};
 }
 
 Record EntryDetails(const FLASHCACHE_CONFIG& entry) {
@@ -71,9 +66,9 @@ Record EntryDetails(const FLASHCACHE_CONFIG& entry) {
          {"fallow_delay_seconds", "Fallow delay", IfSet(policy.DelaySeconds), Format::kSeconds},
          {"dirty_threshold_percent", "Dirty threshold", IfSet(policy.DirtyThreshPercent), Format::kPercent},
          {"skip_sequential", "Skips sequential I/O", policy.SkipSeqIO != 0},
-         {"ssd_uuid", "SSD UUID", Text(entry.SSDUUID), Format::kPlain, true},
-         {"ssd_id", "SSD ID", Text(entry.SSDID)},
-         {"disk_location", "Disk location", Text(entry.DiskLoc)},
+         {"ssd_uuid", "SSD UUID", KnownText(entry.SSDUUID), Format::kPlain, true},
+         {"ssd_id", "SSD ID", KnownText(entry.SSDID)},
+         {"disk_location", "Disk location", KnownText(entry.DiskLoc)},
          {"ssd_missing", "SSD missing", entry.CacheMissing != 0},
          {"volume_missing", "Volume missing", entry.SpaceMissing != 0},
          {"creation_unfinished", "Creation unfinished", entry.CreateCritSection != 0},

@@ -14,7 +14,7 @@
 namespace cli {
 namespace {
 
-std::string PathOf(const Cache& cache) {
+std::string LockPathOf(const Cache& cache) {
     const std::string pair = KernelName(cache.Ssd(), cache.Volume());
     return fmt::format("/run/lock/vemocachectl-flush-{}.lock", pair.empty() ? "unknown" : pair);
 }
@@ -37,7 +37,7 @@ int TryLock(int file) {
 
 }  // namespace
 
-FlushLock::FlushLock(const Cache& cache) : file_(OpenLockFile(PathOf(cache))) {
+FlushLock::FlushLock(const Cache& cache) : file_(OpenLockFile(LockPathOf(cache))) {
     int error = TryLock(file_.get());
     // A change holds it for a moment, a flush for long.
     const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(1);
@@ -57,15 +57,16 @@ FlushLock::FlushLock(const Cache& cache) : file_(OpenLockFile(PathOf(cache))) {
                 cache.Name()),
             std::nullopt, FailureKind::kInUse};
     }
-    throw Failure{fmt::format("the lock file {} cannot be locked", PathOf(cache)), std::strerror(error), ""};
+    throw Failure{fmt::format("the lock file {} cannot be locked", LockPathOf(cache)), std::strerror(error),
+                  ""};
 }
 
 bool FlushRuns(const Cache& cache) {
     // Looking makes no file: there may be no room for one.
-    if (access(PathOf(cache).c_str(), F_OK) != 0) {
+    if (access(LockPathOf(cache).c_str(), F_OK) != 0) {
         return false;
     }
-    const auto file = OpenLockFile(PathOf(cache));
+    const auto file = OpenLockFile(LockPathOf(cache));
     struct flock lock = WholeFile();
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): fcntl has no other form.
     return fcntl(file.get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;

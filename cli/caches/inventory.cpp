@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::string_view kMapperFolder = "/dev/mapper/";
 
-std::string Text(const char* text) {
+std::string TextOrEmpty(const char* text) {
     return text == nullptr ? "" : text;
 }
 
@@ -42,13 +42,13 @@ void LookForDamage(Inventory& inventory) {
 }
 
 bool Runs(const RunningCache& running, const FLASHCACHE_CONFIG& entry) {
-    return running.pair && SameDevice(running.pair->ssd, Text(entry.SSDDevPath)) &&
-           SameDevice(running.pair->volume, Text(entry.SpacePath));
+    return running.pair && SameDevice(running.pair->ssd, TextOrEmpty(entry.SSDDevPath)) &&
+           SameDevice(running.pair->volume, TextOrEmpty(entry.SpacePath));
 }
 
 // Whether the kernel shows a folder of the pair's short names.
 bool IsKnownToKernel(const FLASHCACHE_CONFIG& entry) {
-    const std::string name = KernelName(Text(entry.SSDDevPath), Text(entry.SpacePath));
+    const std::string name = KernelName(TextOrEmpty(entry.SSDDevPath), TextOrEmpty(entry.SpacePath));
     return !name.empty() && access(fmt::format("/proc/flashcache/{}", name).c_str(), F_OK) == 0;
 }
 
@@ -74,15 +74,15 @@ bool IsNamed(const Cache& cache, const std::string& name) {
 }  // namespace
 
 std::string Cache::Name() const {
-    return entry != nullptr ? Text(entry->SectionName) : device.substr(kMapperFolder.size());
+    return entry != nullptr ? TextOrEmpty(entry->SectionName) : device.substr(kMapperFolder.size());
 }
 
 std::string Cache::Ssd() const {
-    return pair ? pair->ssd : entry != nullptr ? Text(entry->SSDDevPath) : "";
+    return pair ? pair->ssd : entry != nullptr ? TextOrEmpty(entry->SSDDevPath) : "";
 }
 
 std::string Cache::Volume() const {
-    return pair ? pair->volume : entry != nullptr ? Text(entry->SpacePath) : "";
+    return pair ? pair->volume : entry != nullptr ? TextOrEmpty(entry->SpacePath) : "";
 }
 
 std::optional<std::int32_t> Cache::Mode() const {
@@ -128,7 +128,7 @@ Inventory TakeInventory() {
             running.erase(match);
         } else {
             cache.mayBeUp = !allKnown && IsKnownToKernel(*entry);
-            cache.onSsd = cache.mayBeUp ? std::nullopt : ReadSsdContent(Text(entry->SSDDevPath));
+            cache.onSsd = cache.mayBeUp ? std::nullopt : ReadSsdContent(TextOrEmpty(entry->SSDDevPath));
         }
         cache.entry = entry;
         inventory.caches.push_back(std::move(cache));

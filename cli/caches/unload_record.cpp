@@ -18,7 +18,7 @@
 namespace cli {
 namespace {
 
-std::string PathOf(const Cache& cache) {
+std::string RecordPathOf(const Cache& cache) {
     return fmt::format("/usr/vemo/etc/vemocachectl/{}.unloaded", KernelName(cache.Ssd(), cache.Volume()));
 }
 
@@ -68,8 +68,8 @@ void RecordUnload(const Cache& cache) {
     const auto volume = Fingerprint(cache.Volume());
     const std::string now = fmt::format("{:%F %T}", fmt::localtime(std::time(nullptr)));
     if (!ssd || !volume ||
-        !WriteKeptFile(PathOf(cache), fmt::format("{}\n{}\n{}\n{}\n{}\n", cache.Ssd(), cache.Volume(), *ssd,
-                                                  *volume, now))) {
+        !WriteKeptFile(RecordPathOf(cache), fmt::format("{}\n{}\n{}\n{}\n{}\n", cache.Ssd(), cache.Volume(),
+                                                        *ssd, *volume, now))) {
         ForgetUnload(cache);
         Note(fmt::format(
             "what the volume {} looks like could not be kept: loading will not see whether it was "
@@ -79,11 +79,11 @@ void RecordUnload(const Cache& cache) {
 }
 
 void ForgetUnload(const Cache& cache) {
-    std::remove(PathOf(cache).c_str());
+    std::remove(RecordPathOf(cache).c_str());
 }
 
 SinceUnload LookSinceUnload(const Cache& cache) {
-    const Kept kept = ReadRecord(PathOf(cache));
+    const Kept kept = ReadRecord(RecordPathOf(cache));
     const bool isOurs = kept.ssd == cache.Ssd() && kept.volume == cache.Volume() && !kept.when.empty();
     // An SSD that changed was in use since, and whoever used it kept no record.
     const bool isLast = isOurs && Fingerprint(cache.Ssd()) == kept.ssdFingerprint;

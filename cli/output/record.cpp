@@ -63,6 +63,10 @@ Value KnownText(std::string_view text) {
     return text.empty() ? Value() : Value(std::string(text));
 }
 
+Value KnownText(const char* text) {
+    return text == nullptr ? Value() : KnownText(std::string_view(text));
+}
+
 Value KnownFlag(std::optional<bool> flag) {
     return flag ? Value(*flag) : Value();
 }

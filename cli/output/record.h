@@ -47,6 +47,7 @@ std::string ToCell(const Field& field, bool exactBytes = false);
 
 // A text as a value: an empty one is not known.
 Value KnownText(std::string_view text);
+Value KnownText(const char* text);  // which may be NULL, too
 
 // Yes or no as a value.
 Value KnownFlag(std::optional<bool> flag);

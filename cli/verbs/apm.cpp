@@ -7,7 +7,7 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct ApmOptions {
     std::string key;
 };
 
@@ -19,30 +19,30 @@ std::optional<bool> IsDone(const std::string& key) {
     return done ? done : ask();  // where there is no record at all, the first call makes one and fails
 }
 
-std::optional<bool> Tell(const Context& context, const Options& options) {
+std::optional<bool> TellApm(const Context& context, const ApmOptions& options) {
     const auto done = IsDone(options.key);
     const Record record{{{"key", "Key", options.key}, {"done", "Flush done", KnownFlag(done)}}};
     Print(One("apm_flush", record), context.json);
     return done;
 }
 
-void Get(Context& context, const Options& options) {
-    const auto done = Tell(context, options);
+void GetApm(Context& context, const ApmOptions& options) {
+    const auto done = TellApm(context, options);
     context.saidNo = done == false;
     context.failed = !done;
 }
 
-void Store(const Context& context, const Options& options, unsigned status) {
+void Store(const Context& context, const ApmOptions& options, unsigned status) {
     const Outcome outcome =
         Attempt([&] { return VEMOFlashCacheApmFlushStatusSet(options.key.c_str(), status); });
     if (outcome.result != 0) {
         throw LibraryFailure(fmt::format("the record of {} could not be changed", options.key), outcome,
                              "see that /usr/vemo/etc and /var/run can be written, and try again");
     }
-    Tell(context, options);
+    TellApm(context, options);
 }
 
-std::vector<Argument> Key(Options& options) {
+std::vector<Argument> Key(ApmOptions& options) {
     return {{.name = "KEY",
              .help = "the cache's key in the record",
              .target = &options.key,
@@ -59,14 +59,14 @@ std::vector<Argument> Key(Options& options) {
 Verb ApmVerb() {
     return MakeGroup(
         "apm", "Keep the record of the power management's flushes",
-        {Question(MakeVerb<Options>("get", "Tell whether the flush of a cache is recorded as done",
-                                    "vemocachectl apm get cache_1", Key, Get),
+        {Question(MakeVerb<ApmOptions>("get", "Tell whether the flush of a cache is recorded as done",
+                                       "vemocachectl apm get cache_1", Key, GetApm),
                   "the flush is not recorded as done"),
-         MakeVerb<Options>("set", "Record the flush of a cache as done", "vemocachectl apm set cache_1", Key,
-                           [](const Context& c, const Options& o) { Store(c, o, 1); }),
-         MakeVerb<Options>("clear", "Record the flush of a cache as not done",
-                           "vemocachectl apm clear cache_1", Key,
-                           [](const Context& c, const Options& o) { Store(c, o, 0); })});
+         MakeVerb<ApmOptions>("set", "Record the flush of a cache as done", "vemocachectl apm set cache_1",
+                              Key, [](const Context& c, const ApmOptions& o) { Store(c, o, 1); }),
+         MakeVerb<ApmOptions>("clear", "Record the flush of a cache as not done",
+                              "vemocachectl apm clear cache_1", Key,
+                              [](const Context& c, const ApmOptions& o) { Store(c, o, 0); })});
 }
 
 }  // namespace cli

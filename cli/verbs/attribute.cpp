@@ -9,24 +9,24 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct AttributeOptions {
     std::string cache;
     std::string attribute;
     bool ignoreWriteErrors = false;
 };
 
-void Tell(const Context& context, const Cache& cache, const std::string& headline) {
+void TellAttribute(const Context& context, const Cache& cache, const std::string& headline) {
     const Record record{
         {{"name", "Name", cache.Name()}, {"attribute", "Attribute", AttributeText(AttributeOf(cache))}}};
     Print(One("attribute", record, headline), context.json);
 }
 
-void Get(Context& context, const Options& options) {
+void GetAttribute(Context& context, const AttributeOptions& options) {
     Inventory inventory = TakeInventory();
-    Tell(context, FindWithPair(inventory, options.cache), "");
+    TellAttribute(context, FindWithPair(inventory, options.cache), "");
 }
 
-void Set(Context& context, const Options& options) {
+void SetAttribute(Context& context, const AttributeOptions& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindWithPair(inventory, options.cache);
     const FLASHCACHE_ATTRIBUTE attribute = kAttributes.at(options.attribute);
@@ -44,10 +44,10 @@ void Set(Context& context, const Options& options) {
     if (outcome.result != 0) {
         throw LibraryFailure(fmt::format("the attribute of {} could not be set", cache.Name()), outcome, "");
     }
-    Tell(context, cache, fmt::format("The attribute of {} was set.", cache.Name()));
+    TellAttribute(context, cache, fmt::format("The attribute of {} was set.", cache.Name()));
 }
 
-std::vector<Argument> DeclareSet(Options& options) {
+std::vector<Argument> DeclareSetAttribute(AttributeOptions& options) {
     return {CacheArgument(options.cache),
             {.name = "ATTRIBUTE",
              .help = "none: failed write-backs end a flush; force-remove: the blocks are lost and it goes on",
@@ -62,14 +62,17 @@ std::vector<Argument> DeclareSet(Options& options) {
 }  // namespace
 
 Verb AttributeVerb() {
-    return MakeGroup(
-        "attribute", "Read or set whether flushes give up the blocks of failed write-backs",
-        {Report(MakeVerb<Options>(
-             "get", "Show the attribute", "vemocachectl attribute get cachedev_0",
-             [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Get)),
-         MakeVerb<Options>("set", "Set the attribute",
-                           "vemocachectl attribute set cachedev_0 force-remove --ignore-write-errors",
-                           DeclareSet, Set)});
+    return MakeGroup("attribute", "Read or set whether flushes give up the blocks of failed write-backs",
+                     {Report(MakeVerb<AttributeOptions>(
+                          "get", "Show the attribute", "vemocachectl attribute get cachedev_0",
+                          [](AttributeOptions& options) -> std::vector<Argument> {
+                              return {CacheArgument(options.cache)};
+                          },
+                          GetAttribute)),
+                      MakeVerb<AttributeOptions>(
+                          "set", "Set the attribute",
+                          "vemocachectl attribute set cachedev_0 force-remove --ignore-write-errors",
+                          DeclareSetAttribute, SetAttribute)});
 }
 
 }  // namespace cli

@@ -14,7 +14,7 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct ConfigOptions {
     std::string entry;
     bool forgetCache = false;
 };
@@ -37,7 +37,7 @@ const Cache& FindEntry(Inventory& inventory, const std::string& name) {
     return cache;
 }
 
-void List(Context& context, const Options&) {
+void ListEntries(Context& context, const ConfigOptions&) {
     const Inventory inventory = Configured();
     Answer answer{"entries", Layout::kTable, {}, "", "No cache is configured."};
     for (const auto* entry = inventory.entries.get(); entry != nullptr; entry = entry->Next) {
@@ -49,13 +49,13 @@ void List(Context& context, const Options&) {
     Print(answer, context.json);
 }
 
-void Show(Context& context, const Options& options) {
+void ShowEntry(Context& context, const ConfigOptions& options) {
     Inventory inventory = Configured();
     const Cache& cache = FindEntry(inventory, options.entry);
     Print(One("entry", EntryDetails(*cache.entry), ""), context.json);
 }
 
-void Remove(Context& context, const Options& options) {
+void ForgetEntry(Context& context, const ConfigOptions& options) {
     const LifecycleLock lock("config remove");
     Inventory inventory = Configured();
     RequireWholeConfig(inventory);
@@ -108,7 +108,7 @@ std::vector<Argument> DeclareAdopt(AdoptOptions& options) {
             MountPathArgument(options.mountPath)};
 }
 
-Argument EntryArgument(Options& options) {
+Argument EntryArgument(ConfigOptions& options) {
     return {.name = "ENTRY",
             .help = "the entry: its name, or the path of its SSD, volume or mount",
             .target = &options.entry,
@@ -116,7 +116,7 @@ Argument EntryArgument(Options& options) {
             .completion = Completion::kEntry};
 }
 
-std::vector<Argument> DeclareRemove(Options& options) {
+std::vector<Argument> DeclareRemove(ConfigOptions& options) {
     return {EntryArgument(options),
             {.name = "--forget-cache",
              .help = "consent to the loss; asked for on a terminal when left out",
@@ -128,16 +128,18 @@ std::vector<Argument> DeclareRemove(Options& options) {
 Verb ConfigVerb() {
     return MakeGroup(
         "config", "List, show, make or remove the configuration entries of caches",
-        {Report(MakeVerb<Options>(
+        {Report(MakeVerb<ConfigOptions>(
              "list", "List the configured caches", "vemocachectl config list",
-             [](Options&) { return NoArguments(); }, List)),
-         Report(MakeVerb<Options>(
+             [](ConfigOptions&) { return NoArguments(); }, ListEntries)),
+         Report(MakeVerb<ConfigOptions>(
              "show", "Show a whole entry", "vemocachectl config show /dev/md3",
-             [](Options& options) -> std::vector<Argument> { return {EntryArgument(options)}; }, Show)),
+             [](ConfigOptions& options) -> std::vector<Argument> { return {EntryArgument(options)}; },
+             ShowEntry)),
          MakeVerb<AdoptOptions>("adopt", "Make the entry of a running cache that has none",
                                 "vemocachectl config adopt cachedev_0", DeclareAdopt, Adopt),
-         MakeVerb<Options>("remove", "Remove an entry; its cache cannot be loaded without it",
-                           "vemocachectl config remove md3+volume_1 --forget-cache", DeclareRemove, Remove)});
+         MakeVerb<ConfigOptions>("remove", "Remove an entry; its cache cannot be loaded without it",
+                                 "vemocachectl config remove md3+volume_1 --forget-cache", DeclareRemove,
+                                 ForgetEntry)});
 }
 
 }  // namespace cli

@@ -31,7 +31,7 @@ const std::map<std::string, std::int32_t> kReclaimPolicies = {{"lru", FLASHCACHE
 const std::map<std::string, std::int32_t> kFormats = {{"new", FLASHCACHE_VERSION_NEW},
                                                       {"original", FLASHCACHE_VERSION_ORIGINAL}};
 
-struct Options {
+struct CreateOptions {
     std::string ssd;
     std::string volume;
     ByteSize size;  // 0: all of the SSD
@@ -53,11 +53,11 @@ void RequireNewDevice(const std::string& device) {
     }
 }
 
-std::uint64_t BlockSize(const Options& options) {
+std::uint64_t BlockSize(const CreateOptions& options) {
     return kFormats.at(options.format) == FLASHCACHE_VERSION_NEW ? 64 * 1024 : 4 * 1024;
 }
 
-std::uint64_t SizeFor(const Options& options) {
+std::uint64_t SizeFor(const CreateOptions& options) {
     const std::uint64_t available = DeviceSize(options.ssd).value_or(0);
     const std::uint64_t size = options.size.bytes == 0 ? available : options.size.bytes;
     if (size > available) {
@@ -75,7 +75,7 @@ std::uint64_t SizeFor(const Options& options) {
     return size;
 }
 
-FLASHCACHE_CREATE_PARAM ParamFor(const Options& options) {
+FLASHCACHE_CREATE_PARAM ParamFor(const CreateOptions& options) {
     FLASHCACHE_CREATE_PARAM param{};
     param.SSDDevPath = options.ssd.c_str();
     param.SpacePath = options.volume.c_str();
@@ -89,7 +89,7 @@ FLASHCACHE_CREATE_PARAM ParamFor(const Options& options) {
     return param;
 }
 
-void RequireConsentToContent(const Context& context, const Options& options) {
+void RequireConsentToContent(const Context& context, const CreateOptions& options) {
     const std::string content = HoldsCache(options.ssd) ? "a cache" : Content(options.ssd);
     if (!content.empty()) {
         RequireConsent(
@@ -165,7 +165,7 @@ void CreateWithEntry(const NewEntry& planned, const FLASHCACHE_CREATE_PARAM& par
           [&] { WriteEntry(entry, param); });
 }
 
-void Create(Context& context, const Options& options) {
+void Create(Context& context, const CreateOptions& options) {
     const LifecycleLock lock("create");
     const Inventory inventory = TakeInventory();
     RequireWholeConfig(inventory);
@@ -195,7 +195,7 @@ std::string CheckDeviceName(const std::string& path) {
                : "a cache device is /dev/mapper/cachedev_N";
 }
 
-std::vector<Argument> Declare(Options& options) {
+std::vector<Argument> DeclareCreate(CreateOptions& options) {
     return {{.name = "SSD",
              .help = "device path of the SSD; what it holds is lost",
              .target = &options.ssd,
@@ -249,9 +249,9 @@ std::vector<Argument> Declare(Options& options) {
 }  // namespace
 
 Verb CreateVerb() {
-    return MakeVerb<Options>("create", "Make a cache on an SSD in front of a volume, and configure it",
-                             "vemocachectl create /dev/md3 /dev/vg1/volume_1 --size 120G --mode back",
-                             Declare, Create);
+    return MakeVerb<CreateOptions>("create", "Make a cache on an SSD in front of a volume, and configure it",
+                                   "vemocachectl create /dev/md3 /dev/vg1/volume_1 --size 120G --mode back",
+                                   DeclareCreate, Create);
 }
 
 }  // namespace cli

@@ -17,7 +17,7 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct DeleteOptions {
     std::string cache;
     bool fast = false;
     bool discardDirty = false;
@@ -38,7 +38,7 @@ struct GivenStatus {
     }
 };
 
-void RequireKnownMode(const Options& options, const Cache& cache) {
+void RequireKnownMode(const DeleteOptions& options, const Cache& cache) {
     // What the kernel calls write-through has no status, and no dirty blocks either.
     const bool writeThrough = cache.pair && cache.pair->mode == FLASHCACHE_WRITE_THRU;
     const bool consented = cache.entry != nullptr && options.discardDirty;
@@ -53,7 +53,7 @@ void RequireKnownMode(const Options& options, const Cache& cache) {
     }
 }
 
-std::string LossOf(const Cache& cache, std::optional<std::uint64_t> dirty) {
+std::string LossOfDelete(const Cache& cache, std::optional<std::uint64_t> dirty) {
     if (!dirty) {
         return fmt::format("drop the dirty blocks of {}, an unknown number, unwritten", cache.Name());
     }
@@ -68,14 +68,14 @@ struct Settled {
 };
 
 // Writes the dirty blocks back, or has the admin's consent to their loss.
-Settled SettleDirtyBlocks(const Context& context, const Options& options, const Cache& cache) {
+Settled SettleDirtyBlocks(const Context& context, const DeleteOptions& options, const Cache& cache) {
     const auto dirty = DirtyBlocks(cache.Ssd(), cache.Volume());
     if (options.discardDirty) {
         return {std::nullopt, {}};
     }
     if (options.fast) {
         if (dirty != 0U) {
-            RequireConsent({LossOf(cache, dirty), "--discard-dirty"}, false, !context.json);
+            RequireConsent({LossOfDelete(cache, dirty), "--discard-dirty"}, false, !context.json);
         }
         return {dirty, {}};
     }
@@ -112,7 +112,7 @@ void RequireStillSettled(const Cache& judged, const Cache& now, const Settled& s
     }
 }
 
-void Remove(const Options& options, const Cache& cache) {
+void RemoveCache(const DeleteOptions& options, const Cache& cache) {
     const GivenStatus status(cache);
     const int fast = options.fast || options.discardDirty ? 1 : 0;
     const Outcome outcome =
@@ -151,7 +151,7 @@ void Forget(const Cache& cache) {
     After("the cache is deleted, but ", [&] { RemoveEntry(cache.Name()); });
 }
 
-void Tell(Context& context, const Cache& cache, const Lost& lost, bool isWiped) {
+void TellDeleted(Context& context, const Cache& cache, const Lost& lost, bool isWiped) {
     Record record = Identity(cache);
     record.fields.push_back({"ssd_wiped", "SSD wiped", isWiped});
     const auto losses = lost.Fields();
@@ -186,20 +186,21 @@ void RequireLoaded(const Cache& cache) {
                   std::nullopt, FailureKind::kRefused};
 }
 
-void TakeDown(Context& context, const Options& options, const Cache& judged, const Settled& settled) {
+void TakeDownForGood(Context& context, const DeleteOptions& options, const Cache& judged,
+                     const Settled& settled) {
     const LifecycleLock lock("delete");
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, judged.Name());
     RequireKnownMode(options, cache);
     const FlushLock noFlush(cache);
     RequireStillSettled(judged, cache, settled);
-    Remove(options, cache);
+    RemoveCache(options, cache);
     const bool isWiped = WipeSsd(cache);
     Forget(cache);
-    Tell(context, cache, settled.lost, isWiped);
+    TellDeleted(context, cache, settled.lost, isWiped);
 }
 
-void Delete(Context& context, const Options& options) {
+void Delete(Context& context, const DeleteOptions& options) {
     Inventory first = TakeInventory();
     RequireLoaded(Find(first, options.cache));
     const Cache& judged = FindRunning(first, options.cache);
@@ -207,7 +208,7 @@ void Delete(Context& context, const Options& options) {
     RequireIdle(judged);
     const Settled settled = judged.MayHoldDirty() ? SettleDirtyBlocks(context, options, judged) : Settled{};
     try {
-        TakeDown(context, options, judged, settled);
+        TakeDownForGood(context, options, judged, settled);
     } catch (Failure& failure) {
         AddLoss(failure, judged, settled.lost);
         if (HandleStateOf(judged) == FLASHCACHE_HANDLE_STATE_FLUSH) {
@@ -218,7 +219,7 @@ void Delete(Context& context, const Options& options) {
     }
 }
 
-std::vector<Argument> Declare(Options& options) {
+std::vector<Argument> DeclareDelete(DeleteOptions& options) {
     return {CacheArgument(options.cache),
             {.name = "--fast",
              .help = "leave out the flush; with dirty blocks, asks on a terminal or wants --discard-dirty",
@@ -231,10 +232,10 @@ std::vector<Argument> Declare(Options& options) {
 }  // namespace
 
 Verb DeleteVerb() {
-    return MakeVerb<Options>(
+    return MakeVerb<DeleteOptions>(
         "delete",
         "Flush a cache, take it down, wipe its SSD and remove its entry; nothing is lost, unless told to",
-        "vemocachectl delete cachedev_0", Declare, Delete);
+        "vemocachectl delete cachedev_0", DeclareDelete, Delete);
 }
 
 }  // namespace cli

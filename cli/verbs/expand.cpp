@@ -13,7 +13,7 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct ExpandOptions {
     std::string cache;
 };
 
@@ -65,7 +65,7 @@ void RequireGrown(const Cache& cache) {
     }
 }
 
-void Expand(Context& context, const Options& options) {
+void Expand(Context& context, const ExpandOptions& options) {
     const LifecycleLock lock("expand");
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, options.cache);
@@ -96,10 +96,11 @@ void Expand(Context& context, const Options& options) {
 }  // namespace
 
 Verb ExpandVerb() {
-    return MakeVerb<Options>(
+    return MakeVerb<ExpandOptions>(
         "expand", "Bring a cache device to the size of its volume, after the volume has grown",
         "vemocachectl expand cachedev_0",
-        [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Expand);
+        [](ExpandOptions& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; },
+        Expand);
 }
 
 }  // namespace cli

@@ -14,7 +14,7 @@ namespace {
 
 constexpr const char* kMarker = "/tmp/flashcache_file_statistics_processing";
 
-struct NoOptions {};
+struct NoFilestatOptions {};
 
 struct RunOptions {
     std::string mount;
@@ -53,7 +53,7 @@ Answer AgesAnswer() {
     return answer;
 }
 
-void Run(const Context& context, const RunOptions& options) {
+void RunWalk(const Context& context, const RunOptions& options) {
     const std::string mount = std::filesystem::absolute(options.mount).lexically_normal();
     RequireNoRun(mount);
     const std::string id = options.id.empty() ? std::filesystem::path(mount).filename().string() : options.id;
@@ -71,11 +71,11 @@ void Run(const Context& context, const RunOptions& options) {
     Print(AgesAnswer(), context.json);
 }
 
-void Show(const Context& context, const NoOptions& /*options*/) {
+void ShowAges(const Context& context, const NoFilestatOptions& /*options*/) {
     Print(AgesAnswer(), context.json);
 }
 
-void Status(const Context& context, const NoOptions& /*options*/) {
+void ShowWalk(const Context& context, const NoFilestatOptions& /*options*/) {
     std::string volume;
     const bool running = IsRunning(volume);
     const Record record{{{"running", "Running", running},
@@ -108,13 +108,13 @@ Verb FilestatVerb() {
         {MakeVerb<RunOptions>(
              "run",
              "Walk the shares of a volume and store what was counted; files outside them are not counted",
-             "vemocachectl filestat run /volume1", DeclareRun, Run),
-         Report(MakeVerb<NoOptions>(
+             "vemocachectl filestat run /volume1", DeclareRun, RunWalk),
+         Report(MakeVerb<NoFilestatOptions>(
              "show", "Draw what was counted in the shares, by day and by level of age",
-             "vemocachectl filestat show", [](NoOptions&) { return NoArguments(); }, Show)),
-         Report(MakeVerb<NoOptions>(
+             "vemocachectl filestat show", [](NoFilestatOptions&) { return NoArguments(); }, ShowAges)),
+         Report(MakeVerb<NoFilestatOptions>(
              "status", "Tell whether a run is in progress", "vemocachectl filestat status",
-             [](NoOptions&) { return NoArguments(); }, Status))});
+             [](NoFilestatOptions&) { return NoArguments(); }, ShowWalk))});
 }
 
 }  // namespace cli

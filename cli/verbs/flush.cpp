@@ -13,7 +13,7 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct FlushOptions {
     std::string cache;
     bool cancel = false;
     bool status = false;
@@ -21,7 +21,7 @@ struct Options {
 };
 
 // `result` is "done" or "cancelled" at the end of a flush, else empty.
-Record Describe(const std::string& name, const std::string& result, const std::optional<Lost>& lost) {
+Record DescribeFlush(const std::string& name, const std::string& result, const std::optional<Lost>& lost) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, name);
     Record record{{{"name", "Name", cache.Name()},
@@ -39,14 +39,14 @@ Record Describe(const std::string& name, const std::string& result, const std::o
     return record;
 }
 
-void Tell(const Context& context, const Cache& cache, const std::string& result, const std::string& headline,
-          const std::optional<Lost>& lost = std::nullopt) {
-    Answer answer = One("flush", Describe(cache.Name(), result, lost), headline);
+void TellFlushed(const Context& context, const Cache& cache, const std::string& result,
+                 const std::string& headline, const std::optional<Lost>& lost = std::nullopt) {
+    Answer answer = One("flush", DescribeFlush(cache.Name(), result, lost), headline);
     answer.tellsHarm = context.failed;
     Print(answer, context.json);
 }
 
-std::string HeadlineOf(const Cache& cache, const Flushed& flushed) {
+std::string HeadlineOfFlush(const Cache& cache, const Flushed& flushed) {
     if (flushed.end == FlushEnd::kCancelled) {
         return fmt::format("Cancelled; {} is as it was before.", cache.Name());
     }
@@ -57,14 +57,15 @@ std::string HeadlineOf(const Cache& cache, const Flushed& flushed) {
                        cache.Name());
 }
 
-void Run(Context& context, const Cache& cache) {
+void FlushOne(Context& context, const Cache& cache) {
     const Flushed flushed = RunFlush(cache, context.json);
-    std::string headline = HeadlineOf(cache, flushed);
+    std::string headline = HeadlineOfFlush(cache, flushed);
     if (!flushed.lost.IsNone()) {
         headline = flushed.lost.Text(cache) + " " + headline;
     }
     context.failed = flushed.end == FlushEnd::kCancelled || !flushed.lost.IsNone();
-    Tell(context, cache, flushed.end == FlushEnd::kDone ? "done" : "cancelled", headline, flushed.lost);
+    TellFlushed(context, cache, flushed.end == FlushEnd::kDone ? "done" : "cancelled", headline,
+                flushed.lost);
 }
 
 std::string TextOf(Cancelled cancelled, const Cache& cache) {
@@ -80,22 +81,22 @@ std::string DeadText(const Cache& cache) {
         cache.Name());
 }
 
-void Flush(Context& context, const Options& options) {
+void Flush(Context& context, const FlushOptions& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, options.cache);
     if (options.cancel) {
-        Tell(context, cache, "cancelled", TextOf(CancelFlush(cache), cache));
+        TellFlushed(context, cache, "cancelled", TextOf(CancelFlush(cache), cache));
     } else if (options.status) {
         if (options.follow) {
             FollowFlush(cache, context.json);
         }
-        Tell(context, cache, "", IsFlushDead(cache) ? DeadText(cache) : "");
+        TellFlushed(context, cache, "", IsFlushDead(cache) ? DeadText(cache) : "");
     } else {
-        Run(context, cache);
+        FlushOne(context, cache);
     }
 }
 
-std::vector<Argument> Declare(Options& options) {
+std::vector<Argument> DeclareFlush(FlushOptions& options) {
     return {
         CacheArgument(options.cache),
         {.name = "--cancel", .help = "cancel a flush that another process runs", .target = &options.cancel},
@@ -112,11 +113,12 @@ std::vector<Argument> Declare(Options& options) {
 }  // namespace
 
 Verb FlushVerb() {
-    return MakeVerb<Options>(
+    return MakeVerb<FlushOptions>(
         "flush",
         "Write all dirty blocks back to the volume, with progress; Ctrl-C cancels and restores the former "
         "state",
-        "vemocachectl flush cachedev_0\n  vemocachectl flush --status --follow cachedev_0", Declare, Flush);
+        "vemocachectl flush cachedev_0\n  vemocachectl flush --status --follow cachedev_0", DeclareFlush,
+        Flush);
 }
 
 }  // namespace cli

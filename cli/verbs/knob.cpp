@@ -54,7 +54,7 @@ constexpr std::array kKnobs = {
          "KiB from which sequential I/O bypasses it, 0: never"},
 };
 
-struct Options {
+struct KnobOptions {
     std::string cache;
     std::vector<std::string> knobs;  // get
     std::string knob;                // set
@@ -97,14 +97,14 @@ Value ValueOf(const Reading& reading) {
     return std::int64_t{reading.value};
 }
 
-Record Describe(const Knob& knob, const Value& value) {
+Record DescribeKnob(const Knob& knob, const Value& value) {
     Record record{
         {{"name", "Knob", knob.name}, {"value", "Value", value}, {"meaning", "Meaning", knob.meaning}}};
     MayGiveWay(record, {"meaning"});
     return record;
 }
 
-void Get(Context& context, const Options& options) {
+void GetKnob(Context& context, const KnobOptions& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindWithPair(inventory, options.cache);
     Answer answer{"knobs", Layout::kTable, {}, "", ""};
@@ -115,7 +115,7 @@ void Get(Context& context, const Options& options) {
             throw LibraryFailure(fmt::format("the knob {} of {} could not be read", name, cache.Name()),
                                  reading.outcome, fmt::format("vemocachectl knob get {}", cache.Name()));
         }
-        answer.records.push_back(Describe(knob, ValueOf(reading)));
+        answer.records.push_back(DescribeKnob(knob, ValueOf(reading)));
     }
     Print(answer, context.json);
 }
@@ -128,7 +128,7 @@ void RequireInRange(const Knob& knob, std::int32_t value) {
     }
 }
 
-void Set(Context& context, const Options& options) {
+void SetKnob(Context& context, const KnobOptions& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindWithPair(inventory, options.cache);
     const Knob& knob = Named(options.knob);
@@ -142,12 +142,12 @@ void Set(Context& context, const Options& options) {
             fmt::format("the knob {} of {} could not be set to {}", knob.name, cache.Name(), options.value),
             outcome, "the kernel did not take the value; the old one stays");
     }
-    Print(One("knob", Describe(knob, ValueOf(Read(cache, knob))),
+    Print(One("knob", DescribeKnob(knob, ValueOf(Read(cache, knob))),
               fmt::format("{} of {} was set; until the next load.", knob.name, cache.Name())),
           context.json);
 }
 
-std::vector<Argument> DeclareGet(Options& options) {
+std::vector<Argument> DeclareGet(KnobOptions& options) {
     return {CacheArgument(options.cache),
             {.name = "KNOB",
              .help = "knobs by name; all when left out",
@@ -155,7 +155,7 @@ std::vector<Argument> DeclareGet(Options& options) {
              .choices = AllNames()}};
 }
 
-std::vector<Argument> DeclareSet(Options& options) {
+std::vector<Argument> DeclareSetKnob(KnobOptions& options) {
     return {CacheArgument(options.cache),
             {.name = "KNOB",
              .help = "the knob by name",
@@ -168,12 +168,13 @@ std::vector<Argument> DeclareSet(Options& options) {
 }  // namespace
 
 Verb KnobVerb() {
-    return MakeGroup(
-        "knob", "Read or write the run-time knobs of a running cache",
-        {Report(MakeVerb<Options>("get", "Show knobs and their meaning",
-                                  "vemocachectl knob get cachedev_0 dirty_thresh_pct", DeclareGet, Get)),
-         MakeVerb<Options>("set", "Write a knob; the value holds until the cache is loaded anew",
-                           "vemocachectl knob set cachedev_0 dirty_thresh_pct 40", DeclareSet, Set)});
+    return MakeGroup("knob", "Read or write the run-time knobs of a running cache",
+                     {Report(MakeVerb<KnobOptions>("get", "Show knobs and their meaning",
+                                                   "vemocachectl knob get cachedev_0 dirty_thresh_pct",
+                                                   DeclareGet, GetKnob)),
+                      MakeVerb<KnobOptions>(
+                          "set", "Write a knob; the value holds until the cache is loaded anew",
+                          "vemocachectl knob set cachedev_0 dirty_thresh_pct 40", DeclareSetKnob, SetKnob)});
 }
 
 }  // namespace cli

@@ -5,9 +5,9 @@
 namespace cli {
 namespace {
 
-struct Options {};
+struct ListOptions {};
 
-void List(const Context& context, const Options&) {
+void ListCaches(const Context& context, const ListOptions&) {
     const Inventory inventory = TakeInventory();
     Answer answer{"caches", Layout::kTable, {}, "", "There are no caches."};
     for (const auto& cache : inventory.caches) {
@@ -20,9 +20,9 @@ void List(const Context& context, const Options&) {
 }  // namespace
 
 Verb ListVerb() {
-    return Report(MakeVerb<Options>(
+    return Report(MakeVerb<ListOptions>(
         "list", "List all caches, configured and running", "vemocachectl list",
-        [](Options&) { return NoArguments(); }, List));
+        [](ListOptions&) { return NoArguments(); }, ListCaches));
 }
 
 }  // namespace cli

@@ -17,7 +17,7 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct LoadOptions {
     std::string cache;
     std::string volume;
     bool all = false;
@@ -62,7 +62,7 @@ void LoadAll(Context& context, const Inventory& inventory) {
 }
 
 // The cache of an SSD that the configuration does not know, which tells itself what it is.
-SsdContent RequireTelling(const Options& options) {
+SsdContent RequireTelling(const LoadOptions& options) {
     RequireBlockDevice(options.cache, "SSD");
     RequireBlockDevice(options.volume, "volume");
     auto content = ReadSsdContent(options.cache);
@@ -90,7 +90,7 @@ void RefreshCopyOrNote() {
     }
 }
 
-void LoadFromSsd(const Context& context, const Options& options) {
+void LoadFromSsd(const Context& context, const LoadOptions& options) {
     const Inventory inventory = TakeInventory();
     RequireWholeConfig(inventory);
     RequireAllKnown(inventory, fmt::format("the SSD {} is free", options.cache));
@@ -111,7 +111,7 @@ void LoadFromSsd(const Context& context, const Options& options) {
     }
 }
 
-void Load(Context& context, const Options& options) {
+void Load(Context& context, const LoadOptions& options) {
     if (options.cache.empty() && !options.all) {
         throw Failure{"wrong usage", "CACHE or --all is required", "vemocachectl load --help", std::nullopt,
                       FailureKind::kUsage};
@@ -135,7 +135,7 @@ void Load(Context& context, const Options& options) {
     }
 }
 
-std::vector<Argument> Declare(Options& options) {
+std::vector<Argument> DeclareLoad(LoadOptions& options) {
     Argument cache = CacheArgument(options.cache);
     cache.required = false;
     return {
@@ -155,9 +155,9 @@ std::vector<Argument> Declare(Options& options) {
 }  // namespace
 
 Verb LoadVerb() {
-    return MakeVerb<Options>(
+    return MakeVerb<LoadOptions>(
         "load", "Bring up a configured cache, or all, as after a restart; finishes what was begun",
-        "vemocachectl load --all\n  vemocachectl load /dev/md3 /dev/vg1/volume_1", Declare, Load);
+        "vemocachectl load --all\n  vemocachectl load /dev/md3 /dev/vg1/volume_1", DeclareLoad, Load);
 }
 
 }  // namespace cli

@@ -7,7 +7,7 @@
 namespace cli {
 namespace {
 
-struct Options {};
+struct MemoryOptions {};
 
 // What the block metadata of a running cache takes; nothing when it cannot be told.
 Value LiveBytes(const Cache& cache) {
@@ -39,7 +39,7 @@ Value NeededBytes() {
     return VEMOFlashCacheGetTotalMemoryConsumptionByte(&bytes) == 0 ? Value(bytes) : Value();
 }
 
-void Memory(const Context& context, const Options& /*options*/) {
+void Memory(const Context& context, const MemoryOptions& /*options*/) {
     const Inventory inventory = TakeInventory();
     Answer answer{"caches", Layout::kTable, {}, "", "There are no caches."};
     for (const auto& cache : inventory.caches) {
@@ -55,9 +55,9 @@ void Memory(const Context& context, const Options& /*options*/) {
 }  // namespace
 
 Verb MemoryVerb() {
-    return Report(MakeVerb<Options>(
+    return Report(MakeVerb<MemoryOptions>(
         "memory", "Show the kernel memory that caches take, and what the configured ones need",
-        "vemocachectl memory", [](Options&) { return NoArguments(); }, Memory));
+        "vemocachectl memory", [](MemoryOptions&) { return NoArguments(); }, Memory));
 }
 
 }  // namespace cli

@@ -12,7 +12,7 @@ namespace {
 // In the order of their loading.
 constexpr std::array kModules = {"vemo_flashcache_control", "flashcache", "flashcache_vemo"};
 
-struct Options {
+struct ModulesOptions {
     bool load = false;
 };
 
@@ -24,7 +24,7 @@ void LoadModules() {
     }
 }
 
-void Modules(const Context& context, const Options& options) {
+void Modules(const Context& context, const ModulesOptions& options) {
     if (options.load) {
         LoadModules();
     }
@@ -39,10 +39,10 @@ void Modules(const Context& context, const Options& options) {
 }  // namespace
 
 Verb ModulesVerb() {
-    return MakeVerb<Options>(
+    return MakeVerb<ModulesOptions>(
         "modules", "Show whether the kernel modules that caches need are loaded",
         "vemocachectl modules --load",
-        [](Options& options) -> std::vector<Argument> {
+        [](ModulesOptions& options) -> std::vector<Argument> {
             return {{.name = "--load", .help = "load those that are missing first", .target = &options.load}};
         },
         Modules);

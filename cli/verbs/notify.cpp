@@ -7,7 +7,7 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct NotifyOptions {
     std::string cache;
 };
 
@@ -19,7 +19,7 @@ const FLASHCACHE_CONFIG& EntryOf(const Cache& cache) {
     return *cache.entry;
 }
 
-void Notify(const Context& context, const Options& options) {
+void Notify(const Context& context, const NotifyOptions& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = Find(inventory, options.cache);
     const FLASHCACHE_CONFIG& entry = EntryOf(cache);
@@ -38,10 +38,11 @@ void Notify(const Context& context, const Options& options) {
 }  // namespace
 
 Verb NotifyVerb() {
-    return MakeVerb<Options>(
+    return MakeVerb<NotifyOptions>(
         "notify", "Announce a write-back cache whose SSD is marked as missing",
         "vemocachectl notify cachedev_0",
-        [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Notify);
+        [](NotifyOptions& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; },
+        Notify);
 }
 
 }  // namespace cli

@@ -8,7 +8,7 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct PinOptions {
     std::string mount;
     std::vector<std::string> files;
     std::string file;
@@ -25,7 +25,7 @@ void RequireModel() {
 
 // One file a call: so that the list's limited length limits no admin, and a file that fails costs its own
 // row alone.
-void ChangePins(Context& context, const Options& options, bool pin) {
+void ChangePins(Context& context, const PinOptions& options, bool pin) {
     RequireModel();
     Answer answer{"files", Layout::kTable, {}, "", ""};
     for (const auto& file : options.files) {
@@ -36,7 +36,7 @@ void ChangePins(Context& context, const Options& options, bool pin) {
     Print(answer, context.json);
 }
 
-void Check(Context& context, const Options& options) {
+void CheckPin(Context& context, const PinOptions& options) {
     std::uint32_t pinned = 0;
     const std::string path = PinPath(options.file);
     const Outcome outcome = Attempt([&] { return VEMOFlashCachePinIsFileAdded(path.c_str(), &pinned); });
@@ -60,7 +60,7 @@ Value CanPin(const std::string& mount) {
     return KnownFlag(YesOrNo(Attempt([&] { return VEMOFlashCachePinIsVolumeSupport(mount.c_str()); })));
 }
 
-void ListSupport(const Context& context, const Options& /*options*/) {
+void ListSupport(const Context& context, const PinOptions& /*options*/) {
     const Inventory inventory = TakeInventory();
     Answer answer{"volumes", Layout::kTable, {}, "", "No cache is configured."};
     for (const auto& cache : inventory.caches) {
@@ -91,7 +91,7 @@ Value BitmapSize(const std::string& mount) {
     return bytes;
 }
 
-void Bitmap(const Context& context, const Options& options) {
+void Bitmap(const Context& context, const PinOptions& options) {
     RequireModel();
     if (options.send) {
         Demand("sending the pin bitmap of", options.mount, VEMOFlashCachePinSendVolumeBitmap);
@@ -106,7 +106,7 @@ void Bitmap(const Context& context, const Options& options) {
     Print(One("bitmap", record), context.json);
 }
 
-void TellTool(const Context& context, const Options& options, bool mounted) {
+void TellTool(const Context& context, const PinOptions& options, bool mounted) {
     RequireModel();
     Demand(mounted ? "handling the mount of" : "handling the unmount of", options.mount,
            mounted ? VEMOFlashCachePinHandleVolumeMount : VEMOFlashCachePinHandleVolumeUmount);
@@ -115,7 +115,7 @@ void TellTool(const Context& context, const Options& options, bool mounted) {
         context.json);
 }
 
-std::vector<Argument> Mount(Options& options) {
+std::vector<Argument> Mount(PinOptions& options) {
     return {{.name = "MOUNT",
              .help = "mount path of the volume",
              .target = &options.mount,
@@ -124,7 +124,7 @@ std::vector<Argument> Mount(Options& options) {
              .completion = Completion::kFolder}};
 }
 
-std::vector<Argument> MountAndFiles(Options& options) {
+std::vector<Argument> MountAndFiles(PinOptions& options) {
     std::vector<Argument> arguments = Mount(options);
     arguments.push_back({.name = "FILE",
                          .help = "files of the volume",
@@ -134,7 +134,7 @@ std::vector<Argument> MountAndFiles(Options& options) {
     return arguments;
 }
 
-std::vector<Argument> OneFile(Options& options) {
+std::vector<Argument> OneFile(PinOptions& options) {
     return {{.name = "FILE",
              .help = "the file",
              .target = &options.file,
@@ -142,7 +142,7 @@ std::vector<Argument> OneFile(Options& options) {
              .completion = Completion::kFile}};
 }
 
-std::vector<Argument> MountAndActions(Options& options) {
+std::vector<Argument> MountAndActions(PinOptions& options) {
     std::vector<Argument> arguments = Mount(options);
     arguments.push_back({.name = "--send", .help = "send it to the kernel", .target = &options.send});
     arguments.push_back({.name = "--delete",
@@ -153,30 +153,30 @@ std::vector<Argument> MountAndActions(Options& options) {
 }
 
 std::vector<Verb> FileVerbs() {
-    return {MakeVerb<Options>("add", "Keep files resident in the cache",
-                              "vemocachectl pin add /volume1 /volume1/db/index", MountAndFiles,
-                              [](Context& c, const Options& o) { ChangePins(c, o, true); }),
-            MakeVerb<Options>("remove", "Let files leave the cache again",
-                              "vemocachectl pin remove /volume1 /volume1/db/index", MountAndFiles,
-                              [](Context& c, const Options& o) { ChangePins(c, o, false); }),
-            Question(MakeVerb<Options>("check", "Tell whether a file is pinned",
-                                       "vemocachectl pin check /volume1/db/index", OneFile, Check),
+    return {MakeVerb<PinOptions>("add", "Keep files resident in the cache",
+                                 "vemocachectl pin add /volume1 /volume1/db/index", MountAndFiles,
+                                 [](Context& c, const PinOptions& o) { ChangePins(c, o, true); }),
+            MakeVerb<PinOptions>("remove", "Let files leave the cache again",
+                                 "vemocachectl pin remove /volume1 /volume1/db/index", MountAndFiles,
+                                 [](Context& c, const PinOptions& o) { ChangePins(c, o, false); }),
+            Question(MakeVerb<PinOptions>("check", "Tell whether a file is pinned",
+                                          "vemocachectl pin check /volume1/db/index", OneFile, CheckPin),
                      "the file is not pinned")};
 }
 
 std::vector<Verb> VolumeVerbs() {
-    return {Report(MakeVerb<Options>(
+    return {Report(MakeVerb<PinOptions>(
                 "list-support", "Show which caches' volumes can pin files", "vemocachectl pin list-support",
-                [](Options&) { return NoArguments(); }, ListSupport)),
-            MakeVerb<Options>("bitmap",
-                              "Show the size of a volume's pin bitmap, send it to the kernel or delete it",
-                              "vemocachectl pin bitmap /volume1 --send", MountAndActions, Bitmap),
-            MakeVerb<Options>("mount", "Tell the pin tool that a volume was mounted",
-                              "vemocachectl pin mount /volume1", Mount,
-                              [](const Context& c, const Options& o) { TellTool(c, o, true); }),
-            MakeVerb<Options>("umount", "Tell the pin tool that a volume was unmounted",
-                              "vemocachectl pin umount /volume1", Mount,
-                              [](const Context& c, const Options& o) { TellTool(c, o, false); })};
+                [](PinOptions&) { return NoArguments(); }, ListSupport)),
+            MakeVerb<PinOptions>("bitmap",
+                                 "Show the size of a volume's pin bitmap, send it to the kernel or delete it",
+                                 "vemocachectl pin bitmap /volume1 --send", MountAndActions, Bitmap),
+            MakeVerb<PinOptions>("mount", "Tell the pin tool that a volume was mounted",
+                                 "vemocachectl pin mount /volume1", Mount,
+                                 [](const Context& c, const PinOptions& o) { TellTool(c, o, true); }),
+            MakeVerb<PinOptions>("umount", "Tell the pin tool that a volume was unmounted",
+                                 "vemocachectl pin umount /volume1", Mount,
+                                 [](const Context& c, const PinOptions& o) { TellTool(c, o, false); })};
 }
 
 }  // namespace

@@ -13,7 +13,7 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct ProbeOptions {
     std::string ssd;
 };
 
@@ -35,7 +35,7 @@ Value ModeOf(const SsdContent& content, const Cache* cache) {
 
 // The library tells whether there is a cache and its format; the rest is read from the SSD itself, where its
 // layout is known.
-Record Describe(const std::string& ssd, bool exists) {
+Record DescribeProbe(const std::string& ssd, bool exists) {
     const auto content = exists ? ReadSsdContent(ssd) : std::nullopt;
     const auto tell = [&](auto read) { return content ? Value(read(*content)) : Value(); };
     const Inventory inventory = TakeInventory();
@@ -60,20 +60,20 @@ Record Describe(const std::string& ssd, bool exists) {
              {"dirty_bytes", "Dirty", BytesOf(dirty, content ? content->blockSize : 0), Format::kBytes}}};
 }
 
-void Probe(Context& context, const Options& options) {
+void Probe(Context& context, const ProbeOptions& options) {
     RequireBlockDevice(options.ssd, "SSD");
     const bool exists = HoldsCache(options.ssd);
     context.saidNo = !exists;
-    Print(One("probe", Describe(options.ssd, exists)), context.json);
+    Print(One("probe", DescribeProbe(options.ssd, exists)), context.json);
 }
 
 }  // namespace
 
 Verb ProbeVerb() {
-    return Question(MakeVerb<Options>(
+    return Question(MakeVerb<ProbeOptions>(
                         "probe", "Tell whether an SSD holds a cache, and what the SSD tells of it",
                         "vemocachectl probe /dev/md3",
-                        [](Options& options) -> std::vector<Argument> {
+                        [](ProbeOptions& options) -> std::vector<Argument> {
                             return {{.name = "SSD",
                                      .help = "device path of the SSD",
                                      .target = &options.ssd,

@@ -11,7 +11,7 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct SerialsOptions {
     std::string section;
     std::vector<std::string> serials;
     bool discard = false;
@@ -34,7 +34,7 @@ TextList Stored(const std::string& section) {
     return TextList(list);
 }
 
-void Get(const Context& context, const Options& options) {
+void GetSerials(const Context& context, const SerialsOptions& options) {
     const TextList list = Stored(options.section);
     Answer answer{"serials", Layout::kTable, {}, "", fmt::format("There is no list {}.", options.section)};
     for (int i = 0; list != nullptr; ++i) {
@@ -47,7 +47,7 @@ void Get(const Context& context, const Options& options) {
     Print(answer, context.json);
 }
 
-void Set(const Context& context, const Options& options) {
+void SetSerials(const Context& context, const SerialsOptions& options) {
     const std::string joined = fmt::format("{}", fmt::join(options.serials, ","));
     const Outcome outcome =
         Attempt([&] { return VEMOFlashcacheConfigSerialListSet(options.section.c_str(), joined.c_str()); });
@@ -69,7 +69,7 @@ void RequireList(const std::string& section) {
 }
 
 // An unknown list has none of them: the library would say that nothing is missing.
-bool AreAllThere(const Options& options) {
+bool AreAllThere(const SerialsOptions& options) {
     RequireList(options.section);
     VLIBC_SZLIST* made = VLIBCSzListAlloc(static_cast<int>(options.serials.size()));
     const std::string joined = fmt::format("{}", fmt::join(options.serials, ","));
@@ -81,14 +81,14 @@ bool AreAllThere(const Options& options) {
     return VEMOFlashcacheConfigSerialListCheck(options.section.c_str(), asked.get()) == 0;
 }
 
-void Check(Context& context, const Options& options) {
+void CheckSerials(Context& context, const SerialsOptions& options) {
     const bool areAllThere = AreAllThere(options);
     const Record record{{{"section", "Section", options.section}, {"all_known", "All known", areAllThere}}};
     context.saidNo = !areAllThere;
     Print(One("check", record), context.json);
 }
 
-void Remove(const Context& context, const Options& options) {
+void RemoveSerials(const Context& context, const SerialsOptions& options) {
     RequireList(options.section);
     RequireConsent({fmt::format("remove the list of serial numbers {}", options.section), "--discard-list"},
                    options.discard, !context.json);
@@ -100,7 +100,7 @@ void Remove(const Context& context, const Options& options) {
     Print(One("removed", Record{{{"section", "Section", options.section}}}), context.json);
 }
 
-std::vector<Argument> Section(Options& options) {
+std::vector<Argument> Section(SerialsOptions& options) {
     return {{.name = "SECTION",
              .help = "the section of the list, as its users named it",
              .target = &options.section,
@@ -116,7 +116,7 @@ std::string CheckSerial(const std::string& serial) {
                : "";
 }
 
-std::vector<Argument> SectionAndSerials(Options& options) {
+std::vector<Argument> SectionAndSerials(SerialsOptions& options) {
     std::vector<Argument> arguments = Section(options);
     arguments.push_back({.name = "SERIAL",
                          .help = "serial numbers",
@@ -126,7 +126,7 @@ std::vector<Argument> SectionAndSerials(Options& options) {
     return arguments;
 }
 
-std::vector<Argument> SectionAndConsent(Options& options) {
+std::vector<Argument> SectionAndConsent(SerialsOptions& options) {
     std::vector<Argument> arguments = Section(options);
     arguments.push_back({.name = "--discard-list",
                          .help = "consent to the loss; asked for on a terminal when left out",
@@ -139,14 +139,17 @@ std::vector<Argument> SectionAndConsent(Options& options) {
 Verb SerialsVerb() {
     return MakeGroup(
         "serials", "Keep lists of the serial numbers of SSDs",
-        {Report(MakeVerb<Options>("get", "Show a list", "vemocachectl serials get cache_1", Section, Get)),
-         MakeVerb<Options>("set", "Store a list in place of what it held",
-                           "vemocachectl serials set cache_1 S1 S2", SectionAndSerials, Set),
-         Question(MakeVerb<Options>("check", "Tell whether all these are in a list",
-                                    "vemocachectl serials check cache_1 S1", SectionAndSerials, Check),
+        {Report(MakeVerb<SerialsOptions>("get", "Show a list", "vemocachectl serials get cache_1", Section,
+                                         GetSerials)),
+         MakeVerb<SerialsOptions>("set", "Store a list in place of what it held",
+                                  "vemocachectl serials set cache_1 S1 S2", SectionAndSerials, SetSerials),
+         Question(MakeVerb<SerialsOptions>("check", "Tell whether all these are in a list",
+                                           "vemocachectl serials check cache_1 S1", SectionAndSerials,
+                                           CheckSerials),
                   "the list has not all of them"),
-         MakeVerb<Options>("remove", "Remove a list", "vemocachectl serials remove cache_1 --discard-list",
-                           SectionAndConsent, Remove)});
+         MakeVerb<SerialsOptions>("remove", "Remove a list",
+                                  "vemocachectl serials remove cache_1 --discard-list", SectionAndConsent,
+                                  RemoveSerials)});
 }
 
 }  // namespace cli

@@ -7,7 +7,7 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct SizeOptions {
     std::string cache;
 };
 
@@ -45,7 +45,7 @@ void ShowAll(const Context& context) {
     Print(One("size", record), context.json);
 }
 
-void Size(const Context& context, const Options& options) {
+void Size(const Context& context, const SizeOptions& options) {
     if (options.cache.empty()) {
         ShowAll(context);
     } else {
@@ -53,7 +53,7 @@ void Size(const Context& context, const Options& options) {
     }
 }
 
-std::vector<Argument> Declare(Options& options) {
+std::vector<Argument> DeclareSize(SizeOptions& options) {
     Argument cache = CacheArgument(options.cache);
     cache.required = false;
     return {cache};
@@ -62,8 +62,8 @@ std::vector<Argument> Declare(Options& options) {
 }  // namespace
 
 Verb SizeVerb() {
-    return Report(MakeVerb<Options>("size", "Show how large a running cache is, or all together",
-                                    "vemocachectl size cachedev_0", Declare, Size));
+    return Report(MakeVerb<SizeOptions>("size", "Show how large a running cache is, or all together",
+                                        "vemocachectl size cachedev_0", DeclareSize, Size));
 }
 
 }  // namespace cli

@@ -9,7 +9,7 @@
 namespace cli {
 namespace {
 
-struct NoOptions {};
+struct NoSsdOptions {};
 
 struct CheckOptions {
     std::string model;
@@ -21,7 +21,7 @@ struct SupportListFree {
 };
 using SupportList = std::unique_ptr<FLASHCACHE_SUPPORT_SSD_LIST, SupportListFree>;
 
-void Check(Context& context, const CheckOptions& options) {
+void CheckSsd(Context& context, const CheckOptions& options) {
     const FLASHCACHE_SSD_INFO ssd{options.model.c_str(), options.size.bytes};
     const auto supported = YesOrNo(Attempt([&] { return VEMOFlashCacheCheckSSDSupport(&ssd); }));
     const Record record{{{"model", "Model", options.model},
@@ -36,7 +36,7 @@ Value TextOrNone(const char* text) {
     return text == nullptr ? Value() : KnownText(text);
 }
 
-Record Describe(const FLASHCACHE_SUPPORT_SSD& ssd) {
+Record DescribeSsd(const FLASHCACHE_SUPPORT_SSD& ssd) {
     const auto supported = YesOrNo(Attempt([&] { return VEMOFlashCacheIsSSDSupport(ssd.Name); }));
     Record record{{{"name", "Model|GiB", TextOrNone(ssd.Name)},
                    {"supported", "Here", KnownFlag(supported)},
@@ -48,7 +48,7 @@ Record Describe(const FLASHCACHE_SUPPORT_SSD& ssd) {
     return record;
 }
 
-void List(const Context& context, const NoOptions& /*options*/) {
+void ListSsds(const Context& context, const NoSsdOptions& /*options*/) {
     FLASHCACHE_SUPPORT_SSD_LIST* list = nullptr;
     const Outcome outcome = Attempt([&] { return VEMOFlashCacheSupportSSDGet(&list); });
     const SupportList owner(list);
@@ -58,12 +58,12 @@ void List(const Context& context, const NoOptions& /*options*/) {
     Answer answer{
         "ssds", Layout::kTable, {}, "", "There is no SSD database: vemocachectl ssd update fetches it."};
     for (const auto* node = list; node != nullptr; node = node->Next) {
-        answer.records.push_back(Describe(*node->SSD));
+        answer.records.push_back(DescribeSsd(*node->SSD));
     }
     Print(answer, context.json);
 }
 
-void Update(const Context& context, const NoOptions& /*options*/) {
+void Update(const Context& context, const NoSsdOptions& /*options*/) {
     if (!context.json) {
         Note("asking the update server; this may take a while");
     }
@@ -104,14 +104,14 @@ Verb SsdVerb() {
     return MakeGroup(
         "ssd", "Check SSDs against the compatibility database",
         {Question(MakeVerb<CheckOptions>("check", "Tell whether an SSD is supported on this appliance",
-                                         "vemocachectl ssd check QM-S400 480G", DeclareCheck, Check),
+                                         "vemocachectl ssd check QM-S400 480G", DeclareCheck, CheckSsd),
                   "the SSD is not supported here"),
-         Report(MakeVerb<NoOptions>(
-             "list", "Show the database", "vemocachectl ssd list", [](NoOptions&) { return NoArguments(); },
-             List)),
-         MakeVerb<NoOptions>(
+         Report(MakeVerb<NoSsdOptions>(
+             "list", "Show the database", "vemocachectl ssd list",
+             [](NoSsdOptions&) { return NoArguments(); }, ListSsds)),
+         MakeVerb<NoSsdOptions>(
              "update", "Fetch a new database from the update server", "vemocachectl ssd update",
-             [](NoOptions&) { return NoArguments(); }, Update)});
+             [](NoSsdOptions&) { return NoArguments(); }, Update)});
 }
 
 }  // namespace cli

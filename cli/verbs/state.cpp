@@ -10,23 +10,23 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct StateOptions {
     std::string cache;
     std::string state;
 };
 
-void Tell(const Context& context, const Cache& cache, const std::string& headline) {
+void TellState(const Context& context, const Cache& cache, const std::string& headline) {
     const Record record{{{"name", "Name", cache.Name()},
                          {"handle_state", "Handle state", HandleStateText(HandleStateOf(cache))}}};
     Print(One("state", record, headline), context.json);
 }
 
-void Get(Context& context, const Options& options) {
+void GetState(Context& context, const StateOptions& options) {
     Inventory inventory = TakeInventory();
-    Tell(context, FindWithPair(inventory, options.cache), "");
+    TellState(context, FindWithPair(inventory, options.cache), "");
 }
 
-void Set(Context& context, const Options& options) {
+void SetState(Context& context, const StateOptions& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindWithPair(inventory, options.cache);
     const FlushLock noFlush(cache);
@@ -43,10 +43,10 @@ void Set(Context& context, const Options& options) {
     if (options.state == "normal") {
         MendFlushRecord(cache);
     }
-    Tell(context, cache, fmt::format("{} is in the state {}.", cache.Name(), options.state));
+    TellState(context, cache, fmt::format("{} is in the state {}.", cache.Name(), options.state));
 }
 
-std::vector<Argument> DeclareSet(Options& options) {
+std::vector<Argument> DeclareSetState(StateOptions& options) {
     return {CacheArgument(options.cache),
             {.name = "STATE",
              .help = "the state",
@@ -60,12 +60,13 @@ std::vector<Argument> DeclareSet(Options& options) {
 Verb StateVerb() {
     return MakeGroup(
         "state", "Read or set the handle state in which a cache runs",
-        {Report(MakeVerb<Options>(
+        {Report(MakeVerb<StateOptions>(
              "get", "Show the handle state that the cache's knobs make up",
              "vemocachectl state get cachedev_0",
-             [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Get)),
-         MakeVerb<Options>("set", "Bring a cache to a handle state",
-                           "vemocachectl state set cachedev_0 normal", DeclareSet, Set)});
+             [](StateOptions& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; },
+             GetState)),
+         MakeVerb<StateOptions>("set", "Bring a cache to a handle state",
+                                "vemocachectl state set cachedev_0 normal", DeclareSetState, SetState)});
 }
 
 }  // namespace cli

@@ -5,11 +5,11 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct StatusOptions {
     std::vector<std::string> caches;
 };
 
-void Status(const Context& context, const Options& options) {
+void ShowStatus(const Context& context, const StatusOptions& options) {
     Inventory inventory = TakeInventory();
     Answer answer{"caches", Layout::kRecords, {}, "", "There are no caches."};
     for (const auto& name : options.caches) {
@@ -24,7 +24,7 @@ void Status(const Context& context, const Options& options) {
     Print(answer, context.json);
 }
 
-std::vector<Argument> Declare(Options& options) {
+std::vector<Argument> DeclareStatus(StatusOptions& options) {
     return {{.name = "CACHE",
              .help = std::string(kCacheHelp) + "; all when left out",
              .target = &options.caches,
@@ -34,9 +34,9 @@ std::vector<Argument> Declare(Options& options) {
 }  // namespace
 
 Verb StatusVerb() {
-    return Report(MakeVerb<Options>("status",
-                                    "Show all that is known of caches: devices, blocks, tuning, counters",
-                                    "vemocachectl status cachedev_0", Declare, Status));
+    return Report(MakeVerb<StatusOptions>(
+        "status", "Show all that is known of caches: devices, blocks, tuning, counters",
+        "vemocachectl status cachedev_0", DeclareStatus, ShowStatus));
 }
 
 }  // namespace cli

@@ -15,7 +15,7 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct UnloadOptions {
     std::string cache;
 };
 
@@ -57,7 +57,7 @@ std::optional<std::uint64_t> MostLeft(const Cache& cache) {
     return cache.MayHoldDirty() ? DirtyBlocks(cache.Ssd(), cache.Volume()) : std::optional<std::uint64_t>(0);
 }
 
-std::string HeadlineOf(const Cache& cache, std::optional<std::uint64_t> left) {
+std::string HeadlineOfUnload(const Cache& cache, std::optional<std::uint64_t> left) {
     std::string headline = fmt::format("Unloaded {}.", cache.Name());
     if (!cache.MayHoldDirty()) {
         return headline;
@@ -73,16 +73,16 @@ std::string HeadlineOf(const Cache& cache, std::optional<std::uint64_t> left) {
                        headline, number, stale);
 }
 
-void Tell(const Context& context, const Cache& cache, std::optional<std::uint64_t> left) {
+void TellUnloaded(const Context& context, const Cache& cache, std::optional<std::uint64_t> left) {
     Record record = Identity(cache);
     record.fields.insert(
         record.fields.end(),
         {{"dirty_blocks_left", "Dirty blocks left", left ? Value(*left) : Value()},
          {"dirty_bytes_left", "Dirty left", BytesOf(left, cache.BlockSize()), Format::kBytes}});
-    Print(One("unloaded", record, HeadlineOf(cache, left)), context.json);
+    Print(One("unloaded", record, HeadlineOfUnload(cache, left)), context.json);
 }
 
-void Unload(const Context& context, const Options& options) {
+void Unload(const Context& context, const UnloadOptions& options) {
     const LifecycleLock lock("unload");
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, options.cache);
@@ -93,18 +93,19 @@ void Unload(const Context& context, const Options& options) {
     TakeDown(cache);
     RecordUnload(cache);
     if (cache.entry != nullptr) {
-        After(HeadlineOf(cache, left) + " But ", [&] { MarkLoaded(cache.Name(), false); });
+        After(HeadlineOfUnload(cache, left) + " But ", [&] { MarkLoaded(cache.Name(), false); });
     }
-    Tell(context, cache, left);
+    TellUnloaded(context, cache, left);
 }
 
 }  // namespace
 
 Verb UnloadVerb() {
-    return MakeVerb<Options>(
+    return MakeVerb<UnloadOptions>(
         "unload", "Take a cache device down; its blocks and metadata stay on the SSD",
         "vemocachectl unload cachedev_0",
-        [](Options& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; }, Unload);
+        [](UnloadOptions& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; },
+        Unload);
 }
 
 }  // namespace cli

@@ -13,7 +13,7 @@
 namespace cli {
 namespace {
 
-struct Options {
+struct WipeOptions {
     std::string ssd;
     bool discardMetadata = false;
 };
@@ -40,7 +40,7 @@ std::string LossOf(const Inventory& inventory, const std::string& ssd) {
         "destroy the cache on {}, if it holds one, with all blocks that are not yet on its volume", ssd);
 }
 
-void Wipe(const Context& context, const Options& options) {
+void Wipe(const Context& context, const WipeOptions& options) {
     RequireBlockDevice(options.ssd, "SSD");
     const LifecycleLock lock("wipe");
     const Inventory inventory = TakeInventory();
@@ -70,7 +70,7 @@ void Wipe(const Context& context, const Options& options) {
           context.json);
 }
 
-std::vector<Argument> Declare(Options& options) {
+std::vector<Argument> DeclareWipe(WipeOptions& options) {
     return {{.name = "SSD",
              .help = "device path of the SSD",
              .target = &options.ssd,
@@ -84,9 +84,9 @@ std::vector<Argument> Declare(Options& options) {
 }  // namespace
 
 Verb WipeVerb() {
-    return MakeVerb<Options>("wipe",
-                             "Wipe the cache metadata on an SSD; what lies in that cache alone is lost",
-                             "vemocachectl wipe /dev/md3 --discard-metadata", Declare, Wipe);
+    return MakeVerb<WipeOptions>("wipe",
+                                 "Wipe the cache metadata on an SSD; what lies in that cache alone is lost",
+                                 "vemocachectl wipe /dev/md3 --discard-metadata", DeclareWipe, Wipe);
 }
 
 }  // namespace cli

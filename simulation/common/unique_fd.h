@@ -9,7 +9,7 @@
 
 namespace simulation {
 
-/** Owns one file descriptor. Closing it leaves errno alone. */
+// Owns one file descriptor. Closing it leaves errno alone.
 class UniqueFd {
   public:
     UniqueFd() = default;
@@ -25,7 +25,7 @@ class UniqueFd {
 
     int Get() const { return fd_; }
     explicit operator bool() const { return fd_ >= 0; }
-    /** Hands the descriptor over to the caller. */
+    // Hands the descriptor over to the caller.
     int Release() { return std::exchange(fd_, -1); }
     void Reset() {
         const int savedErrno = errno;
@@ -39,12 +39,12 @@ class UniqueFd {
     int fd_ = -1;
 };
 
-/** The present errno as an exception that says what was being done. */
+// The present errno as an exception that says what was being done.
 [[noreturn]] inline void ThrowErrno(const std::string& what) {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-/** Hands a system call's result on unless it is negative, which throws. */
+// Hands a system call's result on unless it is negative, which throws.
 template <typename Result>
 Result Checked(Result result, const std::string& what) {
     if (result < 0) {

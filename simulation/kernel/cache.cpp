@@ -166,7 +166,7 @@ void Cache::WriteSlot(Slot slot, uint32_t offset, std::span<const char> from) {
     ssd_.Write(superblock_.SlotOffset(slot) + offset, from);
 }
 
-/** Gives a block a clean slot with that content; nothing when there is no room. */
+// Gives a block a clean slot with that content; nothing when there is no room.
 std::optional<Cache::Slot> Cache::Fill(uint64_t block, std::span<const char> content) {
     const uint64_t replaced = map_.Replaced();
     const auto slot = map_.Take(block);

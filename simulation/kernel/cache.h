@@ -16,17 +16,17 @@
 
 namespace simulation {
 
-/** One live cache: an SSD in front of a volume. A write-back cache keeps what is written on the SSD alone,
- * dirty, until it is cleaned, that is written back to the volume.
- *
- *  With the knob cache_all at 0 nothing new enters the cache and every write goes to the volume, so that a
- * flush comes to its end under load. */
+// One live cache: an SSD in front of a volume. A write-back cache keeps what is written on the SSD alone,
+// dirty, until it is cleaned, that is written back to the volume.
+//
+//  With the knob cache_all at 0 nothing new enters the cache and every write goes to the volume, so that a
+// flush comes to its end under load.
 class Cache : public BlockTarget {
   public:
-    /** Makes a new cache; what the SSD held is gone. */
+    // Makes a new cache; what the SSD held is gone.
     static std::unique_ptr<Cache> Create(const Superblock& superblock, Disk& ssd, Disk& space, Faults& faults,
                                          const CleanPace& pace);
-    /** Brings up the cache that lies on the SSD. */
+    // Brings up the cache that lies on the SSD.
     static std::unique_ptr<Cache> Load(const Superblock& superblock, Disk& ssd, Disk& space, Faults& faults,
                                        const CleanPace& pace);
 
@@ -40,25 +40,24 @@ class Cache : public BlockTarget {
     void Discard(uint64_t offset, uint64_t length) override;
     void Sync() override;
 
-    /** Follows the volume to its present size. */
+    // Follows the volume to its present size.
     void Expand() { size_ = space_.Size(); }
-    /** Before the cache is removed: cleans it unless fast_remove says to leave the dirty blocks on the SSD.
-     */
+    // Before the cache is removed: cleans it unless fast_remove says to leave the dirty blocks on the SSD.
     void CleanForRemoval();
-    /** Leaves the SSD such that everything can be trusted when it is loaded again. */
+    // Leaves the SSD such that everything can be trusted when it is loaded again.
     void TakeDown();
 
     std::string KnobText(Knob knob) const { return std::to_string(knobs_[knob]) + "\n"; }
-    /** Takes what was written to a knob's file; an errno, 0 done. */
+    // Takes what was written to a knob's file; an errno, 0 done.
     int SetKnob(Knob knob, std::string_view text);
     std::string Attribute() const { return forceRemove_ ? "force-remove\n" : "none\n"; }
     int SetAttribute(std::string_view text);
 
-    /** Cleans what is due now. */
+    // Cleans what is due now.
     void Work();
-    /** How long, in milliseconds, until Work() has something to do; -1: not before a request comes. */
+    // How long, in milliseconds, until Work() has something to do; -1: not before a request comes.
     int WorkWaitMs() const;
-    /** Cleans up to that many blocks, whatever the knobs say; returns how many are done. */
+    // Cleans up to that many blocks, whatever the knobs say; returns how many are done.
     uint64_t CleanBlocks(uint64_t count);
     uint64_t DirtyBlocks() const { return map_.Dirty(); }
 
@@ -66,7 +65,7 @@ class Cache : public BlockTarget {
     std::string Stats() const;
     std::string Errors() const;
     std::string Progress() const;
-    /** Makes the kernel report that many failed write-backs. */
+    // Makes the kernel report that many failed write-backs.
     void ReportErrors(uint64_t count) { syncErrors_ = count; }
 
   private:

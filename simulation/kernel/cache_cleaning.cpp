@@ -29,7 +29,7 @@ int Cache::SetKnob(Knob knob, std::string_view text) {
     return 0;
 }
 
-/** Asked for again while one runs, a sync goes on, with another try at what has failed. */
+// Asked for again while one runs, a sync goes on, with another try at what has failed.
 void Cache::BeginSync() {
     knobs_[Knob::kStopSync] = 0;
     stalledUntil_ = {};
@@ -56,7 +56,7 @@ bool Cache::IsFallow() const {
            Clock::now() - writtenAt_[map_.OldestDirty()] >= std::chrono::seconds(delay);
 }
 
-/** The number of dirty blocks to come down to; nothing when none needs cleaning. */
+// The number of dirty blocks to come down to; nothing when none needs cleaning.
 std::optional<uint64_t> Cache::DirtyGoal() const {
     const uint64_t dirty = map_.Dirty();
     if (syncing_) {
@@ -119,8 +119,8 @@ uint64_t Cache::CleanBlocks(uint64_t count) {
     return cleaned;
 }
 
-/** False when the write-back failed: the block stays dirty, at the young end. On a cache that is to be
- * removed by force such a block is given up instead, since otherwise it would never come to its end. */
+// False when the write-back failed: the block stays dirty, at the young end. On a cache that is to be
+// removed by force such a block is given up instead, since otherwise it would never come to its end.
 bool Cache::CleanOldest() {
     const Slot slot = map_.OldestDirty();
     const bool rejected = !faults_.Take("writeback").empty();

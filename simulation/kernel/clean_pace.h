@@ -6,19 +6,19 @@
 
 namespace simulation {
 
-/** How fast dirty blocks are written back, for all caches: from outside the cleaning can be paused and
- * slowed. */
+// How fast dirty blocks are written back, for all caches: from outside the cleaning can be paused and
+// slowed.
 class CleanPace {
   public:
     using Clock = std::chrono::steady_clock;
 
-    /** `rate` in blocks per second; 0: as fast as it goes. */
+    // `rate` in blocks per second; 0: as fast as it goes.
     explicit CleanPace(uint64_t rate) : rate_(rate) {}
 
     void Pause(bool paused) { paused_ = paused; }
     bool Paused() const { return paused_; }
 
-    /** How many blocks may be cleaned now when the last was at `last`, which moves on accordingly. */
+    // How many blocks may be cleaned now when the last was at `last`, which moves on accordingly.
     uint64_t Budget(Clock::time_point& last) const {
         constexpr uint64_t kBatch = 64;  // then requests get their turn
         if (paused_ || rate_ == 0) {
@@ -31,7 +31,7 @@ class CleanPace {
         return budget;
     }
 
-    /** How long to wait, in milliseconds, until there is a budget again; -1: until told. */
+    // How long to wait, in milliseconds, until there is a budget again; -1: until told.
     int WaitMs() const {
         if (paused_ || rate_ == 0) {
             return paused_ ? -1 : 0;

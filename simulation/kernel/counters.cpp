@@ -6,7 +6,7 @@ namespace simulation {
 
 namespace {
 
-/** One name=value pair: a counter, or its percentage of another. */
+// One name=value pair: a counter, or its percentage of another.
 struct Field {
     const char* name;
     Counter counter;

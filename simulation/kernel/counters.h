@@ -9,7 +9,7 @@
 
 namespace simulation {
 
-/** What the kernel counts of one cache. Reads and writes are counted per block that they touch. */
+// What the kernel counts of one cache. Reads and writes are counted per block that they touch.
 enum class Counter : uint8_t {
     kNone,  // counted by nothing here: no queue, no merging
     kReads,
@@ -46,7 +46,7 @@ class Counters {
     uint64_t operator[](Counter counter) const { return values_[static_cast<size_t>(counter)]; }
     void Reset() { values_ = {}; }
 
-    /** The two lines of "flashcache_stats"; a write-around cache has fewer counters than the others. */
+    // The two lines of "flashcache_stats"; a write-around cache has fewer counters than the others.
     std::string Format(WriteMode mode) const;
 
   private:

@@ -8,28 +8,28 @@
 
 namespace simulation {
 
-/** An SSD or a volume as the simulated kernel sees it: the sparse file that holds its bytes. The kernel never
- * goes through the loop device over that file, whose I/O could in turn wait for the kernel. */
+// An SSD or a volume as the simulated kernel sees it: the sparse file that holds its bytes. The kernel never
+// goes through the loop device over that file, whose I/O could in turn wait for the kernel.
 class Disk {
   public:
-    /** `file` holds the bytes; `node` is the loop device over it, used only to drop what its readers have
-     * cached. */
+    // `file` holds the bytes; `node` is the loop device over it, used only to drop what its readers have
+    // cached.
     Disk(std::string path, UniqueFd file, UniqueFd node)
         : path_(std::move(path)), file_(std::move(file)), node_(std::move(node)) {}
 
     const std::string& Path() const { return path_; }
-    /** The text after the last "/" of the path. */
+    // The text after the last "/" of the path.
     std::string ShortName() const { return path_.substr(path_.rfind('/') + 1); }
     uint64_t Size() const;
 
-    /** Reads `into.size()` bytes; what lies past the end reads as zeros. */
+    // Reads `into.size()` bytes; what lies past the end reads as zeros.
     void Read(uint64_t offset, std::span<char> into) const;
-    /** Writes `from`, as far as it lies before the end. */
+    // Writes `from`, as far as it lies before the end.
     void Write(uint64_t offset, std::span<const char> from);
-    /** Makes a range read as zeros. */
+    // Makes a range read as zeros.
     void Punch(uint64_t offset, uint64_t length);
-    /** Writes out and forgets what the block device has cached, so that its readers and we see the same
-     * bytes. */
+    // Writes out and forgets what the block device has cached, so that its readers and we see the same
+    // bytes.
     void DropCache() const;
 
   private:

@@ -8,7 +8,7 @@ namespace simulation {
 
 namespace {
 
-/** Takes `mark` and the number behind it off the end of a rule; true also when the mark is not there. */
+// Takes `mark` and the number behind it off the end of a rule; true also when the mark is not there.
 bool TakeNumber(std::string_view& rule, char mark, unsigned long& number) {
     const size_t at = rule.rfind(mark);
     if (at == std::string_view::npos) {

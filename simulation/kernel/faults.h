@@ -5,16 +5,16 @@
 
 namespace simulation {
 
-/** What is to go wrong, set from outside while the appliance runs.
- *
- *  A rule reads ACTION[@SKIP][xTIMES]: the first SKIP uses go well, then TIMES uses (all, when not given)
- * meet the action. "reject@3x1" lets three writes pass, rejects the fourth and lets the rest pass. "ok" ends
- * a rule. */
+// What is to go wrong, set from outside while the appliance runs.
+//
+//  A rule reads ACTION[@SKIP][xTIMES]: the first SKIP uses go well, then TIMES uses (all, when not given)
+// meet the action. "reject@3x1" lets three writes pass, rejects the fourth and lets the rest pass. "ok" ends
+// a rule.
 class Faults {
   public:
-    /** False when the rule does not parse; nothing changes then. */
+    // False when the rule does not parse; nothing changes then.
     bool Set(const std::string& name, const std::string& rule);
-    /** Counts one use of `name` and returns the action that it meets, "" when it goes well. */
+    // Counts one use of `name` and returns the action that it meets, "" when it goes well.
     std::string Take(const std::string& name);
 
   private:

@@ -15,8 +15,7 @@ FileSystem::Content& ContentOf(fuse_req_t request) {
     return *static_cast<FileSystem::Content*>(fuse_req_userdata(request));
 }
 
-/** Runs one operation on the node of that number; what it throws, and a node that is gone, become the answer.
- */
+// Runs one operation on the node of that number; what it throws, and a node that is gone, become the answer.
 template <typename Operation>
 void OnNode(fuse_req_t request, fuse_ino_t number, Operation operation) {
     try {
@@ -65,7 +64,7 @@ void GetAttributes(fuse_req_t request, fuse_ino_t number, fuse_file_info* /*file
     });
 }
 
-/** Programs open with O_TRUNC what they write; only a size of 0 means anything here. */
+// Programs open with O_TRUNC what they write; only a size of 0 means anything here.
 void SetAttributes(fuse_req_t request, fuse_ino_t number, struct stat* wanted, int what,
                    fuse_file_info* /*file*/) {
     OnNode(request, number, [&](const Node& node) {
@@ -101,7 +100,7 @@ void ReadLink(fuse_req_t request, fuse_ino_t number) {
     OnNode(request, number, [&](const Node& node) { fuse_reply_readlink(request, node.link.c_str()); });
 }
 
-/** A text is made once for each opening, so that its reader gets it in one piece. */
+// A text is made once for each opening, so that its reader gets it in one piece.
 void Open(fuse_req_t request, fuse_ino_t number, fuse_file_info* file) {
     OnNode(request, number, [&](const Node& node) {
         file->direct_io = 1;

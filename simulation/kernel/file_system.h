@@ -11,22 +11,21 @@
 
 namespace simulation {
 
-/** Serves a tree of nodes over FUSE. Everything goes past the page cache, so that a reader always sees the
- * present and a block target is asked for every block. */
+// Serves a tree of nodes over FUSE. Everything goes past the page cache, so that a reader always sees the
+// present and a block target is asked for every block.
 class FileSystem {
   public:
-    /** `fuseFd` is an open /dev/fuse, mounted by whoever gave it; it is closed with this. */
+    // `fuseFd` is an open /dev/fuse, mounted by whoever gave it; it is closed with this.
     FileSystem(Tree& tree, int fuseFd);
     ~FileSystem();
     FileSystem(const FileSystem&) = delete;
     FileSystem& operator=(const FileSystem&) = delete;
 
     int Fd() const { return fuse_session_fd(session_.get()); }
-    /** Takes one request, waiting for it if need be, and answers it. False once the file system is unmounted.
-     */
+    // Takes one request, waiting for it if need be, and answers it. False once the file system is unmounted.
     bool ServeOne();
 
-    /** What the operations work on: the nodes, and the texts of the open files. */
+    // What the operations work on: the nodes, and the texts of the open files.
     struct Content {
         Tree& nodes;
         std::unordered_map<uint64_t, std::string> texts;

@@ -17,24 +17,23 @@
 
 namespace simulation {
 
-/** The simulated kernel: its disks, modules and caches, the files that show them, and the requests that it
- * takes.
- *
- *  Its files: "data/NAME" carries a cache device's blocks; "proc" is the appliance's /proc, in which all but
- * a few names are links to the real one under "proc/.kernel"; "module" is its /sys/module; "messages" its
- * system log. */
+// The simulated kernel: its disks, modules and caches, the files that show them, and the requests that it
+// takes.
+//
+//  Its files: "data/NAME" carries a cache device's blocks; "proc" is the appliance's /proc, in which all but
+// a few names are links to the real one under "proc/.kernel"; "module" is its /sys/module; "messages" its
+// system log.
 class Kernel {
   public:
-    /** `realProc` is a folder descriptor of the real /proc of the appliance's processes. */
+    // `realProc` is a folder descriptor of the real /proc of the appliance's processes.
     Kernel(std::vector<Disk> disks, SystemLog log, UniqueFd realProc, uint64_t cleanRate);
 
     Tree& Files() { return tree_; }
     SystemLog& Log() { return log_; }
 
-    /** Carries out a request. See the table in kernel_requests.cpp. */
+    // Carries out a request. See the table in kernel_requests.cpp.
     Answer Handle(const Words& request);
-    /** Does what is due, and tells how long until there is more (milliseconds, -1: nothing before a request).
-     */
+    // Does what is due, and tells how long until there is more (milliseconds, -1: nothing before a request).
     int Work();
 
   private:
@@ -89,7 +88,7 @@ class Kernel {
     std::map<std::string, std::unique_ptr<Cache>> caches_;
 };
 
-/** The modules that there are, all of which a cache needs. */
+// The modules that there are, all of which a cache needs.
 inline constexpr const char* kModules[] = {"vemo_flashcache_control", "flashcache", "flashcache_vemo"};
 
 }  // namespace simulation

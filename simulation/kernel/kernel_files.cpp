@@ -42,8 +42,7 @@ std::vector<std::string> FolderNames(int parent, const char* path) {
 
 }  // namespace
 
-/** The real subtrees of /proc/sys but "dev" are mounted over empty folders, since sysctl follows no link out.
- */
+// The real subtrees of /proc/sys but "dev" are mounted over empty folders, since sysctl follows no link out.
 void Kernel::AddProc() {
     Node& proc = tree_.AddFolder("proc");
     const int real = realProc_.Get();

@@ -8,7 +8,7 @@
 
 namespace simulation {
 
-/** The run-time knobs of one cache. */
+// The run-time knobs of one cache.
 enum class Knob : uint8_t {
     kFallowDelay,
     kFallowCleanSpeed,
@@ -55,7 +55,7 @@ inline constexpr std::array<KnobInfo, static_cast<size_t>(Knob::kCount)> kKnobs{
      {"io_latency_hist", 0},
      {"skip_seq_thresh_kb", 0}}};
 
-/** The knob values of one cache. */
+// The knob values of one cache.
 class KnobValues {
   public:
     KnobValues() {
@@ -70,7 +70,7 @@ class KnobValues {
     std::array<int32_t, kKnobs.size()> values_{};
 };
 
-/** The number in what was written to a knob's file: one decimal of 32 bits, white space around it allowed. */
+// The number in what was written to a knob's file: one decimal of 32 bits, white space around it allowed.
 std::optional<int32_t> ParseKnobValue(std::string_view text);
 
 }  // namespace simulation

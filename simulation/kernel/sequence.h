@@ -6,11 +6,11 @@
 
 namespace simulation {
 
-/** Recognises sequential streams among the last few that were seen. */
+// Recognises sequential streams among the last few that were seen.
 class SequenceTracker {
   public:
-    /** Takes note of a request; true when it continues a stream that is by now longer than `threshold` bytes.
-     *  A threshold of 0 recognises nothing. */
+    // Takes note of a request; true when it continues a stream that is by now longer than `threshold` bytes.
+    //  A threshold of 0 recognises nothing.
     bool IsLongStream(uint64_t offset, uint64_t length, uint64_t threshold) {
         for (Stream& stream : streams_) {
             if (stream.next == offset && stream.length > 0) {

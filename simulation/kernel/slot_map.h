@@ -11,29 +11,29 @@
 
 namespace simulation {
 
-/** Which slot of the SSD holds which block of the volume, which slots are dirty, and in what order they are
- * given up. Memory is ahead of the map on the SSD until Persist().
- *
- *  Taking a slot for another block first persists its page when the SSD's map still calls it dirty, so that
- * data of one block is never found under the number of another after a crash. Clean slots need no such care:
- * they are forgotten when the cache was not taken down in order. */
+// Which slot of the SSD holds which block of the volume, which slots are dirty, and in what order they are
+// given up. Memory is ahead of the map on the SSD until Persist().
+//
+//  Taking a slot for another block first persists its page when the SSD's map still calls it dirty, so that
+// data of one block is never found under the number of another after a crash. Clean slots need no such care:
+// they are forgotten when the cache was not taken down in order.
 class SlotMap {
   public:
     using Slot = uint32_t;
 
     SlotMap(Disk& ssd, uint64_t slots);
 
-    /** Reads the map back from the SSD. */
+    // Reads the map back from the SSD.
     void Load(bool keepClean);
-    /** Brings the SSD's map up to date; returns the number of pages written. */
+    // Brings the SSD's map up to date; returns the number of pages written.
     size_t Persist();
 
     std::optional<Slot> Find(uint64_t block) const;
-    /** Gives `block` a clean slot, the oldest clean one when none is free; nothing when all are dirty. */
+    // Gives `block` a clean slot, the oldest clean one when none is free; nothing when all are dirty.
     std::optional<Slot> Take(uint64_t block);
     void Drop(Slot slot);
     void SetDirty(Slot slot, bool dirty);
-    /** Puts a slot at the young end of its list. */
+    // Puts a slot at the young end of its list.
     void Touch(Slot slot);
 
     uint64_t BlockOf(Slot slot) const { return entries_[slot].block; }
@@ -41,9 +41,9 @@ class SlotMap {
     uint64_t Total() const { return entries_.size(); }
     uint64_t Cached() const { return clean_.size() + dirty_.size(); }
     uint64_t Dirty() const { return dirty_.size(); }
-    /** The oldest dirty slot; there must be one. */
+    // The oldest dirty slot; there must be one.
     Slot OldestDirty() const { return dirty_.front(); }
-    /** How often a block made way for another. */
+    // How often a block made way for another.
     uint64_t Replaced() const { return replaced_; }
 
   private:

@@ -15,12 +15,12 @@ using base::kVersionOriginal;
 using base::Superblock;
 using base::WriteMode;
 
-/** A superblock for as many slots as `bytes` asks for (0: the whole SSD) and as the SSD has room for.
- *  Throws EINVAL where not even one fits. */
+// A superblock for as many slots as `bytes` asks for (0: the whole SSD) and as the SSD has room for.
+//  Throws EINVAL where not even one fits.
 Superblock MakeSuperblock(const Disk& ssd, const Disk& space, const std::string& name, WriteMode mode,
                           uint32_t version, uint64_t bytes);
 
-/** The superblock on an SSD; nothing where there is none. */
+// The superblock on an SSD; nothing where there is none.
 std::optional<Superblock> ReadSuperblock(const Disk& ssd);
 void WriteSuperblock(Disk& ssd, const Superblock& superblock);
 void WipeSuperblock(Disk& ssd);

@@ -7,16 +7,16 @@
 
 namespace simulation {
 
-/** The appliance's system log: what is sent to /dev/log, one readable line a message:
- *  "<date> <<severity>> <ident>: <text>". Reading it first takes in what was sent before, so that a reader
- *  finds every message that was sent until then. */
+// The appliance's system log: what is sent to /dev/log, one readable line a message:
+//  "<date> <<severity>> <ident>: <text>". Reading it first takes in what was sent before, so that a reader
+//  finds every message that was sent until then.
 class SystemLog {
   public:
-    /** `socket` is (or will be) bound to /dev/log; `file` keeps the lines. */
+    // `socket` is (or will be) bound to /dev/log; `file` keeps the lines.
     SystemLog(UniqueFd socket, UniqueFd file) : socket_(std::move(socket)), file_(std::move(file)) {}
 
     int Socket() const { return socket_.Get(); }
-    /** Takes in what was sent. */
+    // Takes in what was sent.
     void Drain();
     std::string Read();
     void Append(std::string_view line);
@@ -27,8 +27,7 @@ class SystemLog {
     UniqueFd file_;
 };
 
-/** Makes the log's line of a datagram "<PRIORITY>DATE IDENT: TEXT"; line ends within the text become "#012".
- */
+// Makes the log's line of a datagram "<PRIORITY>DATE IDENT: TEXT"; line ends within the text become "#012".
 std::string FormatLogLine(std::string_view datagram);
 
 }  // namespace simulation

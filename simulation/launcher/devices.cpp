@@ -12,7 +12,7 @@ namespace simulation {
 
 namespace {
 
-/** A path below /dev/, relative to it. */
+// A path below /dev/, relative to it.
 std::string BelowDev(const std::string& path) {
     return path.starts_with("/dev/") ? path.substr(5) : path;
 }
@@ -57,7 +57,7 @@ Answer Devices::Handle(const Words& request) try {
     return {error.code().value(), error.what()};
 }
 
-/** Both disks of a live cache are claimed, so that nobody mounts them beside it. */
+// Both disks of a live cache are claimed, so that nobody mounts them beside it.
 UniqueFd Devices::Claim(const std::string& path) {
     const bool known =
         std::any_of(disks_.begin(), disks_.end(), [&](const BackedDisk& disk) { return disk.path == path; });

@@ -9,22 +9,22 @@
 
 namespace simulation {
 
-/** The appliance's block devices, and the requests for them: what concerns the devices is done here, the rest
- * by the simulated kernel. Init does this because loop requests wait for the kernel's daemon, which can so
- * not make them. */
+// The appliance's block devices, and the requests for them: what concerns the devices is done here, the rest
+// by the simulated kernel. Init does this because loop requests wait for the kernel's daemon, which can so
+// not make them.
 class Devices {
   public:
-    /** `devFolder` is the appliance's /dev. */
+    // `devFolder` is the appliance's /dev.
     explicit Devices(UniqueFd devFolder) : devFolder_(std::move(devFolder)) {}
 
-    /** Makes a disk whose bytes lie in `file`, and returns its loop device. */
+    // Makes a disk whose bytes lie in `file`, and returns its loop device.
     int AddDisk(const std::string& path, UniqueFd file);
-    /** Where the kernel takes requests, and the folder of its files. */
+    // Where the kernel takes requests, and the folder of its files.
     void ConnectKernel(UniqueFd requests, UniqueFd files);
 
     Answer Handle(const Words& request);
-    /** Brings what is written to the cache devices, and all that the kernel knows, into a state that can be
-     * kept. */
+    // Brings what is written to the cache devices, and all that the kernel knows, into a state that can be
+    // kept.
     void ShutDown();
 
   private:
@@ -33,7 +33,7 @@ class Devices {
         UniqueFd file;
         LoopDevice loop;
     };
-    /** A live cache device; while it lives, its disks are ours alone. */
+    // A live cache device; while it lives, its disks are ours alone.
     struct CacheDevice {
         UniqueFd file;
         LoopDevice loop;

@@ -32,7 +32,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** Binds a socket to a path of the appliance. */
+// Binds a socket to a path of the appliance.
 void BindTo(int socketFd, const std::string& path, mode_t mode) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -43,17 +43,6 @@ void BindTo(int socketFd, const std::string& path, mode_t mode) {
 
 UniqueFd OpenFolder(const char* path) {
     return UniqueFd(Checked(open(path, O_PATH | O_DIRECTORY | O_CLOEXEC), path));
-}
-
-/** Blocks the signals that init takes through a descriptor. */
-UniqueFd TakeSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : {SIGCHLD, SIGTERM, SIGHUP, SIGINT, SIGQUIT}) {
-        sigaddset(&signals, number);
-    }
-    Checked(sigprocmask(SIG_BLOCK, &signals, nullptr), "signals");
-    return UniqueFd(Checked(signalfd(-1, &signals, SFD_CLOEXEC), "signals"));
 }
 
 class Init {
@@ -129,7 +118,7 @@ void Init::AddDisks(std::vector<Disk>& disks) {
     }
 }
 
-/** The file system is mounted first: an unmounted /dev/fuse cannot be waited on. */
+// The file system is mounted first: an unmounted /dev/fuse cannot be waited on.
 void Init::StartKernel(std::vector<Disk> disks) {
     UniqueFd fuse(Checked(open("/dev/fuse", O_RDWR | O_CLOEXEC), "/dev/fuse"));
     Mount("vemo-kernel", kStageKernel, "fuse", MS_NOSUID | MS_NODEV,
@@ -146,8 +135,8 @@ void Init::StartKernel(std::vector<Disk> disks) {
     devices_->ConnectKernel(std::move(ours), OpenFolder(kStageKernel));
 }
 
-/** The daemon lives in the machine's mount namespace: in the appliance's own it would, when that is torn
- * down, be waited for by the unmounting of what it serves. */
+// The daemon lives in the machine's mount namespace: in the appliance's own it would, when that is torn
+// down, be waited for by the unmounting of what it serves.
 void Init::BeKernel(std::vector<Disk> disks, UniqueFd fuse, UniqueFd requests) {
     Checked(setns(outerMounts_.Get(), CLONE_NEWNS), "the machine's mount namespace");
     prctl(PR_SET_NAME, "vemo-kernel");
@@ -196,7 +185,7 @@ int Init::RunCommand() {
     }
 }
 
-/** The exit code when the command has ended, or the kernel, without which there is no going on. */
+// The exit code when the command has ended, or the kernel, without which there is no going on.
 std::optional<int> Init::TakeSignal() {
     signalfd_siginfo info{};
     if (read(signals_.Get(), &info, sizeof info) != sizeof info) {
@@ -242,8 +231,8 @@ std::vector<pid_t> Init::OtherProcesses() const {
     return processes;
 }
 
-/** Ends what the command left running, unmounts what it left mounted, and has everything written that is not
- * yet. */
+// Ends what the command left running, unmounts what it left mounted, and has everything written that is not
+// yet.
 void Init::ShutDown() {
     if (kernel_ == 0) {
         return;

@@ -45,7 +45,7 @@ void RequireMachine() {
     }
 }
 
-/** Gives the terminal back to our process group when the command has taken it for its own. */
+// Gives the terminal back to our process group when the command has taken it for its own.
 class Terminal {
   public:
     Terminal() : ours_(tcgetpgrp(fd_.Get())) { signal(SIGTTOU, SIG_IGN); }
@@ -62,7 +62,7 @@ class Terminal {
     pid_t ours_;
 };
 
-/** Ends a FUSE connection whose file system does not come down by itself. */
+// Ends a FUSE connection whose file system does not come down by itself.
 void AbortConnection(const std::string& number) {
     const pid_t child = Fork([&] {
         Checked(unshare(CLONE_NEWNS), "a mount namespace");
@@ -75,7 +75,7 @@ void AbortConnection(const std::string& number) {
     waitpid(child, nullptr, 0);
 }
 
-/** Watches over init: passes signals on to it, waits for its end, and helps that along if need be. */
+// Watches over init: passes signals on to it, waits for its end, and helps that along if need be.
 class InitWatch {
   public:
     InitWatch(pid_t init, UniqueFd pipe, UniqueFd signals)
@@ -100,7 +100,7 @@ class InitWatch {
     }
 
   private:
-    /** Init tells its connection; that the pipe ends means that init does. */
+    // Init tells its connection; that the pipe ends means that init does.
     void ReadPipe() {
         char text[32];
         const ssize_t length = read(pipe_.Get(), text, sizeof text);
@@ -139,16 +139,6 @@ class InitWatch {
     std::string connection_;
     bool ending_ = false;
 };
-
-UniqueFd TakeSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : {SIGCHLD, SIGTERM, SIGHUP, SIGINT, SIGQUIT}) {
-        sigaddset(&signals, number);
-    }
-    Checked(sigprocmask(SIG_BLOCK, &signals, nullptr), "signals");
-    return UniqueFd(Checked(signalfd(-1, &signals, SFD_CLOEXEC), "signals"));
-}
 
 pid_t ForkInit(const std::function<int()>& body) {
     const PidNamespaceScope scope;

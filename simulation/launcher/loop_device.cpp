@@ -14,7 +14,7 @@ namespace simulation {
 
 namespace {
 
-/** The device number as the machine tells it ("7:3"), since partitions can change the step between two. */
+// The device number as the machine tells it ("7:3"), since partitions can change the step between two.
 dev_t NumberOfLoop(int index) {
     unsigned majorNumber = 7;
     auto minorNumber = static_cast<unsigned>(index);

@@ -6,19 +6,19 @@
 
 namespace simulation {
 
-/** A loop device of the machine, for as long as we hold it: when the last holder closes it, even by being
- * killed, the machine takes it back. */
+// A loop device of the machine, for as long as we hold it: when the last holder closes it, even by being
+// killed, the machine takes it back.
 class LoopDevice {
   public:
-    /** Puts a free loop device over `file`. Nodes are made in the folder `devFolder`, which has a
-     * loop-control. */
+    // Puts a free loop device over `file`. Nodes are made in the folder `devFolder`, which has a
+    // loop-control.
     LoopDevice(int devFolder, int file);
 
     int Fd() const { return node_.Get(); }
     dev_t Number() const;
-    /** Ends the device; false, and nothing is changed, when somebody else holds it open. */
+    // Ends the device; false, and nothing is changed, when somebody else holds it open.
     bool Detach();
-    /** Takes over the present size of the file beneath. */
+    // Takes over the present size of the file beneath.
     void FollowFile() const;
 
   private:

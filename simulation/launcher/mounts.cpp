@@ -10,7 +10,7 @@ namespace simulation {
 
 namespace {
 
-/** Mount points are told with blanks and the like as "\040". */
+// Mount points are told with blanks and the like as "\040".
 std::string Unescape(const std::string& text) {
     std::string plain;
     for (size_t i = 0; i < text.size(); ++i) {

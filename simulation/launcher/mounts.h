@@ -7,7 +7,7 @@
 
 namespace simulation {
 
-/** A mount that is attached nowhere yet: a copy of what lies at a path, with all mounts below it. */
+// A mount that is attached nowhere yet: a copy of what lies at a path, with all mounts below it.
 class DetachedMount {
   public:
     explicit DetachedMount(const std::string& path);
@@ -21,13 +21,13 @@ void Mount(const std::string& source, const std::string& target, const char* typ
            const std::string& options);
 void MountTmpfs(const std::string& target, const char* mode);
 
-/** An instance of /proc for our PID namespace that is mounted nowhere. */
+// An instance of /proc for our PID namespace that is mounted nowhere.
 UniqueFd OpenOwnProc();
 
-/** The mount points of this mount namespace, in the order in which they were mounted. */
+// The mount points of this mount namespace, in the order in which they were mounted.
 std::vector<std::string> MountPoints();
 
-/** Whether `path` is `folder` or lies below it. */
+// Whether `path` is `folder` or lies below it.
 bool IsWithin(const std::string& path, const std::string& folder);
 
 }  // namespace simulation

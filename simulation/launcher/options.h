@@ -6,7 +6,7 @@
 
 namespace simulation {
 
-/** What to boot. */
+// What to boot.
 struct Options {
     std::string stateFolder;              // "": nothing is kept
     unsigned pairs = 1;                   // of SSD and volume
@@ -17,7 +17,7 @@ struct Options {
     std::vector<std::string> command;
 };
 
-/** Exit codes of our own, as env(1) has them; otherwise the command's own, or 128 and its signal. */
+// Exit codes of our own, as env(1) has them; otherwise the command's own, or 128 and its signal.
 inline constexpr int kExitFailed = 125;
 inline constexpr int kExitCannotRun = 126;
 inline constexpr int kExitNotFound = 127;

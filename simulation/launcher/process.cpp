@@ -4,6 +4,7 @@
 #include <sched.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/signalfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -38,6 +39,16 @@ PidNamespaceScope::PidNamespaceScope()
 
 PidNamespaceScope::~PidNamespaceScope() {
     setns(own_.Get(), CLONE_NEWPID);
+}
+
+UniqueFd TakeSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : {SIGCHLD, SIGTERM, SIGHUP, SIGINT, SIGQUIT}) {
+        sigaddset(&signals, number);
+    }
+    Checked(sigprocmask(SIG_BLOCK, &signals, nullptr), "signals");
+    return UniqueFd(Checked(signalfd(-1, &signals, SFD_CLOEXEC), "signals"));
 }
 
 int BecomeCommand(const std::vector<std::string>& command, const std::string& folder) {

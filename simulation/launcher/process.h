@@ -10,15 +10,15 @@
 
 namespace simulation {
 
-/** Says on standard error what went wrong. */
+// Says on standard error what went wrong.
 void Complain(const std::string& what);
 
-/** Forks. The child, which is killed when we are, runs `body` and ends with what that returns, or with
- * kExitFailed and a message when it throws. */
+// Forks. The child, which is killed when we are, runs `body` and ends with what that returns, or with
+// kExitFailed and a message when it throws.
 pid_t Fork(const std::function<int()>& body);
 
-/** Children forked while this lives go into the PID namespace that unshare or setns has chosen; later ones
- * into our own again, since none can be made in one whose init has ended. */
+// Children forked while this lives go into the PID namespace that unshare or setns has chosen; later ones
+// into our own again, since none can be made in one whose init has ended.
 class PidNamespaceScope {
   public:
     PidNamespaceScope();
@@ -30,11 +30,15 @@ class PidNamespaceScope {
     UniqueFd own_;
 };
 
-/** Becomes a command, found by PATH, in `folder` (in "/" where that is not there), with no signal blocked.
- * Returns, with a message, the exit code that tells why it failed. */
+// Blocks the signals that launcher and init take through the descriptor returned: their child's end, and the
+// requests to end or to pass on.
+UniqueFd TakeSignals();
+
+// Becomes a command, found by PATH, in `folder` (in "/" where that is not there), with no signal blocked.
+// Returns, with a message, the exit code that tells why it failed.
 int BecomeCommand(const std::vector<std::string>& command, const std::string& folder);
 
-/** A process' end as a shell tells it: its exit status, or 128 and the signal that killed it. */
+// A process' end as a shell tells it: its exit status, or 128 and the signal that killed it.
 int ExitCodeOf(int waitStatus);
 
 }  // namespace simulation

@@ -57,7 +57,7 @@ void MakeDev() {
     fs::create_symlink("/proc/self/fd/2", dev + "stderr");
 }
 
-/** The machine's other file systems, as far as the appliance has no own in their place. */
+// The machine's other file systems, as far as the appliance has no own in their place.
 void AttachOtherMounts(const std::vector<std::string>& points) {
     std::vector<std::string> attached = {"/proc", "/sys", "/dev", "/run"};
     for (const std::string& point : points) {
@@ -88,7 +88,7 @@ void AttachProc() {
     }
 }
 
-/** A fresh /tmp, with what is needed of the machine's showing through. */
+// A fresh /tmp, with what is needed of the machine's showing through.
 void ReplaceTmp(const std::vector<std::string>& neededPaths) {
     std::vector<std::pair<std::string, DetachedMount>> needed;
     for (const std::string& path : neededPaths) {
@@ -127,7 +127,7 @@ void InstallFile(const fs::path& source, const fs::path& target) {
     fs::copy_file(source, target);
 }
 
-/** Our libraries, those of the appliance's maker among them, where every program looks for libraries. */
+// Our libraries, those of the appliance's maker among them, where every program looks for libraries.
 void LinkLibraries(const std::string& folder) {
     std::error_code absent;
     for (const auto& entry : fs::directory_iterator(folder, absent)) {
@@ -139,7 +139,7 @@ void LinkLibraries(const std::string& folder) {
     }
 }
 
-/** The appliance's own programs, libraries and folders. */
+// The appliance's own programs, libraries and folders.
 void Furnish(const RootPlan& plan) {
     const fs::path root = kNewRoot;
     for (const char* tool : kTools) {

@@ -5,13 +5,13 @@
 
 namespace simulation {
 
-/** Where the parts of the new root are put together, in the mount namespace that is still private to init: a
- * tmpfs over /run, of which the appliance gets a fresh one anyway. */
+// Where the parts of the new root are put together, in the mount namespace that is still private to init: a
+// tmpfs over /run, of which the appliance gets a fresh one anyway.
 inline constexpr char kStage[] = "/run";
 inline constexpr char kStageDev[] = "/run/dev";        // becomes /dev
 inline constexpr char kStageKernel[] = "/run/kernel";  // the simulated kernel's file system
 
-/** What the appliance shows of the machine beyond its root. */
+// What the appliance shows of the machine beyond its root.
 struct RootPlan {
     std::vector<std::string> neededPaths;  // of the machine, visible even where they lie below /tmp
     std::string keptEtc;                   // folders that become /usr/vemo/etc and /etc.defaults;
@@ -19,10 +19,10 @@ struct RootPlan {
     std::string installPrefix;             // the folder above that of our own program
 };
 
-/** Leaves the machine's mount namespace and makes the stage with its /dev. */
+// Leaves the machine's mount namespace and makes the stage with its /dev.
 void EnterStage();
 
-/** Builds the appliance's root and makes it ours. The simulated kernel must be serving its file system. */
+// Builds the appliance's root and makes it ours. The simulated kernel must be serving its file system.
 void EnterRoot(const RootPlan& plan);
 
 }  // namespace simulation

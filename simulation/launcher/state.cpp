@@ -21,7 +21,7 @@ std::string LockFile(const std::string& folder) {
     return folder + "/lock";
 }
 
-/** The two processes noted in a lock file, launcher and init; zeros when there are none. */
+// The two processes noted in a lock file, launcher and init; zeros when there are none.
 std::pair<pid_t, pid_t> NotedProcesses(const std::string& folder) {
     std::pair<pid_t, pid_t> noted{0, 0};
     std::ifstream file(LockFile(folder));
@@ -29,7 +29,7 @@ std::pair<pid_t, pid_t> NotedProcesses(const std::string& folder) {
     return noted;
 }
 
-/** A process that has ended but is not waited for yet is not alive. */
+// A process that has ended but is not waited for yet is not alive.
 bool IsAlive(pid_t process) {
     const UniqueFd handle(process > 0 ? static_cast<int>(syscall(SYS_pidfd_open, process, 0)) : -1);
     pollfd ended{handle.Get(), POLLIN, 0};

@@ -8,21 +8,21 @@
 
 namespace simulation {
 
-/** Where the appliance's disks, log and configuration lie: in a folder that is kept, or in files that have no
- * name and so are gone with the last process. */
+// Where the appliance's disks, log and configuration lie: in a folder that is kept, or in files that have no
+// name and so are gone with the last process.
 class State {
   public:
-    /** An empty `folder`: nothing is kept. Throws std::runtime_error where the folder belongs to a running
-     *  appliance; one that is just going down is waited for. */
+    // An empty `folder`: nothing is kept. Throws std::runtime_error where the folder belongs to a running
+    //  appliance; one that is just going down is waited for.
     explicit State(std::string folder);
 
     bool IsKept() const { return !folder_.empty(); }
-    /** The file of a disk; made sparse with `size` bytes when it is not there yet. */
+    // The file of a disk; made sparse with `size` bytes when it is not there yet.
     UniqueFd OpenDisk(const std::string& name, uint64_t size) const;
     UniqueFd OpenLog() const;
-    /** The path of a folder that is kept, made if need be. */
+    // The path of a folder that is kept, made if need be.
     std::string Folder(const std::string& name) const;
-    /** Notes in the lock file which processes run here. */
+    // Notes in the lock file which processes run here.
     void Publish(pid_t launcher, pid_t init) const;
 
   private:
@@ -33,7 +33,7 @@ class State {
     UniqueFd lock_;
 };
 
-/** The init process of the appliance that runs on a state folder; 0 when none does. */
+// The init process of the appliance that runs on a state folder; 0 when none does.
 pid_t RunningInit(const std::string& folder);
 
 }  // namespace simulation

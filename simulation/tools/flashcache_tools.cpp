@@ -8,7 +8,7 @@ namespace simulation {
 
 namespace {
 
-/** What the command lines have in common: options first, then device paths and names. */
+// What the command lines have in common: options first, then device paths and names.
 struct CommandLine {
     bool newFormat = false;  // -n
     bool force = false;      // -f
@@ -45,7 +45,7 @@ CommandLine Parse(const Words& arguments, const std::string& allowed) {
     return line;
 }
 
-/** A size such as 65536k in bytes; without a unit it counts sectors of 512 bytes. */
+// A size such as 65536k in bytes; without a unit it counts sectors of 512 bytes.
 std::optional<uint64_t> ParseSize(const std::string& text) {
     uint64_t value = 0;
     const char* const last = text.data() + text.size();

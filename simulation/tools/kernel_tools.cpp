@@ -14,7 +14,7 @@ namespace {
 
 constexpr char kMapper[] = "/dev/mapper/";
 
-/** A device may be named by its path. */
+// A device may be named by its path.
 std::string DeviceName(const std::string& text) {
     return text.starts_with(kMapper) ? text.substr(sizeof kMapper - 1) : text;
 }
@@ -37,7 +37,7 @@ int ShowTable(const std::string& name) {
     return 0;
 }
 
-/** With `retry`, a device that is held is tried again for a while. */
+// With `retry`, a device that is held is tried again for a while.
 int RemoveDevice(const std::string& name, bool retry) {
     constexpr int kTries = 10;
     Answer answer;

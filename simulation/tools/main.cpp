@@ -50,7 +50,7 @@ constexpr NamedTool kTools[] = {
     }
 }
 
-/** Bytes that no tool should say, on both streams. */
+// Bytes that no tool should say, on both streams.
 int TalkRubbish() {
     constexpr std::string_view rubbish("\x01\xff\xfe%s%n\0\x1b[2J((((no line end", 26);
     std::cout << rubbish << std::flush;
@@ -58,7 +58,7 @@ int TalkRubbish() {
     return 0;
 }
 
-/** Very many long lines, on both streams. */
+// Very many long lines, on both streams.
 int Flood(const std::string& count) {
     const std::string line(4000, 'x');
     const int lines = count.empty() ? 1000 : std::atoi(count.c_str());
@@ -69,7 +69,7 @@ int Flood(const std::string& count) {
     return 0;
 }
 
-/** Acts out a fault, told as ACTION or ACTION:NUMBER. */
+// Acts out a fault, told as ACTION or ACTION:NUMBER.
 int Misbehave(const std::string& name, const std::string& fault) {
     const size_t colon = std::min(fault.find(':'), fault.size());
     const std::string action = fault.substr(0, colon);

@@ -32,7 +32,7 @@ void MarkExtent(Bitmap& bitmap, const fiemap_extent& extent) {
     }
 }
 
-/** Marks where a file lies on its volume. */
+// Marks where a file lies on its volume.
 void MarkFile(Bitmap& bitmap, const std::string& path) {
     constexpr uint32_t kExtents = 64;
     const UniqueFd file(Checked(open(path.c_str(), O_RDONLY | O_CLOEXEC), path));

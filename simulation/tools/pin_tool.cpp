@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kUsage[] =
+constexpr char kPinUsage[] =
     "usage: vemocachepinfiletool --pin-files FILES --mount-path VOLUME | --unpin-files FILES --mount-path "
     "VOLUME\n"
     "         | --check-pin FILE [--config-path CONFIG] | --handle-mount --mount-path VOLUME [--config-path "
@@ -39,7 +39,7 @@ struct Request {
     std::string config = "/usr/vemo/etc/flashcache_pin_file.conf";
 };
 
-/** The pinned files by volume; a volume's mount path in brackets and then its files, one a line. */
+// The pinned files by volume; a volume's mount path in brackets and then its files, one a line.
 using Pins = std::map<std::string, std::set<std::string>>;
 
 Words Lines(std::istream&& text) {
@@ -74,7 +74,7 @@ void StorePins(const std::string& config, const Pins& pins) {
     Store(config, text);
 }
 
-/** What the kernel was told of a volume. */
+// What the kernel was told of a volume.
 std::string KernelFile(const std::string& volume) {
     std::string name = volume;
     std::replace(name.begin(), name.end(), '/', '_');
@@ -133,7 +133,7 @@ int HandleUmount(const Request& request) {
     return 0;
 }
 
-/** A volume without a bitmap has no pinned files. */
+// A volume without a bitmap has no pinned files.
 int DeleteBitmap(const Request& request) {
     Pins pins = ReadPins(request.config);
     pins.erase(request.volume);
@@ -167,7 +167,7 @@ constexpr Verb kVerbs[] = {
     {"--support-pin", false, true, ShowSupport},
 };
 
-/** The options behind the verb come in pairs. False when one is not known. */
+// The options behind the verb come in pairs. False when one is not known.
 bool ParseOptions(const Words& arguments, size_t first, Request& request) {
     for (size_t i = first; i < arguments.size(); i += 2) {
         const bool isVolume = arguments[i] == "--mount-path";
@@ -189,7 +189,7 @@ int PinTool(const Words& arguments) {
     if (verb == std::end(kVerbs) || (verb->namesFiles && arguments.size() < 2) ||
         !ParseOptions(arguments, verb->namesFiles ? 2 : 1, request) ||
         verb->ofVolume == request.volume.empty()) {
-        return Refuse(kUsage);
+        return Refuse(kPinUsage);
     }
     if (verb->namesFiles) {
         request.files = Lines(std::istringstream(arguments[1]));

@@ -6,7 +6,7 @@
 
 namespace simulation {
 
-/** One of the appliance's tools: takes its arguments, without its name, and returns its exit status. */
+// One of the appliance's tools: takes its arguments, without its name, and returns its exit status.
 using Tool = int (*)(const Words& arguments);
 
 int Insmod(const Words& arguments);
@@ -20,10 +20,10 @@ int PinTool(const Words& arguments);
 int Iscsiep(const Words& arguments);
 int UpdateServer(const Words& arguments);
 
-/** Asks the simulated kernel. */
+// Asks the simulated kernel.
 Answer AskKernel(const Words& request);
 
-/** Says on standard error why it did not go; always 1. */
+// Says on standard error why it did not go; always 1.
 int Refuse(const std::string& message);
 
 }  // namespace simulation

@@ -16,13 +16,13 @@ namespace simulation {
 
 namespace {
 
-constexpr char kUsage[] =
+constexpr char kUpdateUsage[] =
     "usage: vemo-update-server good|missing|hang|cut FILE\n"
     "Serves FILE from the background and prints its address. \"missing\" answers 404, \"hang\" never "
     "answers, and\n"
     "\"cut\" breaks off in the middle of the first answer and is gone.";
 
-/** A socket that listens on a free port; `address` receives it. */
+// A socket that listens on a free port; `address` receives it.
 UniqueFd Listen(sockaddr_in& address) {
     UniqueFd listener(Checked(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "a socket"));
     address.sin_family = AF_INET;
@@ -35,7 +35,7 @@ UniqueFd Listen(sockaddr_in& address) {
     return listener;
 }
 
-/** Reads a request to the blank line behind it; false when the client left before. */
+// Reads a request to the blank line behind it; false when the client left before.
 bool TakeRequest(int client) {
     std::string request;
     char piece[1024];
@@ -72,7 +72,7 @@ void SendAll(int client, std::string_view answer) {
     }
 }
 
-/** Until the appliance goes down, or the first answer was cut. */
+// Until the appliance goes down, or the first answer was cut.
 void Serve(int listener, const std::string& mode, const std::string& path) {
     for (;;) {
         const UniqueFd client(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
@@ -89,7 +89,7 @@ void Serve(int listener, const std::string& mode, const std::string& path) {
     }
 }
 
-/** Lets go of whoever waits for our output to end. */
+// Lets go of whoever waits for our output to end.
 void LeaveForeground() {
     setsid();
     const UniqueFd null(Checked(open("/dev/null", O_RDWR | O_CLOEXEC), "/dev/null"));
@@ -103,7 +103,7 @@ void LeaveForeground() {
 int UpdateServer(const Words& arguments) {
     const std::string mode = arguments.empty() ? "" : arguments[0];
     if (arguments.size() != 2 || (mode != "good" && mode != "missing" && mode != "hang" && mode != "cut")) {
-        return Refuse(kUsage);
+        return Refuse(kUpdateUsage);
     }
     sockaddr_in address{};
     const UniqueFd listener = Listen(address);

@@ -6,7 +6,7 @@
 
 namespace simulation {
 
-/** Says where the iSCSI targets of a volume lie, nothing when it has none. */
+// Says where the iSCSI targets of a volume lie, nothing when it has none.
 int Iscsiep(const Words& arguments) {
     if (arguments.size() != 2 || arguments[0] != "--get_root_dir_for_volpath") {
         return Refuse("usage: vemoiscsiep --get_root_dir_for_volpath VOLUME");

@@ -7,8 +7,8 @@
 
 namespace flashcache {
 
-/// Runs an exported function's body; whatever it throws (allocation failure, above all) becomes the
-/// function's failure result.
+// Runs an exported function's body; whatever it throws (allocation failure, above all) becomes the
+// function's failure result.
 template <class Result, class Body>
 Result Guarded(Result failure, Body body, Where where = Where::current()) noexcept {
     try {

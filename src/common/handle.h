@@ -14,8 +14,8 @@
 
 namespace flashcache {
 
-/// Owns one C object and releases it with `Release`, errno kept. Unlike std::unique_ptr it lends its
-/// address to the calls that make or replace the object.
+// Owns one C object and releases it with `Release`, errno kept. Unlike std::unique_ptr it lends its
+// address to the calls that make or replace the object.
 template <class Object, auto Release>
 class Handle {
   public:
@@ -48,12 +48,12 @@ class Handle {
 using StringList = Handle<VLIBC_SZLIST, VLIBCSzListFree>;
 using StringHash = Handle<VLIBC_SZHASH, VLIBCSzHashFree>;
 using File = Handle<std::FILE, std::fclose>;
-/// A running program whose output we read; closing it waits for its end.
+// A running program whose output we read; closing it waits for its end.
 using ChildStream = Handle<std::FILE, VLIBCPclose>;
-/// A text that C callers release with free().
+// A text that C callers release with free().
 using Text = Handle<char, std::free>;
 
-/// A copy of `text` for a C record. Throws std::bad_alloc.
+// A copy of `text` for a C record. Throws std::bad_alloc.
 inline Text CopyText(const char* text) {
     Text copy(strdup(text));
     if (!copy) {
@@ -62,7 +62,7 @@ inline Text CopyText(const char* text) {
     return copy;
 }
 
-/// Owns one file descriptor, -1 for none.
+// Owns one file descriptor, -1 for none.
 class Descriptor {
   public:
     explicit Descriptor(int fd = -1) noexcept : fd_(fd) {}

@@ -6,7 +6,7 @@
 
 namespace flashcache {
 
-/// Holds the exclusive lock on a lock file. Failures are logged under the caller's own file and line.
+// Holds the exclusive lock on a lock file. Failures are logged under the caller's own file and line.
 class HeldLock {
   public:
     explicit HeldLock(const char* path, Where where = Where::current()) noexcept : where_(where) {

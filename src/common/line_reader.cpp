@@ -5,7 +5,7 @@
 namespace flashcache {
 namespace {
 
-/// One character, over interrupted reads: a signal of the caller's must not look like the end.
+// One character, over interrupted reads: a signal of the caller's must not look like the end.
 int ReadCharacter(std::FILE* stream) {
     for (;;) {
         const int character = getc_unlocked(stream);

@@ -10,9 +10,9 @@ namespace flashcache {
 
 using Where = std::source_location;
 
-/// One message to the system log: "<file>:<line> <text>". The file and line are the caller's own.
-/// Keeps errno, and "%m" shows the errno that the caller had before the arguments were evaluated. (A text
-/// with "%m" stands behind __extension__, since g++ knows it as an extension only.)
+// One message to the system log: "<file>:<line> <text>". The file and line are the caller's own.
+// Keeps errno, and "%m" shows the errno that the caller had before the arguments were evaluated. (A text
+// with "%m" stands behind __extension__, since g++ knows it as an extension only.)
 class LogMessage {
   public:
     enum class Tail { kNone, kPlatformError };
@@ -29,12 +29,12 @@ class LogMessage {
     int errno_;
 };
 
-/// Usage: LogError()("Failed to open %s", path);
+// Usage: LogError()("Failed to open %s", path);
 inline LogMessage LogError(Where where = Where::current()) noexcept {
     return {LOG_ERR, LogMessage::Tail::kNone, where};
 }
 
-/// The same, closed by the platform's last error as "[0x%04X %s:%d]"; a blank before it is the text's own.
+// The same, closed by the platform's last error as "[0x%04X %s:%d]"; a blank before it is the text's own.
 inline LogMessage LogPlatformError(Where where = Where::current()) noexcept {
     return {LOG_ERR, LogMessage::Tail::kPlatformError, where};
 }
@@ -43,7 +43,7 @@ inline LogMessage LogDebug(Where where = Where::current()) noexcept {
     return {LOG_DEBUG, LogMessage::Tail::kNone, where};
 }
 
-/// Records `code` in the platform's error slot, with the caller's own file and line.
+// Records `code` in the platform's error slot, with the caller's own file and line.
 void SetError(int code, Where where = Where::current()) noexcept;
 
 }  // namespace flashcache

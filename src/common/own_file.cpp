@@ -9,7 +9,7 @@
 namespace flashcache {
 namespace {
 
-/// How often a name is claimed while somebody lays things there all the time.
+// How often a name is claimed while somebody lays things there all the time.
 constexpr int kMostAttempts = 100;
 
 bool IsOurs(const struct stat& status) noexcept {
@@ -37,7 +37,7 @@ void LogRefusal(const char* path, const struct stat& status, Where where) noexce
                     KindName(status), static_cast<unsigned>(status.st_uid), path);
 }
 
-/// What stands between us and a file that we could not make: ours, or removed if foreign (kMade: try again).
+// What stands between us and a file that we could not make: ours, or removed if foreign (kMade: try again).
 Claim ClearName(const char* path, Where where) noexcept {
     struct stat status{};
     if (lstat(path, &status) != 0) {

@@ -18,17 +18,17 @@ namespace flashcache {
 
 enum class Found { kNothing, kOurs, kForeign };
 
-/// What lies at `path`. What is foreign is logged under the caller's own file and line.
+// What lies at `path`. What is foreign is logged under the caller's own file and line.
 Found LookForOurs(const char* path, Where where = Where::current()) noexcept;
 
-/// Opens a file of ours to read; empty, with errno, where there is none. What is foreign is logged.
+// Opens a file of ours to read; empty, with errno, where there is none. What is foreign is logged.
 File OpenOurFile(const char* path, Where where = Where::current()) noexcept;
 
 enum class Claim { kMade, kOurs, kFailed };
 
-/// Sees to it that a file of ours lies at `path`: removes what is foreign and makes an empty file, of this
-/// mode less the umask, in one step. Says whether it was made, was there already, or could not be had
-/// (logged).
+// Sees to it that a file of ours lies at `path`: removes what is foreign and makes an empty file, of this
+// mode less the umask, in one step. Says whether it was made, was there already, or could not be had
+// (logged).
 Claim ClaimFile(const char* path, mode_t mode, Where where = Where::current()) noexcept;
 
 }  // namespace flashcache

@@ -16,8 +16,6 @@
 namespace flashcache {
 namespace {
 
-constexpr int kCapacity = 1024;
-
 // ---- One record from the keys of its section ----
 
 char* TextOf(const VLIBC_SZHASH* keys, const char* key) {
@@ -78,7 +76,7 @@ bool Matches(const FLASHCACHE_CONFIG_SEARCH& criteria, const char* section,
     return SameText(criteria.*field->wanted, value);
 }
 
-/// Walks the sections; takes all, or the first that matches `criteria`. `list` may be NULL.
+// Walks the sections; takes all, or the first that matches `criteria`. `list` may be NULL.
 int ReadSections(const FLASHCACHE_CONFIG_SEARCH* criteria, FLASHCACHE_CONFIG** list, const char* path,
                  const VLIBC_SZLIST* names, StringHash& keys) {
     int count = 0;
@@ -107,12 +105,12 @@ int ReadSections(const FLASHCACHE_CONFIG_SEARCH* criteria, FLASHCACHE_CONFIG** l
 }
 
 int ReadFile(const FLASHCACHE_CONFIG_SEARCH* criteria, FLASHCACHE_CONFIG** list, const char* path) {
-    StringList names(VLIBCSzListAlloc(kCapacity));
+    StringList names(VLIBCSzListAlloc(kSectionCapacity));
     if (!names) {
         LogPlatformError()("Failed to alloc list for %s, ", path);
         return -1;
     }
-    StringHash keys(VLIBCSzHashAlloc(kCapacity));
+    StringHash keys(VLIBCSzHashAlloc(kSectionCapacity));
     if (!keys) {
         LogPlatformError()("Failed to alloc hash for %s, ", path);
         return -1;
@@ -128,7 +126,7 @@ int ReadFile(const FLASHCACHE_CONFIG_SEARCH* criteria, FLASHCACHE_CONFIG** list,
     return ReadSections(criteria, list, path, names.get(), keys);
 }
 
-/// What every failed read ends with. Returns -1.
+// What every failed read ends with. Returns -1.
 int DropList(FLASHCACHE_CONFIG** list) noexcept {
     if (list != nullptr) {
         VEMOFlashCacheConfigFree(*list);

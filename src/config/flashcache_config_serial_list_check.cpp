@@ -10,7 +10,7 @@
 namespace flashcache {
 namespace {
 
-/// A list begins with its item count; an entry of it may be NULL.
+// A list begins with its item count; an entry of it may be NULL.
 int ItemCount(const VLIBC_SZLIST* list) noexcept {
     int count = 0;
     if (list != nullptr) {

@@ -1,17 +1,16 @@
 // Reading the serial numbers of SSDs.
 
 #include "common/log.h"
+#include "config/config.h"
 #include "config/serial_list.h"
 #include "vemoflashcache.h"
 
 namespace flashcache {
 namespace {
 
-constexpr int kCapacity = 1024;
-
-/// The serial numbers in a section's keys; empty on failure.
+// The serial numbers in a section's keys; empty on failure.
 StringList SplitSerials(const StringHash& keys) noexcept {
-    StringList serials(VLIBCSzListAlloc(kCapacity));
+    StringList serials(VLIBCSzListAlloc(kSectionCapacity));
     if (!serials) {
         LogError()("Fail to allocate list");
         return serials;
@@ -41,7 +40,7 @@ int VEMOFlashcacheConfigSerialListGet(const char* section, struct VLIBC_SZLIST**
     if (VLIBCFileExist(kSerialFile) == 0) {
         return 0;
     }
-    StringHash keys(VLIBCSzHashAlloc(kCapacity));
+    StringHash keys(VLIBCSzHashAlloc(kSectionCapacity));
     if (!keys) {
         LogError()("Failed to alloc hash for %s", kSerialFile);
         return -1;

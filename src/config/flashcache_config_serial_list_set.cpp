@@ -12,7 +12,7 @@
 namespace flashcache {
 namespace {
 
-/// Replaces the section, or appends it where file or section are not there yet.
+// Replaces the section, or appends it where file or section are not there yet.
 int WriteSection(const char* section, const StringHash& keys) noexcept {
     if (VLIBCFileSetSection(kSerialFile, section, nullptr, keys.get(), kKeyLineFormat) >= 1) {
         return 0;
@@ -39,7 +39,7 @@ int VEMOFlashcacheConfigSerialListSet(const char* section, const char* serials) 
         LogError()("Incorrect paramter");
         return -1;
     }
-    StringHash keys(VLIBCSzHashAlloc(1024));
+    StringHash keys(VLIBCSzHashAlloc(kSectionCapacity));
     if (!keys) {
         LogError()("Failed to alloc hash for [%s]", section);
         return -1;

@@ -15,11 +15,10 @@
 namespace flashcache {
 namespace {
 
-constexpr int kCapacity = 1024;
 constexpr std::size_t kValueSize = 32;
 constexpr const char* kStagingFile = "/tmp/flashcache-tmp.conf";
 
-/// Collects the keys of one section; one failure spoils the whole.
+// Collects the keys of one section; one failure spoils the whole.
 class KeyWriter {
   public:
     explicit KeyWriter(StringHash& hash) noexcept : hash_(hash) {}
@@ -40,7 +39,7 @@ class KeyWriter {
     bool complete_ = true;
 };
 
-/// NULL for a policy without a text.
+// NULL for a policy without a text.
 const char* ReclaimPolicyText(int32_t policy) noexcept {
     switch (policy) {
         case FLASHCACHE_RECLAIM_LRU:
@@ -52,7 +51,7 @@ const char* ReclaimPolicyText(int32_t policy) noexcept {
     }
 }
 
-/// Puts all nineteen keys of the entry into `hash`; false when that is impossible.
+// Puts all nineteen keys of the entry into `hash`; false when that is impossible.
 bool CollectKeys(const FLASHCACHE_CONFIG& config, StringHash& hash) {
     KeyWriter keys(hash);
     keys.Text("SSDUUID", config.SSDUUID);
@@ -87,7 +86,7 @@ bool CollectKeys(const FLASHCACHE_CONFIG& config, StringHash& hash) {
     return keys.complete();
 }
 
-/// Replaces the entry's section, or appends it where file or section are not there yet.
+// Replaces the entry's section, or appends it where file or section are not there yet.
 int WriteSection(const FLASHCACHE_CONFIG& config, const StringHash& keys) noexcept {
     if (VLIBCFileSetSection(kConfigFile, config.SectionName, nullptr, keys.get(), kKeyLineFormat) >= 1) {
         return 0;
@@ -105,7 +104,7 @@ int WriteSection(const FLASHCACHE_CONFIG& config, const StringHash& keys) noexce
 }
 
 int SetEntry(const FLASHCACHE_CONFIG& config) {
-    StringHash keys(VLIBCSzHashAlloc(kCapacity));
+    StringHash keys(VLIBCSzHashAlloc(kSectionCapacity));
     if (!keys) {
         LogPlatformError()("Failed to alloc hash for [%s], ", config.SSDUUID);
         return -1;
@@ -124,13 +123,13 @@ int SetEntry(const FLASHCACHE_CONFIG& config) {
     return 0;
 }
 
-/// The mode of the configuration file, which its copy is to have.
+// The mode of the configuration file, which its copy is to have.
 mode_t ConfigMode() noexcept {
     struct stat status{};
     return stat(kConfigFile, &status) == 0 ? status.st_mode & 0777U : 0600U;
 }
 
-/// The copy in the making. The tool would write through what another user laid there.
+// The copy in the making. The tool would write through what another user laid there.
 int CopyToStaging(mode_t mode) noexcept {
     const Claim staging = ClaimFile(kStagingFile, mode);
     if (staging == Claim::kFailed) {
@@ -147,8 +146,8 @@ int CopyToStaging(mode_t mode) noexcept {
     return 0;
 }
 
-/// The move is what readers see: the old copy or the new one, never a part. The tool would move into a folder
-/// that lies there, or that a link there names.
+// The move is what readers see: the old copy or the new one, never a part. The tool would move into a folder
+// that lies there, or that a link there names.
 int MoveToCopy(mode_t mode) noexcept {
     const Claim copy = ClaimFile(kConfigTmpFile, mode);
     if (copy != Claim::kFailed &&

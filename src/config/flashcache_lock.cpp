@@ -24,7 +24,7 @@ struct Attempts {
     int lastError = 0;
 };
 
-/// Counts a failed attempt; false when another one is of no use.
+// Counts a failed attempt; false when another one is of no use.
 bool MayRetry(Attempts& attempts) noexcept {
     attempts.lastError = errno;
     switch (attempts.lastError) {

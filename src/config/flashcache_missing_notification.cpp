@@ -15,7 +15,7 @@ namespace {
 constexpr unsigned kCacheMissingEvent = 0x116000B2;
 constexpr std::size_t kVolumeTextSize = 1024;
 
-/// "Volume 3" for "/volume3", other paths as they are.
+// "Volume 3" for "/volume3", other paths as they are.
 std::string VolumeText(const char* referencePath) {
     int number = 0;
     if (std::sscanf(referencePath, "/volume%d", &number) == 1) {

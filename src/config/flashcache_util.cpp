@@ -18,7 +18,7 @@ namespace {
 constexpr const char* kProcDir = "/proc/flashcache";
 constexpr std::string_view kDevPrefix = "/dev/";
 
-/// By FLASHCACHE_WRITE_MODE.
+// By FLASHCACHE_WRITE_MODE.
 constexpr std::array<const char*, 6> kWriteModeTexts = {"thru",  "back",        "around",
                                                         nullptr, "back_bypass", "back_crash"};
 

@@ -11,7 +11,7 @@ namespace flashcache {
 inline constexpr const char* kSerialFile = "/usr/vemo/etc/flashcache_ssd_sn_list.conf";
 inline constexpr const char* kSerialKey = "availableSerials";
 
-/// Holds the serial list's lock. Failures are logged under the caller's own file and line.
+// Holds the serial list's lock. Failures are logged under the caller's own file and line.
 class SerialLock {
   public:
     explicit SerialLock(Where where = Where::current()) noexcept {

@@ -7,7 +7,7 @@ namespace {
 
 constexpr uint64_t kBlockBytes = 512;  // st_blocks counts these, whatever the file system's own blocks
 
-/// The first of `thresholds` that `time` has reached; their number when it has reached none.
+// The first of `thresholds` that `time` has reached; their number when it has reached none.
 template <std::size_t Count>
 std::size_t FirstReached(const std::array<int64_t, Count>& thresholds, int64_t time) noexcept {
     std::size_t index = 0;

@@ -15,8 +15,8 @@ inline constexpr std::size_t kTextSize = 1024;
 
 using Process = Handle<VLIBC_PROC, VLIBCProcFree>;
 
-/// Walks a volume and counts its files by age, from the day that `local` is in. The result is the thread's
-/// one set of accumulators, which its next walk overwrites; NULL when the walk failed.
+// Walks a volume and counts its files by age, from the day that `local` is in. The result is the thread's
+// one set of accumulators, which its next walk overwrites; NULL when the walk failed.
 const FileAges* CountVolume(const tm& local, const char* volumePath);
 
 }  // namespace flashcache

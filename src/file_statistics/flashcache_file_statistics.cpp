@@ -28,7 +28,7 @@ bool SetMarkerKey(const char* key, const char* value) noexcept {
     return true;
 }
 
-/// Tells other processes of a run for as long as it lasts.
+// Tells other processes of a run for as long as it lasts.
 class Marker {
   public:
     Marker() = default;
@@ -40,7 +40,7 @@ class Marker {
         }
     }
 
-    /// volumeId: NULL for a run of the plain format. False when another run has a marker, or on failure.
+    // volumeId: NULL for a run of the plain format. False when another run has a marker, or on failure.
     bool Write(const char* volumeId) {
         if (!WriteKeys(volumeId)) {
             LogError()("Fail to write statistics process file.");
@@ -73,7 +73,7 @@ class Marker {
 
 // ---- Times as texts ----
 
-/// When a run began. `run` names the run in messages.
+// When a run began. `run` names the run in messages.
 struct Start {
     const char* run;
     time_t now;
@@ -98,14 +98,14 @@ std::optional<Start> LocalStart(const char* run, time_t now) noexcept {
     return start;
 }
 
-/// Empty on failure.
+// Empty on failure.
 std::string FormatTime(const char* format, const tm& local) {
     std::string text(kTextSize, '\0');
     text.resize(std::strftime(text.data(), text.size(), format, &local));
     return text;
 }
 
-/// "2026-11-24 17:05"; empty (logged) on failure.
+// "2026-11-24 17:05"; empty (logged) on failure.
 std::string RunTimeText(const Start& start) {
     std::string text = FormatTime("%F %H:%M", start.local);
     if (text.empty()) {
@@ -114,7 +114,7 @@ std::string RunTimeText(const Start& start) {
     return text;
 }
 
-/// The date of `day` days before the run; empty (logged) on failure.
+// The date of `day` days before the run; empty (logged) on failure.
 std::string DayText(const Start& start, std::size_t day) {
     const time_t time = start.now - static_cast<time_t>(day) * kSecondsPerDay;
     tm local{};
@@ -131,7 +131,7 @@ std::string DayText(const Start& start, std::size_t day) {
 
 // ---- The plain format ----
 
-/// `line` is cut to the size of its buffer. Writes at once, so that a full disk is seen here.
+// `line` is cut to the size of its buffer. Writes at once, so that a full disk is seen here.
 bool WriteLine(const File& file, const std::string& line) noexcept {
     if (std::fwrite(line.data(), 1, line.size(), file.get()) < line.size()) {
         SetError(VLIBC_ERR_SHORT_WRITE);

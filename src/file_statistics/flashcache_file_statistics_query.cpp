@@ -26,8 +26,8 @@ void StoreText(const char* text, char* out, int size) noexcept {
     }
 }
 
-/// A line such as "Day=2026-11-24 FileCount=12 FileSizeSum=49152 Byte"; false when not even the year is
-/// there.
+// A line such as "Day=2026-11-24 FileCount=12 FileSizeSum=49152 Byte"; false when not even the year is
+// there.
 bool ParseDay(const char* line, FLASHCACHE_FILE_STAT_DAY& day) noexcept {
     FLASHCACHE_FILE_STAT_DAY parsed{};
     if (std::sscanf(line, "Day=%d-%d-%d FileCount=%" SCNu64 " FileSizeSum=%" SCNu64, &parsed.Year,
@@ -38,7 +38,7 @@ bool ParseDay(const char* line, FLASHCACHE_FILE_STAT_DAY& day) noexcept {
     return true;
 }
 
-/// Reads one line of the form `format`, whose value is at most 1023 characters; "" when there is no line.
+// Reads one line of the form `format`, whose value is at most 1023 characters; "" when there is no line.
 bool ReadTextLine(LineReader& lines, const char* format, char (&value)[kTextSize]) {
     value[0] = '\0';
     const char* line = lines.Next();
@@ -95,7 +95,7 @@ bool ReadMarkerKey(const char* key, char* value, int size) noexcept {
     return true;
 }
 
-/// Guards against a marker whose process died and whose pid another program has now.
+// Guards against a marker whose process died and whose pid another program has now.
 bool IsRunBy(pid_t pid, const char* cmd) noexcept {
     if (pid <= 0 || kill(pid, 0) != 0) {
         return false;

@@ -22,7 +22,7 @@ constexpr int kShareKinds = 0x0F0F;
 constexpr int kShareOpenDirs = 512;
 constexpr int kIscsiOpenDirs = 64;
 
-/// What this thread's run counts: nftw hands its callback no data of ours.
+// What this thread's run counts: nftw hands its callback no data of ours.
 thread_local FileAges ages;
 
 int FlashCacheStatFileVisit(const char* /*path*/, const struct stat* status, int type,
@@ -34,9 +34,9 @@ int FlashCacheStatFileVisit(const char* /*path*/, const struct stat* status, int
     return 0;
 }
 
-/// nftw reaches what lies in the folders that it holds open by name, however deep they are; for what is left
-/// in those that it had to close, it needs a path. A folder so deep that both ends meet would end the walk,
-/// and one still deeper our stack: it is passed over.
+// nftw reaches what lies in the folders that it holds open by name, however deep they are; for what is left
+// in those that it had to close, it needs a path. A folder so deep that both ends meet would end the walk,
+// and one still deeper our stack: it is passed over.
 bool IsTooDeep(const char* path, const FTW& position) noexcept {
     return position.level >= kShareOpenDirs && std::strlen(path) + 1 + NAME_MAX >= PATH_MAX;
 }

@@ -25,7 +25,7 @@ constexpr const char* kErrorsEntry = "flashcache_errors";
 constexpr const char* kErrorsKey = "write_disk_sync_errors=";
 constexpr time_t kPollSeconds = 5;
 
-/// The status of the live cache on this device, empty (with its code) when the path is bad or there is none.
+// The status of the live cache on this device, empty (with its code) when the path is bad or there is none.
 StatList FindCache(const char* cacheDevPath, Where where = Where::current()) noexcept {
     StatList status;
     if (!IsCacheDevPath(cacheDevPath)) {
@@ -38,7 +38,7 @@ StatList FindCache(const char* cacheDevPath, Where where = Where::current()) noe
 
 // ---- The recorded flush state ----
 
-/// The configuration entry of the cache on this SSD, empty (logged) when there is none.
+// The configuration entry of the cache on this SSD, empty (logged) when there is none.
 ConfigList FindEntry(const char* ssdPath, Where where = Where::current()) noexcept {
     FLASHCACHE_CONFIG_SEARCH search{};
     search.type = FLASHCACHE_SEARCH_BY_SSD_DEV_PATH;
@@ -56,7 +56,7 @@ bool IsRecorded(const char* ssdPath, FLASHCACHE_FLUSH_STATE state) noexcept {
 
 // ---- The flush ----
 
-/// The two devices of the cache that is flushed.
+// The two devices of the cache that is flushed.
 struct Devices {
     const char* ssd;
     const char* space;
@@ -78,7 +78,7 @@ bool RecordFlushing(const Devices& cache) noexcept {
     return true;
 }
 
-/// A cancellation that comes in between leaves another state behind: the flush is not done then.
+// A cancellation that comes in between leaves another state behind: the flush is not done then.
 bool RecordDone(const Devices& cache) noexcept {
     FlashCacheFlushStateSet(cache.ssd, FLASHCACHE_FLUSH_STATE_FLUSH_DONE);
     return IsRecorded(cache.ssd, FLASHCACHE_FLUSH_STATE_FLUSH_DONE);
@@ -100,7 +100,7 @@ bool EnterFlushState(const Devices& cache) noexcept {
     return true;
 }
 
-/// Whether failed write-backs are to be ignored; empty when that cannot be told.
+// Whether failed write-backs are to be ignored; empty when that cannot be told.
 std::optional<bool> ReadForceRemove(const Devices& cache) noexcept {
     const FLASHCACHE_ATTRIBUTE attribute = VEMOFlashCacheAttributeGet(cache.ssd, cache.space);
     if (attribute == -1) {
@@ -150,7 +150,7 @@ void RestoreHandleState(const Devices& cache, FLASHCACHE_HANDLE_STATE saved) noe
     }
 }
 
-/// saved: the handle state before the flush, UNKNOWN when the flush did not come to read it. Returns -1.
+// saved: the handle state before the flush, UNKNOWN when the flush did not come to read it. Returns -1.
 int RollBack(const Devices& cache, FLASHCACHE_HANDLE_STATE saved) noexcept {
     LogError()("Roll back config to norml (non-flush) state");
     if (FlashCacheFlushStateSet(cache.ssd, FLASHCACHE_FLUSH_STATE_NORMAL) != 0) {
@@ -162,7 +162,7 @@ int RollBack(const Devices& cache, FLASHCACHE_HANDLE_STATE saved) noexcept {
     return -1;
 }
 
-/// From the saved handle state on; what it changed is the caller's to restore.
+// From the saved handle state on; what it changed is the caller's to restore.
 Outcome FlushFrom(const Devices& cache, FLASHCACHE_HANDLE_STATE saved) noexcept {
     if (!EnterFlushState(cache)) {
         return Outcome::kFailed;
@@ -233,7 +233,7 @@ int FlashCacheFlushStateSet(const char* ssdPath, FLASHCACHE_FLUSH_STATE state) n
     });
 }
 
-/// Lines such as "disk_read_errors=0 ... write_disk_sync_errors=0\n".
+// Lines such as "disk_read_errors=0 ... write_disk_sync_errors=0\n".
 SyncErrors FlashCacheSyncErrorCheck(const char* ssdPath, const char* spacePath) noexcept {
     const bool debug = VEMOFlashCacheIsDebug(0) == 1;
     if (ssdPath == nullptr || spacePath == nullptr) {

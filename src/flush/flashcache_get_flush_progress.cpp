@@ -18,7 +18,7 @@ constexpr const char* kProgressEntry = "flashcache_progress";
 constexpr unsigned kRemovalFlush = 0;
 constexpr unsigned kOtherFlush = 1;
 
-/// Whether the query is about the kind of flush that may be running now.
+// Whether the query is about the kind of flush that may be running now.
 bool Applies(const char* ssdName, unsigned progressState) {
     const std::string ssdPath = FormatCut(64, "/dev/%s", ssdName);
     const bool normal =
@@ -37,8 +37,8 @@ bool ReadCounts(const char* ssdName, const char* spaceName, FlushCounts& counts,
 
 }  // namespace
 
-/// A text such as "initial_num_of_dirty=200 remaining_num_of_dirty=50\n". A number that were cut to 32 bits
-/// could tell that nothing is left; eighteen digits always fit a long.
+// A text such as "initial_num_of_dirty=200 remaining_num_of_dirty=50\n". A number that were cut to 32 bits
+// could tell that nothing is left; eighteen digits always fit a long.
 bool ParseFlushCounts(const char* text, FlushCounts& counts) noexcept {
     long initial = 0;
     long remaining = 0;

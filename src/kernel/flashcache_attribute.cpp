@@ -15,7 +15,7 @@ constexpr const char* kAttributeEntry = "flashcache_attribute";
 constexpr const char* kNone = "none";
 constexpr const char* kForceRemove = "force-remove";
 
-/// NULL for a value that is no attribute.
+// NULL for a value that is no attribute.
 const char* AttributeText(FLASHCACHE_ATTRIBUTE attribute) noexcept {
     switch (attribute) {
         case FLASHCACHE_ATTRIBUTE_NONE:

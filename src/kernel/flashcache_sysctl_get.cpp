@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kBufferSize = 1024;
 
-/// By FLASHCACHE_SYSCTL; 0 names no knob.
+// By FLASHCACHE_SYSCTL; 0 names no knob.
 constexpr std::array<const char*, 17> kKnobNames = {nullptr,
                                                     "fallow_delay",
                                                     "fallow_clean_speed",
@@ -75,7 +75,7 @@ const char* SysctlKnobName(FLASHCACHE_SYSCTL knob) noexcept {
     return index < kKnobNames.size() ? kKnobNames[index] : nullptr;
 }
 
-/// A line such as "dev.flashcache_md3+volume_1.cache_all = 1".
+// A line such as "dev.flashcache_md3+volume_1.cache_all = 1".
 bool ParseSysctlAnswer(const char* line, const std::string& entry, int32_t& value) noexcept {
     return StartsWith(line, entry) && std::sscanf(line + entry.size(), " = %d", &value) == 1;
 }

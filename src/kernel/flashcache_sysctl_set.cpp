@@ -29,7 +29,7 @@ int WriteKnob(const char* knobName, int32_t value, const char* devName) {
     return 0;
 }
 
-/// One cache's knobs, written one after the other.
+// One cache's knobs, written one after the other.
 class Tuning {
   public:
     Tuning(const char* ssdPath, const char* spacePath) noexcept : ssdPath_(ssdPath), spacePath_(spacePath) {}

@@ -5,12 +5,11 @@
 #include "common/line_reader.h"
 #include "common/log.h"
 #include "common/text.h"
+#include "lifecycle/lifecycle.h"
 #include "vemoflashcache.h"
 
 namespace flashcache {
 namespace {
-
-constexpr const char* kLoadTool = "/usr/bin/flashcache_load";
 
 int CheckMetadata(const char* ssdPath) {
     const ChildStream tool(VLIBCPopen(kLoadTool, "rE", "-c", ssdPath, nullptr));

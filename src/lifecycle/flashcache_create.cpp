@@ -41,7 +41,7 @@ uint64_t EffectiveSizeKB(uint64_t requested) noexcept {
     return kSmallCacheKB;
 }
 
-/// The wanted name or a free one, empty on failure.
+// The wanted name or a free one, empty on failure.
 std::string ChooseName(const char* wantedPath) {
     if (wantedPath == nullptr) {
         return FlashCacheGetNewCacheName();
@@ -53,8 +53,8 @@ std::string ChooseName(const char* wantedPath) {
     return FormatCut(kNameSize, "%s", CacheName(wantedPath));
 }
 
-/// What the creation tool is given.
-struct ToolArguments {
+// What the creation tool is given.
+struct CreateArguments {
     std::string size;
     const char* mode;
     std::string name;
@@ -62,7 +62,7 @@ struct ToolArguments {
     const char* space;
 };
 
-ChildStream StartOriginal(const ToolArguments& a) {
+ChildStream StartOriginal(const CreateArguments& a) {
     LogError()("Create original cache");
     LogError()("Create Cache: %s -s %s -p %s %s %s %s", kCreateTool, a.size.c_str(), a.mode, a.name.c_str(),
                a.ssd, a.space);
@@ -70,15 +70,15 @@ ChildStream StartOriginal(const ToolArguments& a) {
                                   a.ssd, a.space, nullptr));
 }
 
-ChildStream StartNew(const ToolArguments& a) {
+ChildStream StartNew(const CreateArguments& a) {
     LogError()("Create Cache: %s -n -s %s -p %s %s %s %s", kCreateTool, a.size.c_str(), a.mode,
                a.name.c_str(), a.ssd, a.space);
     return ChildStream(VLIBCPopen(kCreateTool, "rE", "-n", "-s", a.size.c_str(), "-p", a.mode, a.name.c_str(),
                                   a.ssd, a.space, nullptr));
 }
 
-/// The running tool; empty on failure.
-ChildStream StartTool(FLASHCACHE_VERSION version, const ToolArguments& arguments) {
+// The running tool; empty on failure.
+ChildStream StartTool(FLASHCACHE_VERSION version, const CreateArguments& arguments) {
     LogError()("Create cache, version=%s", version == FLASHCACHE_VERSION_ORIGINAL ? "original" : "new(vemo)");
     if (version != FLASHCACHE_VERSION_ORIGINAL && version != FLASHCACHE_VERSION_NEW) {
         LogError()("Unknown cache version: %d", version);
@@ -92,7 +92,7 @@ ChildStream StartTool(FLASHCACHE_VERSION version, const ToolArguments& arguments
     return tool;
 }
 
-/// A tool that succeeds says nothing.
+// A tool that succeeds says nothing.
 bool SaysNothing(const ChildStream& tool) {
     if (LogLines(tool.get()) == 0) {
         return true;

@@ -14,8 +14,8 @@ bool IsAnyCacheLeft() noexcept {
     return VEMOFlashCacheStatGet(nullptr, caches.address()) >= 1;
 }
 
-/// Removes a module that no cache needs any more. Returns 0, also when it stays; -1 when it cannot be
-/// removed.
+// Removes a module that no cache needs any more. Returns 0, also when it stays; -1 when it cannot be
+// removed.
 int CheckAndRemoveSingleModule(const char* name) noexcept {
     if (name == nullptr) {
         LogError()("Module Name should not be NULL");
@@ -32,7 +32,7 @@ int CheckAndRemoveSingleModule(const char* name) noexcept {
     return 0;
 }
 
-/// Sees to the dirty blocks of a write-back cache: written back, or given up in a fast removal.
+// Sees to the dirty blocks of a write-back cache: written back, or given up in a fast removal.
 int SettleDirtyBlocks(const char* cacheDevPath, const FLASHCACHE_STAT& status, bool fast) noexcept {
     const int32_t fastRemove = fast ? 1 : 0;
     if (VEMOFlashCacheDoSysctlSet(FLASHCACHE_SYSCTL_FAST_REMOVE, fastRemove, status.SSDDevPath,

@@ -20,8 +20,8 @@ namespace {
 constexpr const char* kExpandTool = "/usr/bin/flashcache_expand";
 constexpr std::size_t kCommandSize = 4096;
 
-/// The configuration entry of the cache in front of this volume, empty (logged) when there is none.
-ConfigList FindEntry(const char* spacePath) noexcept {
+// The configuration entry of the cache in front of this volume, empty (logged) when there is none.
+ConfigList FindEntryOfSpace(const char* spacePath) noexcept {
     FLASHCACHE_CONFIG_SEARCH search{};
     search.type = FLASHCACHE_SEARCH_BY_SPACE_PATH;
     search.SpacePath = spacePath;
@@ -35,7 +35,7 @@ ConfigList FindEntry(const char* spacePath) noexcept {
     return entry;
 }
 
-/// The mode that the tool is given for a cache of this mode; empty for one that cannot be expanded.
+// The mode that the tool is given for a cache of this mode; empty for one that cannot be expanded.
 std::optional<FLASHCACHE_WRITE_MODE> ModeForTool(FLASHCACHE_WRITE_MODE mode) noexcept {
     switch (mode) {
         case -1:
@@ -70,15 +70,15 @@ int FlashCacheDeviceSizeGet(const char* path, uint64_t* size) noexcept {
     return 0;
 }
 
-/// What the expansion tool is given.
-struct ToolArguments {
+// What the expansion tool is given.
+struct ExpandArguments {
     const char* mode;
     const char* name;
     const char* ssd;
     const char* space;
 };
 
-ChildStream StartTool(FLASHCACHE_VERSION version, const ToolArguments& a, std::string& command) {
+ChildStream StartExpandTool(FLASHCACHE_VERSION version, const ExpandArguments& a, std::string& command) {
     if (version == FLASHCACHE_VERSION_ORIGINAL) {
         command = FormatCut(kCommandSize, "%s -p %s %s %s %s", kExpandTool, a.mode, a.name, a.ssd, a.space);
         return ChildStream(VLIBCPopen(kExpandTool, "rE", "-p", a.mode, a.name, a.ssd, a.space, nullptr));
@@ -87,10 +87,10 @@ ChildStream StartTool(FLASHCACHE_VERSION version, const ToolArguments& a, std::s
     return ChildStream(VLIBCPopen(kExpandTool, "rE", "-p", a.mode, "-n", a.name, a.ssd, a.space, nullptr));
 }
 
-int RunTool(FLASHCACHE_VERSION version, const ToolArguments& arguments) {
+int RunExpandTool(FLASHCACHE_VERSION version, const ExpandArguments& arguments) {
     LogError()("Starting to expand cache (%s) ...", arguments.name);
     std::string command;
-    const ChildStream tool = StartTool(version, arguments, command);
+    const ChildStream tool = StartExpandTool(version, arguments, command);
     LogError()("Expand Command: %s", command.c_str());
     if (!tool) {
         LogError()("Popen failed. Command=%s", command.c_str());
@@ -116,11 +116,12 @@ int ExpandDevice(const FLASHCACHE_CONFIG& entry, FLASHCACHE_WRITE_MODE mode, con
         LogError()("Incorrect cache version = %d", entry.CacheVersion);
         return -1;
     }
-    return RunTool(entry.CacheVersion, {modeText, LastComponent(cachePath), entry.SSDDevPath, spacePath});
+    return RunExpandTool(entry.CacheVersion,
+                         {modeText, LastComponent(cachePath), entry.SSDDevPath, spacePath});
 }
 
 int Expand(const char* spacePath) {
-    const ConfigList entry = FindEntry(spacePath);
+    const ConfigList entry = FindEntryOfSpace(spacePath);
     if (!entry) {
         return -1;
     }

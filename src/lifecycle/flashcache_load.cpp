@@ -9,10 +9,8 @@
 namespace flashcache {
 namespace {
 
-constexpr const char* kLoadTool = "/usr/bin/flashcache_load";
-
-/// The configuration entry of the cache on this SSD, empty on failure.
-ConfigList FindEntry(const char* ssdPath) noexcept {
+// The configuration entry of the cache on this SSD, empty on failure.
+ConfigList FindEntryOfSsd(const char* ssdPath) noexcept {
     FLASHCACHE_CONFIG_SEARCH search{};
     search.type = FLASHCACHE_SEARCH_BY_SSD_DEV_PATH;
     search.SSDDevPath = ssdPath;
@@ -23,7 +21,7 @@ ConfigList FindEntry(const char* ssdPath) noexcept {
     return entry;
 }
 
-int RunTool(const char* ssdPath, const char* name, const char* spacePath) noexcept {
+int RunLoadTool(const char* ssdPath, const char* name, const char* spacePath) noexcept {
     LogError()("Load Cache: %s %s %s %s", kLoadTool, ssdPath, name, spacePath);
     if (VLIBCExecl(kLoadTool, VLIBC_EXEC_WAIT, ssdPath, name, spacePath, nullptr) != 0) {
         __extension__ LogError()(
@@ -38,7 +36,7 @@ int Load(const char* ssdPath, const char* spacePath, char* out, int outSize) {
     if (CheckAndInsertKernelModule() < 0) {
         return -1;
     }
-    const ConfigList entry = FindEntry(ssdPath);
+    const ConfigList entry = FindEntryOfSsd(ssdPath);
     if (!entry) {
         return -1;
     }
@@ -47,7 +45,7 @@ int Load(const char* ssdPath, const char* spacePath, char* out, int outSize) {
         LogError()("Fail to get new cache name");
         return -1;
     }
-    if (RunTool(ssdPath, name.c_str(), spacePath) != 0) {
+    if (RunLoadTool(ssdPath, name.c_str(), spacePath) != 0) {
         return -1;
     }
     if (VEMOFlashCacheSysctlSet(&entry->Policy, ssdPath, spacePath) < 0) {

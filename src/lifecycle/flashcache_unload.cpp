@@ -37,7 +37,7 @@ int LogHolders(const char* cacheDevPath) {
     return 0;
 }
 
-/// Tells in the log what may hold the device. Returns 0, or -1 when a reading could not be started.
+// Tells in the log what may hold the device. Returns 0, or -1 when a reading could not be started.
 int PrintDebugMessage(const char* cacheDevPath) {
     if (LogMounts() != 0) {
         return -1;
@@ -49,7 +49,7 @@ int PrintDebugMessage(const char* cacheDevPath) {
     return LogHolders(cacheDevPath);
 }
 
-/// Logs what the tool says; false when it says that it failed.
+// Logs what the tool says; false when it says that it failed.
 bool Succeeds(const ChildStream& tool) {
     bool succeeded = true;
     LineReader lines(tool.get());

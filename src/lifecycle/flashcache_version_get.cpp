@@ -16,7 +16,7 @@ constexpr off_t kVersionOffset = 296;  // in the superblock, at the start of the
 constexpr uint32_t kOriginalSuperblock = 2;
 constexpr uint32_t kNewSuperblock = 10;
 
-/// The superblock's version word, little-endian; bytes that cannot be read count as 0.
+// The superblock's version word, little-endian; bytes that cannot be read count as 0.
 uint32_t ReadVersionWord(const Descriptor& device) noexcept {
     unsigned char bytes[4] = {};
     if (read(device.get(), bytes, sizeof bytes) < 0) {

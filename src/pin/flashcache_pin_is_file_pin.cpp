@@ -9,7 +9,7 @@
 namespace flashcache {
 namespace {
 
-/// The tool answers with a line such as "Yes" or "Not pinned".
+// The tool answers with a line such as "Yes" or "Not pinned".
 int AskTool(const char* filePath, uint32_t* isAdded) {
     const std::string command = FormatCut(kPinCommandSize, "%s %s %s %s %s", kPinTool, "--check-pin",
                                           filePath, "--config-path", kPinConfigFile);

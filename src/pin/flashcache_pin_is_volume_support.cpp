@@ -9,7 +9,7 @@
 namespace flashcache {
 namespace {
 
-/// The tool answers with a line such as "Yes".
+// The tool answers with a line such as "Yes".
 int AskTool(const char* mountPath) {
     const ChildStream tool(VLIBCPopen(kPinTool, "r", "--support-pin", "--mount-path", mountPath, nullptr));
     if (!tool) {

@@ -13,18 +13,18 @@
 namespace flashcache {
 namespace {
 
-/// A number beyond 32 bits counts as the largest there is: cut, it could be a build that we have.
+// A number beyond 32 bits counts as the largest there is: cut, it could be a build that we have.
 int32_t ReadNumber(const char* text) noexcept {
     return static_cast<int32_t>(std::clamp<long>(std::strtol(text, nullptr, 10), INT32_MIN, INT32_MAX));
 }
 
-/// What the answer depends on, beside the database.
+// What the answer depends on, beside the database.
 struct Appliance {
     int32_t build;
     char model[256];
 };
 
-/// Empty when build or model cannot be told.
+// Empty when build or model cannot be told.
 std::optional<Appliance> ReadAppliance() noexcept {
     Appliance appliance{};
     char build[16] = "";
@@ -43,7 +43,7 @@ std::optional<Appliance> ReadAppliance() noexcept {
     return appliance;
 }
 
-/// Whether a section's keys support the appliance: they name the build since which they do.
+// Whether a section's keys support the appliance: they name the build since which they do.
 int Supports(const StringHash& keys, const Appliance& appliance) noexcept {
     const char* since = VLIBCSzHashGetValue(keys.get(), appliance.model);
     return since != nullptr && ReadNumber(since) <= appliance.build ? 1 : 0;
@@ -73,7 +73,7 @@ int SupportsSection(const char* sectionName) {
     return Supports(keys, *appliance);
 }
 
-/// The first section for this model and size, NULL when there is none; part of `names`.
+// The first section for this model and size, NULL when there is none; part of `names`.
 const char* FindSection(const VLIBC_SZLIST* names, const char* model, uint64_t size) noexcept {
     for (int i = 0; const char* name = VLIBCSzListGet(names, i); ++i) {
         if (SectionFits(name, model, size)) {
@@ -118,7 +118,7 @@ int SupportsModel(const FLASHCACHE_SSD_INFO& ssd) {
 
 }  // namespace
 
-/// A name such as "SATA-X200|120" or "SATA-X200|120GB".
+// A name such as "SATA-X200|120" or "SATA-X200|120GB".
 bool SectionFits(const char* name, const char* model, uint64_t size) noexcept {
     constexpr uint64_t kGiB = 1ULL << 30U;
     const char* bar = std::strchr(name, '|');

@@ -20,7 +20,7 @@ Record* NewRecord() {
     return static_cast<Record*>(record);
 }
 
-/// Stores a trimmed copy of `text` in a field, NULL where there is none. False when the trimming failed.
+// Stores a trimmed copy of `text` in a field, NULL where there is none. False when the trimming failed.
 bool StoreTrimmed(const char* text, char*& field) {
     if (text == nullptr) {
         return true;
@@ -29,7 +29,7 @@ bool StoreTrimmed(const char* text, char*& field) {
     return field != nullptr;
 }
 
-/// One entry from a section's keys; empty on failure.
+// One entry from a section's keys; empty on failure.
 SupportList MakeEntry(const char* section, const StringHash& keys) {
     SupportList node(NewRecord<FLASHCACHE_SUPPORT_SSD_LIST>());
     node->SSD = NewRecord<FLASHCACHE_SUPPORT_SSD>();

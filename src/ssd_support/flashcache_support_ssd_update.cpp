@@ -16,10 +16,10 @@ constexpr const char* kTargetDir = "/etc.defaults";
 constexpr const char* kDefaultAddress = "http://update.vemo.example/ssddb/getdb.php";
 constexpr std::size_t kPathSize = 512;
 
-/// The download address; one for the process, so updates exclude each other.
+// The download address; one for the process, so updates exclude each other.
 char address[256];
 
-/// Reads the configured address, or the default one. False when that failed.
+// Reads the configured address, or the default one. False when that failed.
 bool ReadAddress() noexcept {
     std::memset(address, 0, sizeof address);
     if (VLIBCFileGetKeyValue(kModelFile, "support_ssd_update_site", address, sizeof address, 0) < 0) {

@@ -49,12 +49,12 @@ bool HasCounters(FLASHCACHE_WRITE_MODE writeMode) noexcept {
            writeMode == FLASHCACHE_WRITE_BACK_BYPASS || writeMode == FLASHCACHE_WRITE_BACK_CRASH;
 }
 
-/// A line such as "reads=1024 writes=2048".
+// A line such as "reads=1024 writes=2048".
 bool ParseIoCounts(const char* line, FLASHCACHE_COUNT_STAT& counters) noexcept {
     return std::sscanf(line, kIoCountsFormat, &counters.Reads, &counters.Writes) == 2;
 }
 
-/// A line such as "read_hits=512 read_hit_percent=50 write_hits=... uncached_sequential_writes=0".
+// A line such as "read_hits=512 read_hit_percent=50 write_hits=... uncached_sequential_writes=0".
 bool ParseHitCounts(const char* line, FLASHCACHE_WRITE_MODE writeMode,
                     FLASHCACHE_COUNT_STAT& counters) noexcept {
     if (writeMode == FLASHCACHE_WRITE_AROUND) {

@@ -10,7 +10,7 @@
 namespace flashcache {
 namespace {
 
-/// A text that filled its buffer may have been cut, and a cut path may name another device: drop it.
+// A text that filled its buffer may have been cut, and a cut path may name another device: drop it.
 void DropIfCut(char (&field)[DmTable::kFieldSize + 1]) noexcept {
     if (std::strlen(field) == DmTable::kFieldSize) {
         field[0] = '\0';
@@ -33,7 +33,7 @@ int32_t WriteModeOfTable(const char* text) noexcept {
     return SameText(text, "WRITE_AROUND") ? FLASHCACHE_WRITE_AROUND : -1;
 }
 
-/// The kernel's knob numbers the policies the other way round.
+// The kernel's knob numbers the policies the other way round.
 int32_t ReclaimPolicyOfKnob(const char* text) noexcept {
     switch (std::strtol(text, nullptr, 10)) {
         case 0:
@@ -51,11 +51,11 @@ int32_t Number(const char* text) noexcept {
 
 }  // namespace
 
-/// Lines such as
-/// "\tssd dev (/dev/md3), disk dev (/dev/vg1/volume_1) cache mode(WRITE_BACK)"
-/// "\tcapacity(1024M), associativity(512), data block size(4K) metadata block size(4096b)"
-/// "\ttotal blocks(262144), cached blocks(1024), cache percent(0)"
-/// "\tsplit-io(0) support pin file(1)"
+// Lines such as
+// "\tssd dev (/dev/md3), disk dev (/dev/vg1/volume_1) cache mode(WRITE_BACK)"
+// "\tcapacity(1024M), associativity(512), data block size(4K) metadata block size(4096b)"
+// "\ttotal blocks(262144), cached blocks(1024), cache percent(0)"
+// "\tsplit-io(0) support pin file(1)"
 void ParseDmTableLine(const char* line, DmTable& table) noexcept {
     std::sscanf(
         line, "\tssd de%*[^(](%128[^)])%*[^a-zA-Z]disk de%*[^(](%128[^)])%*[^a-zA-Z]cache mod%*[^(](%128[^)]",

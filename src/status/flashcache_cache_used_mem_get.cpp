@@ -7,7 +7,7 @@
 namespace flashcache {
 namespace {
 
-/// 0 for a block size that no cache version has.
+// 0 for a block size that no cache version has.
 uint64_t MetadataBytesPerBlock(int32_t blockSizeKB) noexcept {
     switch (blockSizeKB) {
         case kOriginalMemory.blockBytes / 1024:

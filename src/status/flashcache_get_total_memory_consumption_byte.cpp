@@ -9,7 +9,7 @@
 namespace flashcache {
 namespace {
 
-/// Adds what one cache's pin bitmap needs. False when its size cannot be had.
+// Adds what one cache's pin bitmap needs. False when its size cannot be had.
 bool AddPinBitmap(const char* referencePath, uint64_t& bytes) noexcept {
     if (VEMOFlashCachePinIsVolumeSupport(referencePath) == 0) {
         return true;
@@ -23,7 +23,7 @@ bool AddPinBitmap(const char* referencePath, uint64_t& bytes) noexcept {
     return true;
 }
 
-/// Adds what one cache needs. False when that cannot be reckoned.
+// Adds what one cache needs. False when that cannot be reckoned.
 bool AddCache(const FLASHCACHE_CONFIG& cache, bool modelPins, uint64_t& bytes) noexcept {
     switch (cache.CacheVersion) {
         case FLASHCACHE_VERSION_ORIGINAL:

@@ -36,7 +36,7 @@ ChildStream OpenTable(const char* cacheDevPath, Where where = Where::current()) 
 
 // ---- One record ----
 
-/// The first word of a knob file, empty on failure.
+// The first word of a knob file, empty on failure.
 std::string FlashCacheProcSysValueRead(const std::string& path) {
     const File file(std::fopen(path.c_str(), "re"));
     if (!file) {
@@ -76,7 +76,7 @@ bool FillCounters(FLASHCACHE_STAT& record, const char* ssdName, const char* spac
 
 // ---- Finding cache devices ----
 
-/// False when glob failed in a way without a message of its own.
+// False when glob failed in a way without a message of its own.
 bool LogGlobFailure(int result) noexcept {
     switch (result) {
         case GLOB_ABORTED:
@@ -205,7 +205,7 @@ int StatBySearch(const FLASHCACHE_STAT_SEARCH* search, StatList& list) {
     }
 }
 
-/// 1 when cache devices may be looked for, 0 when there can be none, -1 on failure.
+// 1 when cache devices may be looked for, 0 when there can be none, -1 on failure.
 int CheckMapperDir() noexcept {
     struct stat status{};
     if (stat(kMapperDir, &status) != 0) {

@@ -10,11 +10,8 @@ namespace {
 using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 
-Words Keys(const nlohmann::json& object) {
-    Words keys;
-    for (const auto& item : object.items()) {
-        keys.push_back(item.key());
-    }
+Words Keys(const Json& object) {
+    Words keys = object.Keys();
     std::sort(keys.begin(), keys.end());
     return keys;
 }
@@ -61,7 +58,7 @@ TEST(Answer, TellsWhatWasWrittenAndRead) {
     EXPECT_EQ(cache["size_bytes"], 64 << 20);
     EXPECT_EQ(cache["handle_state"], "normal");
     EXPECT_EQ(cache["fallow_delay_seconds"], 900);
-    EXPECT_TRUE(cache["problem"].is_null());
+    EXPECT_TRUE(cache["problem"].IsNull());
 }
 
 TEST(Answer, HasTheSameFactsInTextAndJson) {
@@ -73,8 +70,8 @@ TEST(Answer, HasTheSameFactsInTextAndJson) {
     constexpr int kNoProblem = 1;  // said in text only when there is one
     EXPECT_EQ(lines, static_cast<long>(cache.size()) + kBlankLines - kNoProblem) << text.out;
     for (const auto& value : cache) {
-        if (value.is_string()) {
-            EXPECT_THAT(text.out, HasSubstr(value.get<std::string>()));
+        if (value.IsText()) {
+            EXPECT_THAT(text.out, HasSubstr(std::string(value)));
         }
     }
 }
@@ -118,7 +115,7 @@ TEST(Answer, TellsTheWriteModeOfACacheWhetherItRunsOrNot) {
 
 TEST(Answer, NamesACacheInEveryWay) {
     CreateCache();
-    const auto uuid = Answer({"config", "show", "md3+volume_1"})["entry"]["ssd_uuid"].get<std::string>();
+    const std::string uuid(Answer({"config", "show", "md3+volume_1"})["entry"]["ssd_uuid"]);
     EXPECT_EQ(uuid.size(), 36U);
     for (const auto& name : {"md3+volume_1", "cachedev_0", "/dev/mapper/cachedev_0", "/dev/md3",
                              "/dev/vg1/volume_1", "/volume1", uuid.c_str()}) {

@@ -11,7 +11,7 @@ namespace {
 
 using ::testing::HasSubstr;
 
-nlohmann::json Status() {
+Json Status() {
     return Answer({"flush", "--status", "cachedev_0"})["flush"];
 }
 
@@ -73,7 +73,7 @@ TEST(DeadFlush, IsMendedByTheStateNormal) {
 TEST(DeadFlush, BegunAgainAndCancelledLeavesTheStateNormal) {
     CreateDeadFlush();
     RunningTool again({"flush", "cachedev_0", "--json"});
-    while (!Status()["running"]) {
+    while (Status()["running"] != true) {
     }
     again.NextLine();
     again.Signal(SIGTERM);

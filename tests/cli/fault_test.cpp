@@ -20,14 +20,14 @@ TEST(Fault, OfOneCacheCostsItsOwnRowAlone) {
     EXPECT_EQ(caches[0]["read_hit_percent"], 0);
     EXPECT_EQ(caches[1]["ssd"], "/dev/md4");
     EXPECT_EQ(caches[1]["device"], "/dev/mapper/cachedev_1");
-    EXPECT_TRUE(caches[1]["read_hit_percent"].is_null());
+    EXPECT_TRUE(caches[1]["read_hit_percent"].IsNull());
     EXPECT_EQ(caches[1]["state"], "running");
 
     Fault("file.flashcache_stats", "rubbish");
     const auto broken = Answer({"list"})["caches"][0];
     EXPECT_EQ(broken["state"], "unknown");
     EXPECT_EQ(broken["ssd"], "/dev/md3");
-    EXPECT_TRUE(broken["cached_percent"].is_null());
+    EXPECT_TRUE(broken["cached_percent"].IsNull());
     EXPECT_THAT(broken["problem"], HasSubstr("cannot be read"));
 }
 
@@ -66,7 +66,7 @@ TEST(Fault, OfALineOfTheConfigurationIsTold) {
                   "configuration");
     }
     ASSERT_EQ(RunProgram({"cp", "/usr/vemo/etc/good", path}).code, 0);
-    EXPECT_TRUE(Answer({"list"})["remark"].is_null());
+    EXPECT_TRUE(Answer({"list"})["remark"].IsNull());
 }
 
 TEST(Fault, OfAMissingDeviceIsTold) {

@@ -14,14 +14,14 @@ using ::testing::HasSubstr;
 TEST(Flush, TellsItsProgressAndItsEnd) {
     CreateDirtyCache();
     RunningTool flush({"flush", "cachedev_0", "--json"});
-    const auto first = nlohmann::json::parse(flush.NextLine());
+    const auto first = Json::Parse(flush.NextLine());
     EXPECT_EQ(first["progress"]["dirty_blocks"], kDirty);
     EXPECT_FALSE(VolumeHoldsData());
     RunningTool follower({"flush", "--status", "--follow", "cachedev_0", "--json"});
     Fault("cleaning", "run");
-    nlohmann::json last;
+    Json last;
     for (std::string line = flush.NextLine(); !line.empty(); line = flush.NextLine()) {
-        last = nlohmann::json::parse(line);
+        last = Json::Parse(line);
     }
     EXPECT_EQ(flush.Wait(), 0);
     EXPECT_EQ(last["flush"]["result"], "done");
@@ -49,9 +49,9 @@ TEST(Flush, EndsAsCancelledInJsonToo) {
     RunningTool flush({"flush", "cachedev_0", "--json"});
     flush.NextLine();
     flush.Signal(SIGTERM);
-    nlohmann::json last;
+    Json last;
     for (std::string line = flush.NextLine(); !line.empty(); line = flush.NextLine()) {
-        last = nlohmann::json::parse(line);
+        last = Json::Parse(line);
     }
     EXPECT_EQ(flush.Wait(), 1);
     EXPECT_EQ(last["flush"]["result"], "cancelled");
@@ -138,7 +138,7 @@ TEST(Delete, LosesNothingAndLeavesNoTrace) {
     EXPECT_EQ(Answer({"delete", "/volume1"})["deleted"]["name"], "md3+volume_1");
     EXPECT_TRUE(VolumeHoldsData());
     EXPECT_TRUE(Answer({"list"})["caches"].empty());
-    EXPECT_FALSE(Answer({"modules"})["modules"][1]["loaded"]);
+    EXPECT_EQ(Answer({"modules"})["modules"][1]["loaded"], false);
     // Blocks of the old cache still lie behind its wiped metadata: they are not called blank.
     EXPECT_EQ(Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "64M"}).code, 1);
     EXPECT_EQ(Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "64M", "--discard-content"}).code,
@@ -188,7 +188,7 @@ TEST(Expand, FollowsTheVolume) {
     ASSERT_EQ(RunProgram({VEMO_APPLIANCE_PATH, "grow", "/dev/vg1/volume_1", "3G"}).code, 0);
     const auto expanded = Answer({"expand", "cachedev_0"})["expanded"];
     EXPECT_EQ(expanded["device_size_bytes"], std::uint64_t{3} << 30);
-    EXPECT_LT(expanded["former_device_size_bytes"], expanded["device_size_bytes"]);
+    EXPECT_LT(expanded["former_device_size_bytes"].Number(), expanded["device_size_bytes"].Number());
     EXPECT_THAT(Tool({"expand", "cachedev_0"}).out, HasSubstr("already"));
 }
 

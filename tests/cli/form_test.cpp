@@ -110,7 +110,7 @@ TEST(Form, OfFieldsThatAreNoneCostsNoAnswerToAChange) {
     EXPECT_EQ(ran.Json()["unloaded"]["name"], "md3+volume_1");
     EXPECT_THAT(ran.err, HasSubstr("no field \"nmae\""));
     EXPECT_EQ(Answer({"load", "md3+volume_1", "-o", "state"})["cache"],
-              (nlohmann::json{{"state", "running"}}));
+              Json::Parse(R"({"state": "running"})"));
 }
 
 TEST(Form, OfTheQuietLeavesFailuresAlone) {

@@ -55,7 +55,7 @@ TEST(Loss, ThatCannotBeCountedIsNoSuccess) {
     Fault("file.flashcache_errors", "rubbish");
     const Ran flush = Tool({"flush", "cachedev_0", "--json"});
     EXPECT_EQ(flush.code, 1);
-    EXPECT_TRUE(flush.Json()["flush"]["lost_blocks"].is_null());
+    EXPECT_TRUE(flush.Json()["flush"]["lost_blocks"].IsNull());
 }
 
 TEST(Loss, IsWhatForceRemoveIsSaidToBring) {

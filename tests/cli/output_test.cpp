@@ -2,8 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
-
+#include "cli/json.h"
 #include "output/json.h"
 #include "output/shape.h"
 #include "output/text.h"
@@ -32,8 +31,8 @@ TEST(Output, KeepsNumbersRealAndTheUnknownNull) {
                                          {"device", "Device", "/dev/mapper/cachedev_0", Format::kDevice},
                                          {"none", "None", Value()},
                                          {"why", "Why", Value(), Format::kPlain, false, true}}});
-    EXPECT_EQ(nlohmann::json::parse(JsonOf(answer)),
-              nlohmann::json::parse(R"({"format_version": 2, "thing": {"size_bytes": 1536,
+    EXPECT_EQ(tests::Json::Parse(JsonOf(answer)),
+              tests::Json::Parse(R"({"format_version": 2, "thing": {"size_bytes": 1536,
                                         "device": "/dev/mapper/cachedev_0", "none": null, "why": null}})"));
     EXPECT_EQ(TextOf(answer), "  Size    1.5 KiB\n  Device  /dev/mapper/cachedev_0\n  None    -\n");
 }
@@ -150,8 +149,8 @@ TEST(Output, LetsNoControlCharactersThrough) {
     const Answer answer = One("thing", {{{"name", "Name", hostile}}}, hostile);
     EXPECT_THAT(TextOf(answer), Not(HasSubstr("\x1b")));
     EXPECT_THAT(TextOf(Failure{hostile, hostile, hostile}), Not(HasSubstr("\x1b")));
-    EXPECT_TRUE(nlohmann::json::accept(JsonOf(answer)));
-    EXPECT_TRUE(nlohmann::json::accept(JsonOf(Failure{hostile, hostile, hostile})));
+    EXPECT_TRUE(tests::Json::Parse(JsonOf(answer)).IsObject());
+    EXPECT_TRUE(tests::Json::Parse(JsonOf(Failure{hostile, hostile, hostile})).IsObject());
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ void ExpectReasons(const std::vector<Step>& steps) {
         EXPECT_EQ(ran.code, 1) << step.fault;
         const auto error = ran.Json()["error"];
         EXPECT_THAT(error["reason"], HasSubstr(step.reason)) << step.fault;
-        EXPECT_EQ(error["error_slot"].is_object(), step.hasSlot) << error;
+        EXPECT_EQ(error["error_slot"].IsObject(), step.hasSlot) << error;
     }
 }
 

@@ -22,7 +22,7 @@ void WriteVolume() {
     ASSERT_EQ(RunProgram({"mkfs.ext4", "-q", "/dev/vg1/volume_1"}).code, 0);
 }
 
-nlohmann::json TheCache() {
+Json TheCache() {
     return Answer({"list"})["caches"][0];
 }
 
@@ -131,9 +131,9 @@ TEST(LostConfig, IsAdoptedFromTheKernel) {
         const auto entry = Answer({"config", "adopt", "cachedev_0"})["entry"];
         for (const char* key : {"name", "ssd", "volume", "mount_path", "write_mode", "size_bytes", "format",
                                 "reclaim_policy", "skips_sequential", "loaded"}) {
-            EXPECT_EQ(entry.value(key, nlohmann::json()), before.value(key, nlohmann::json())) << mode << key;
+            EXPECT_EQ(entry[key], before[key]) << mode << key;
         }
-        EXPECT_TRUE(TheCache()["problem"].is_null()) << TheCache();
+        EXPECT_TRUE(TheCache()["problem"].IsNull()) << TheCache();
         EXPECT_EQ(Tool({"config", "adopt", "cachedev_0"}).code, 1);
         ASSERT_EQ(Tool({"delete", "cachedev_0"}).code, 0);
     }

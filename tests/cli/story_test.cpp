@@ -60,18 +60,18 @@ class Story : public ::testing::TestWithParam<unsigned> {
 
     int Choose(int choices) { return std::uniform_int_distribution(0, choices - 1)(random_); }
 
-    static nlohmann::json Cache(const char* name) {
+    static Json Cache(const char* name) {
         const auto answer = Answer({"list"});
         for (const auto& cache : answer["caches"]) {
             if (cache["name"] == name) {
                 return cache;
             }
         }
-        return nullptr;
+        return {};
     }
     static std::string Device(const char* name) {
         const auto cache = Cache(name);
-        return cache.is_object() && cache["device"].is_string() ? cache["device"].get<std::string>() : "";
+        return cache.IsObject() && cache["device"].IsText() ? std::string(cache["device"]) : "";
     }
     static std::string Other() { return Device("md4+volume_2"); }
 
@@ -162,12 +162,12 @@ void Story::Step() {
 void Story::Check() {
     const auto cache = Cache(kName);
     const std::string device = Device(kName);
-    if (cache.is_object()) {
+    if (cache.IsObject()) {
         EXPECT_EQ(cache["state"], device.empty() ? "unloaded" : "running") << cache;
         EXPECT_EQ(std::filesystem::exists(device), !device.empty());
     }
     // While the cache is not up its volume is behind.
-    const std::string holder = device.empty() && cache.is_null() ? kVolume : device;
+    const std::string holder = device.empty() && cache.IsNull() ? kVolume : device;
     for (int i = 0; i < kBlocks && !holder.empty(); ++i) {
         const char fill = held_.at(static_cast<std::size_t>(i));
         EXPECT_TRUE(fill == 0 || block_.Holds(holder, i, fill)) << "block " << i << " on " << holder;
@@ -177,13 +177,13 @@ void Story::Check() {
 
 // The commands that problems name.
 void Story::End() {
-    if (Cache(kName).is_null()) {
+    if (Cache(kName).IsNull()) {
         return;
     }
     EXPECT_EQ(Tool({"load", kName}).code, 0);
     Tool({"flush", "--cancel", kName});
     EXPECT_EQ(Tool({"state", "set", kName, "normal"}).code, 0);
-    EXPECT_TRUE(Cache(kName)["problem"].is_null()) << Cache(kName);
+    EXPECT_TRUE(Cache(kName)["problem"].IsNull()) << Cache(kName);
     EXPECT_EQ(Tool({"delete", kName}).code, 0);
 }
 

@@ -74,12 +74,12 @@ Words WithTool(Words arguments) {
 
 }  // namespace
 
-nlohmann::json Ran::Json() const {
-    nlohmann::json json = nlohmann::json::object();
+tests::Json Ran::Json() const {
+    tests::Json json;
     std::istringstream lines(out);
     for (std::string line; std::getline(lines, line);) {
-        json = nlohmann::json::parse(line, nullptr, false);
-        EXPECT_TRUE(json.is_object()) << line;
+        json = tests::Json::Parse(line);
+        EXPECT_TRUE(json.IsObject()) << line;
     }
     return json;
 }
@@ -109,7 +109,7 @@ Ran Tool(Words arguments) {
     return RunProgram(WithTool(std::move(arguments)));
 }
 
-nlohmann::json Answer(Words arguments, int code) {
+Json Answer(Words arguments, int code) {
     arguments.emplace_back("--json");
     const Ran ran = Tool(std::move(arguments));
     EXPECT_EQ(ran.code, code) << ran.out << ran.err;
@@ -122,7 +122,7 @@ void CreateCache() {
 }
 
 int DirtyBlocks() {
-    return Answer({"status", "cachedev_0"})["caches"][0]["dirty_blocks"];
+    return static_cast<int>(Answer({"status", "cachedev_0"})["caches"][0]["dirty_blocks"].Number());
 }
 
 void CreateDirtyCache() {

@@ -5,10 +5,11 @@
 
 #include <array>
 #include <functional>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "cli/json.h"
 
 namespace tests {
 
@@ -20,7 +21,7 @@ struct Ran {
     std::string err;
 
     // The last line of standard output, where each line must be a JSON object.
-    [[nodiscard]] nlohmann::json Json() const;
+    [[nodiscard]] tests::Json Json() const;
 };
 
 // Any program, standard input from /dev/null.
@@ -34,7 +35,7 @@ inline constexpr int kUsage = 2;
 inline constexpr int kNo = 3;
 
 // vemocachectl with --json, which must end with this exit code; its answer.
-nlohmann::json Answer(Words arguments, int code = 0);
+Json Answer(Words arguments, int code = 0);
 
 // The usual cache: /dev/md3 in front of /dev/vg1/volume_1, 64 MiB, write-back.
 void CreateCache();

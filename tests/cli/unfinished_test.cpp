@@ -12,7 +12,7 @@ namespace {
 
 using ::testing::HasSubstr;
 
-nlohmann::json TheCache() {
+Json TheCache() {
     return Answer({"list"})["caches"][0];
 }
 
@@ -41,7 +41,7 @@ TEST(Unfinished, LoadingIsFinishedByTheNext) {
     EXPECT_THAT(TheCache()["problem"],
                 HasSubstr("dirty_thresh_pct is 20, configured 33, fast_remove is 0, configured 1"));
     EXPECT_EQ(Tool({"load", "md3+volume_1"}).code, 0);
-    EXPECT_TRUE(TheCache()["problem"].is_null());
+    EXPECT_TRUE(TheCache()["problem"].IsNull());
     EXPECT_EQ(Answer({"config", "list"})["entries"][0]["loaded"], true);
 }
 
@@ -54,7 +54,7 @@ TEST(Unfinished, CreationIsFinishedWhereTheCacheIsUp) {
               0);
     EXPECT_THAT(TheCache()["problem"], HasSubstr("\"vemocachectl load md3+volume_1\" finishes it"));
     EXPECT_EQ(Tool({"load", "md3+volume_1"}).code, 0);
-    EXPECT_TRUE(TheCache()["problem"].is_null());
+    EXPECT_TRUE(TheCache()["problem"].IsNull());
 }
 
 TEST(Unfinished, CreationIsUndoneWhereNothingIsUp) {
@@ -97,7 +97,7 @@ TEST(FullPlace, OfTheCopyStopsFlushesButNoLoading) {
         EXPECT_EQ(Answer({"list"})["caches"].size(), 1U);
     }
     EXPECT_EQ(Tool({"load", "--all"}).code, 0);
-    EXPECT_TRUE(TheCache()["problem"].is_null());
+    EXPECT_TRUE(TheCache()["problem"].IsNull());
 }
 
 TEST(FullPlace, OfTheLocksChangesNothing) {

@@ -46,7 +46,7 @@ TEST(Unknown, StatusKeepsTheEntryOfItsRow) {
 
 TEST(Problems, AreToldOfEachCache) {
     CreateCache();
-    EXPECT_TRUE(Answer({"list"})["caches"][0]["problem"].is_null());
+    EXPECT_TRUE(Answer({"list"})["caches"][0]["problem"].IsNull());
     ASSERT_EQ(Tool({"state", "set", "cachedev_0", "stop-writeback"}).code, 0);
     EXPECT_THAT(Answer({"list"})["caches"][0]["problem"], HasSubstr("state set md3+volume_1 normal"));
     ASSERT_EQ(Tool({"state", "set", "cachedev_0", "normal"}).code, 0);
@@ -57,7 +57,7 @@ TEST(Problems, AreToldOfEachCache) {
     ASSERT_EQ(Tool({"load", "md3+volume_1"}).code, 0);
     ASSERT_EQ(Tool({"attribute", "set", "cachedev_0", "none"}).code, 0);
     ASSERT_EQ(Tool({"create", "/dev/md4", "/dev/vg1/volume_2", "--size", "32M", "--mode", "thru"}).code, 0);
-    EXPECT_TRUE(Answer({"list"})["caches"][1]["problem"].is_null())
+    EXPECT_TRUE(Answer({"list"})["caches"][1]["problem"].IsNull())
         << "counters are not to be had, nothing is wrong";
 }
 

@@ -54,15 +54,15 @@ TEST(UnknownAnswer, IsNoNo) {
 
     EXPECT_EQ(Tool({"ssd", "check", "NONE", "480G"}).code, 3);
     EXPECT_EQ(Tool({"apm", "get", "k"}).code, 3);
-    EXPECT_EQ(Answer({"modules"})["modules"][0]["loaded"].is_boolean(), true);
+    EXPECT_EQ(Answer({"modules"})["modules"][0]["loaded"].IsBool(), true);
     ASSERT_EQ(RunProgram({"rm", "/etc.defaults/support_ssd.db"}).code, 0);
     ASSERT_EQ(RunProgram({"sh", "-c", "rm -r /var/run/ssd-cache; touch /var/run/ssd-cache"}).code, 0);
     const Ran ssd = Tool({"ssd", "check", "NONE", "480G", "--json"});
     EXPECT_EQ(ssd.code, 1);
-    EXPECT_TRUE(ssd.Json()["ssd"]["supported"].is_null());
+    EXPECT_TRUE(ssd.Json()["ssd"]["supported"].IsNull());
     const Ran apm_flush = Tool({"apm", "get", "k", "--json"});
     EXPECT_EQ(apm_flush.code, 1);
-    EXPECT_TRUE(apm_flush.Json()["apm_flush"]["done"].is_null());
+    EXPECT_TRUE(apm_flush.Json()["apm_flush"]["done"].IsNull());
 }
 
 }  // namespace

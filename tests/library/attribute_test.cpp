@@ -58,7 +58,7 @@ TEST_F(AttributeTest, AnEndlessLineEndsAndIsNoAttribute) {
                 ElementsAre("Failed to read a line from "s + kFile, "Failed to read flashcache_attribute"));
 }
 
-/// Puts an ordinary file in the place of the kernel's, so that the bytes can be seen.
+// Puts an ordinary file in the place of the kernel's, so that the bytes can be seen.
 class AttributeBytesTest : public AttributeTest {
   protected:
     void SetUp() override {

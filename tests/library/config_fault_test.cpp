@@ -16,7 +16,7 @@ namespace {
 using testing::AnyOf;
 using testing::ElementsAre;
 
-/// The one failure of the list that goes without a message.
+// The one failure of the list that goes without a message.
 constexpr const char* kSilentStep = "VLIBCSzHashSetValue";
 constexpr const char* kSteps[] = {"VLIBCExecl",
                                   "VLIBCFileAddSection",
@@ -51,7 +51,7 @@ class ConfigFaultTest : public ConfigTest {
         ResetSpy();
     }
 
-    /// A pause ends when the lock has become free: nobody waits longer than needed, nobody starves.
+    // A pause ends when the lock has become free: nobody waits longer than needed, nobody starves.
     static void ResetSpy() {
         spy::state() = {};
         spy::state().onSleep = [] {
@@ -61,7 +61,7 @@ class ConfigFaultTest : public ConfigTest {
         };
     }
 
-    /// Without faults, file and copy parse, A and C are as they were and B is whole, or gone.
+    // Without faults, file and copy parse, A and C are as they were and B is whole, or gone.
     void ExpectSound() {
         ResetSpy();
         EXPECT_EQ(SectionText("A") + SectionText("C"), othersBefore_);
@@ -96,7 +96,7 @@ class ConfigFaultTest : public ConfigTest {
         std::string before;  // of file and copy
     };
 
-    /// Replacing, adding and removing B.
+    // Replacing, adding and removing B.
     std::vector<Change> Changes() {
         return {
             {[this] { return VEMOFlashCacheConfigSet(&changed_); }, [this] { ExpectStored(); }, fileBefore_},
@@ -105,7 +105,7 @@ class ConfigFaultTest : public ConfigTest {
             {[this] { return VEMOFlashCacheConfigDelete(&b_); }, [this] { ExpectRemoved(); }, fileBefore_}};
     }
 
-    /// A process that does `work` and ends.
+    // A process that does `work` and ends.
     static pid_t Start(const std::function<void()>& work) {
         const pid_t child = fork();
         if (child == 0) {
@@ -115,8 +115,8 @@ class ConfigFaultTest : public ConfigTest {
         return child;
     }
 
-    /// Whether a signal ended it. Waits for the programs that it leaves behind, too: such a one may yet move
-    /// the copy that another process has in the making.
+    // Whether a signal ended it. Waits for the programs that it leaves behind, too: such a one may yet move
+    // the copy that another process has in the making.
     static bool WasKilled(pid_t child) {
         int status = 0;
         EXPECT_EQ(waitpid(child, &status, 0), child);
@@ -125,7 +125,7 @@ class ConfigFaultTest : public ConfigTest {
         return WIFSIGNALED(status);
     }
 
-    /// Makes the change with this fault. Returns whether it came to that.
+    // Makes the change with this fault. Returns whether it came to that.
     bool FailingAt(const Change& change, const char* step, const spy::State::Fault& fault) {
         SCOPED_TRACE(testing::Message() << step << " " << fault.call << (fault.stays ? " and on" : ""));
         Store(change.before);
@@ -142,7 +142,7 @@ class ConfigFaultTest : public ConfigTest {
         return fired;
     }
 
-    /// Makes the change in a process that dies at its n-th such step. Returns whether it came to that.
+    // Makes the change in a process that dies at its n-th such step. Returns whether it came to that.
     bool KilledAt(const Change& change, const char* step, int n) {
         SCOPED_TRACE(testing::Message() << step << " " << n);
         Store(change.before);
@@ -154,7 +154,7 @@ class ConfigFaultTest : public ConfigTest {
         return killed;
     }
 
-    /// Writes B by turns, and a byte after each time.
+    // Writes B by turns, and a byte after each time.
     static void WriteForEver(int fd) {
         for (const char* uuid = "changed";; uuid = uuid[0] == 'c' ? "first" : "changed") {
             const FLASHCACHE_CONFIG entry = Entry("B", uuid);
@@ -164,7 +164,7 @@ class ConfigFaultTest : public ConfigTest {
         }
     }
 
-    /// Kills a process that writes, so many milliseconds after its first entry.
+    // Kills a process that writes, so many milliseconds after its first entry.
     static void KillWriterAfter(int milliseconds) {
         int begun[2];
         ASSERT_EQ(pipe2(begun, O_CLOEXEC), 0);
@@ -178,7 +178,7 @@ class ConfigFaultTest : public ConfigTest {
         close(begun[0]);
     }
 
-    /// Whether the process has ended, which it must have done well.
+    // Whether the process has ended, which it must have done well.
     static bool HasEnded(pid_t process) {
         int status = 0;
         const bool ended = waitpid(process, &status, WNOHANG) == process;
@@ -252,7 +252,7 @@ class ConfigMemoryTest : public ConfigFaultTest {
         Store(change.before);
     }
 
-    /// Runs `call` with its n-th allocation failing, n = 1, 2, ... to its last, once and for good.
+    // Runs `call` with its n-th allocation failing, n = 1, 2, ... to its last, once and for good.
     static void Sweep(const std::function<void()>& call, const std::function<void()>& check) {
         bool noticed = true;
         for (int n = 1; noticed; ++n) {

@@ -11,13 +11,13 @@ using testing::IsEmpty;
 
 class LockTest : public ConfigTest {
   protected:
-    /// A descriptor that holds the lock, -1 without one.
+    // A descriptor that holds the lock, -1 without one.
     static int Take(int exclusive = 1) {
         int fd = -1;
         return VEMOFlashCacheLock(kLock, exclusive, &fd) == 1 ? fd : -1;
     }
 
-    /// Lets the coming attempts fail with these, one after the other, and what follows go well.
+    // Lets the coming attempts fail with these, one after the other, and what follows go well.
     static void FailAttempts(std::vector<int> errors) {
         spy::state().faults["flock"] = {1, true, errors.front()};
         spy::state().onSleep = [errors = std::move(errors), next = std::size_t{0}]() mutable {

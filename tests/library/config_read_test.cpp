@@ -10,7 +10,7 @@ using testing::StartsWith;
 
 class ConfigReadTest : public ConfigTest {
   protected:
-    /// Reads the one entry of a file with this text.
+    // Reads the one entry of a file with this text.
     static std::string Parsed(const std::string& keys) {
         WriteWhole(kFile, "[S]\n" + keys);
         List list;

@@ -17,7 +17,7 @@ class ConfigTest : public LibraryTest {
 
     using List = flashcache::Handle<FLASHCACHE_CONFIG, VEMOFlashCacheConfigFree>;
 
-    /// A record of literals, whose texts the library only reads.
+    // A record of literals, whose texts the library only reads.
     static FLASHCACHE_CONFIG Entry(const char* section, const char* uuid = "uuid") {
         FLASHCACHE_CONFIG entry{};
         entry.SectionName = const_cast<char*>(section);
@@ -40,7 +40,7 @@ class ConfigTest : public LibraryTest {
         return search;
     }
 
-    /// All fields in one text, in the order of the record.
+    // All fields in one text, in the order of the record.
     static std::string Describe(const FLASHCACHE_CONFIG& entry) {
         const FLASHCACHE_POLICY& policy = entry.Policy;
         std::ostringstream text;
@@ -66,13 +66,13 @@ class ConfigTest : public LibraryTest {
         return names;
     }
 
-    /// Names of the entries that the file or its copy holds; "failed" when it cannot be read.
+    // Names of the entries that the file or its copy holds; "failed" when it cannot be read.
     static std::vector<std::string> Stored(decltype(VEMOFlashCacheConfigGet)* get = VEMOFlashCacheConfigGet) {
         List list;
         return get(nullptr, list.address()) < 0 ? std::vector<std::string>{"failed"} : Names(list.get());
     }
 
-    /// A section's lines as the file holds them.
+    // A section's lines as the file holds them.
     static std::string SectionText(const std::string& name, const char* path = kFile) {
         const std::string text = ReadWhole(path);
         const std::size_t begin = text.find("[" + name + "]");

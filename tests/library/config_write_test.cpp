@@ -13,7 +13,7 @@ class ConfigWriteTest : public ConfigTest {
     const ToolRun copy_{"/bin/cp", "", {"-f", kFile, kStaging}};
     const ToolRun move_{"/bin/mv", "", {"-f", kStaging, kCopy}};
 
-    /// Lets the run of this program fail.
+    // Lets the run of this program fail.
     static void FailProgram(const char* program) {
         spy::state().answer = [program](const ToolRun& run) {
             return run.program == program ? std::optional<spy::Answer>({1, ""}) : std::nullopt;

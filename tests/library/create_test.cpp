@@ -29,7 +29,7 @@ class CreateTest : public LibraryTest {
         param_.Policy.WriteMode = FLASHCACHE_WRITE_BACK;
         AnswerAll();
     }
-    /// Every program succeeds; lsmod prints this.
+    // Every program succeeds; lsmod prints this.
     static void AnswerAll(const std::string& modules = kAllModules) {
         spy::state().answer = [modules](const ToolRun& run) {
             return Answer{0, run.program == "/sbin/lsmod" ? modules : ""};
@@ -41,7 +41,7 @@ class CreateTest : public LibraryTest {
                                           : Answer{0, run.program == "/sbin/lsmod" ? kAllModules : ""};
         };
     }
-    /// The runs of one program.
+    // The runs of one program.
     static Runs RunsOf(const std::string& program) {
         Runs runs;
         for (const ToolRun& run : spy::state().runs) {

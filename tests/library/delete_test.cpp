@@ -27,7 +27,7 @@ class DeleteTest : public CacheTest {
     static void CleanInPauses() {
         spy::state().onSleep = [] { SetFault("cleaning", std::to_string(kBlocks)); };
     }
-    /// Deletes; on failure the last text that was logged must match.
+    // Deletes; on failure the last text that was logged must match.
     static int Delete(const char* logged, int fast = 0) {
         Forget();
         CleanInPauses();
@@ -37,7 +37,7 @@ class DeleteTest : public CacheTest {
         }
         return result;
     }
-    /// What a removal runs, but for reading and the flush's own.
+    // What a removal runs, but for reading and the flush's own.
     static std::vector<std::string> Actions() {
         std::vector<std::string> actions;
         for (const ToolRun& run : spy::state().runs) {
@@ -54,7 +54,7 @@ class DeleteTest : public CacheTest {
         return actions;
     }
     static bool IsLoaded(const char* module) { return VEMOFlashCacheIsKModuleLoad(module) == 1; }
-    /// Whether a cache lies on the SSD.
+    // Whether a cache lies on the SSD.
     static bool HasMetadata() { return RunProgram({"/usr/bin/flashcache_load", "-c", kSsd}) == 0; }
 };
 

@@ -31,7 +31,7 @@ class ExpandTest : public CacheTest {
         close(fd);
         return size;
     }
-    /// The expansion tool gives this answer; what it was run with.
+    // The expansion tool gives this answer; what it was run with.
     static std::vector<std::string> ToolArguments(const Answer& answer, int expected) {
         std::vector<std::string> arguments;
         spy::state().answer = [&](const ToolRun& run) -> std::optional<Answer> {

@@ -10,7 +10,7 @@ class FileAgesTest : public FileStatisticsTest {
         int day;  // -1: none
         std::size_t level;
     };
-    /// Makes a file for each case, each of another size, and compares what was counted.
+    // Makes a file for each case, each of another size, and compares what was counted.
     static void Expect(const std::vector<Case>& cases) {
         std::filesystem::remove_all("/volume1/share");
         Counted expected;

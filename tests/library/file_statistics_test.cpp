@@ -24,7 +24,7 @@ constexpr const char* kMarkerFailed = "Fail to write statistics process file.";
 
 class FileRunTest : public FileStatisticsTest {};
 
-/// Two days with files, and what both formats are to say of them.
+// Two days with files, and what both formats are to say of them.
 void MakeFiles(time_t now) {
     for (const auto& [name, bytes, age] :
          {std::tuple("a", 4096U, 0), {"b", 8192U, 0}, {"c", 12288U, 6 * 86400}}) {
@@ -176,7 +176,7 @@ TEST_F(FileRunTest, RunsFailInTheWriting) {
 
 // ---- The marker ----
 
-/// A run in another process that stops in its walk, until it is killed.
+// A run in another process that stops in its walk, until it is killed.
 class StoppedRun {
   public:
     explicit StoppedRun(int (*run)()) {

@@ -21,7 +21,7 @@ class FileWalkTest : public FileStatisticsTest {
   protected:
     static constexpr const char* kShare = "/volume1/share";
 
-    /// A file that counts in the day of now.
+    // A file that counts in the day of now.
     static void MakeToday(const std::string& path, std::size_t bytes = 0) {
         MakeDated(path, fixedNow, bytes);
     }
@@ -113,7 +113,7 @@ TEST_F(FileWalkTest, WalksTheIscsiRootThatTheToolNames) {
     EXPECT_THAT(spy::LoggedTexts(), IsEmpty());
 }
 
-/// Root without the right to read everything, for a scope.
+// Root without the right to read everything, for a scope.
 class NoOverride {
   public:
     NoOverride() { Set(~((1U << CAP_DAC_OVERRIDE) | (1U << CAP_DAC_READ_SEARCH))); }
@@ -145,8 +145,8 @@ TEST_F(FileWalkTest, WhatCannotBeReadIsLeftOut) {
     EXPECT_THAT(spy::LoggedTexts(), IsEmpty());
 }
 
-/// Makes folders in one another below `path`, each with a file dated long ago on either side of the next
-/// folder, and at `levels` with one of today.
+// Makes folders in one another below `path`, each with a file dated long ago on either side of the next
+// folder, and at `levels` with one of today.
 void MakeDeep(const std::string& path, const std::string& name, unsigned depth,
               const std::vector<unsigned>& levels) {
     const timespec today[] = {{fixedNow, 0}, {fixedNow, 0}};
@@ -215,7 +215,7 @@ TEST_F(FileWalkTest, FilesMayVanishDuringTheWalk) {
     EXPECT_THAT(spy::LoggedTexts(), IsEmpty());
 }
 
-/// A number that the kernel keeps of the process's memory, in KiB.
+// A number that the kernel keeps of the process's memory, in KiB.
 long MemoryField(const std::string& name) {
     const std::string status = ReadWhole("/proc/self/status");
     return std::atol(status.c_str() + status.find(name + ":") + name.size() + 1);

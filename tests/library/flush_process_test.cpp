@@ -19,7 +19,7 @@ constexpr int kFailed = 0;
 constexpr int kCancelled = 1;
 constexpr int kDone = 2;
 
-/// A point where a child process stops, once, until its parent lets it go on.
+// A point where a child process stops, once, until its parent lets it go on.
 class Gate {
   public:
     Gate() {
@@ -34,14 +34,14 @@ class Gate {
             close(fd);
         }
     }
-    /// The child's part.
+    // The child's part.
     void Arrive() {
         char token = 'x';
         if (!passed_ && write(there_[1], &token, 1) == 1) {
             passed_ = read(goOn_[0], &token, 1) == 1;
         }
     }
-    /// The parent's: whether the child has come here before it ended.
+    // The parent's: whether the child has come here before it ended.
     bool Reached() {
         close(std::exchange(there_[1], -1));
         char token = 0;
@@ -67,15 +67,15 @@ class FlushProcessTest : public CacheTest {
         SetFault("cleaning", "pause");
         spy::state().realSleeps = {"usleep"};  // those of the lock, which several processes may want
     }
-    /// Has all blocks dirty in a cache that is in its normal state.
+    // Has all blocks dirty in a cache that is in its normal state.
     static void MakeDirty() {
         ASSERT_EQ(SetNormalState(kSsd, kSpace), 0);
         WriteBlocks(kCache, kBlocks);
         ASSERT_EQ(DirtyBlocks(), kBlocks);
     }
     static void CleanAll() { SetFault("cleaning", "100000"); }
-    /// Flushes in a child: `atRun` is called before its tool runs, with their number, `inPause` in its
-    /// pauses.
+    // Flushes in a child: `atRun` is called before its tool runs, with their number, `inPause` in its
+    // pauses.
     static pid_t StartFlush(const std::function<void()>& inPause,
                             const std::function<void(int, const ToolRun&)>& atRun = nullptr,
                             const char* cache = kCache) {

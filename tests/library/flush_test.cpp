@@ -31,7 +31,7 @@ Texts Joined(Texts first, const Texts& second) {
     return first;
 }
 
-/// A cache with dirty blocks, which the kernel cleans as the test says.
+// A cache with dirty blocks, which the kernel cleans as the test says.
 class FlushTest : public CacheTest {
   protected:
     void SetUp() override {
@@ -44,7 +44,7 @@ class FlushTest : public CacheTest {
         spy::state().onSleep = [blocks] { SetFault("cleaning", std::to_string(blocks)); };
     }
     static FLASHCACHE_HANDLE_STATE HandleState() { return VEMOFlashCacheHandleStateGet(kSsd, kSpace); }
-    /// Whatever made the flush fail, the cache is as before, and a flush without the fault comes to its end.
+    // Whatever made the flush fail, the cache is as before, and a flush without the fault comes to its end.
     static void ExpectRolledBack() {
         Forget();
         EXPECT_EQ(FlushStateOf(), "normal");

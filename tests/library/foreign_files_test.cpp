@@ -30,7 +30,7 @@ constexpr const char* kVictim = "/usr/vemo/etc/victim";
 constexpr const char* kNoFile = "/usr/vemo/etc/none";
 constexpr const char* kFolder = "/usr/vemo/etc/folder";
 
-/// Something that a user can lay at `path`; `content` is what would be believed.
+// Something that a user can lay at `path`; `content` is what would be believed.
 struct Kind {
     const char* name;
     std::function<void(const char* path, const std::string& content)> lay;
@@ -74,7 +74,7 @@ class ForeignFilesTest : public LibraryTest {
         };
     }
 
-    /// Lays one kind for another user; the victim's content is as tempting as the rest.
+    // Lays one kind for another user; the victim's content is as tempting as the rest.
     static void Lay(const Kind& kind, const char* path, const std::string& content) {
         fs::remove_all(path);
         fs::remove("/tmp/original");
@@ -102,7 +102,7 @@ class ForeignFilesTest : public LibraryTest {
     }
 };
 
-/// A use of a name that makes it ours first.
+// A use of a name that makes it ours first.
 struct Writer {
     const char* path;
     int (*use)();
@@ -157,7 +157,7 @@ TEST_F(ForeignFilesTest, WhatCannotBeMadeOursIsRefused) {
     EXPECT_EQ(ReadWhole(kDatabase), "old");
 }
 
-/// A use of a name that only looks.
+// A use of a name that only looks.
 struct Reader {
     const char* path;
     std::string content;

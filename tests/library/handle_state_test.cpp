@@ -72,7 +72,7 @@ TEST_F(HandleStateTest, WhatIsNoStateIsRefused) {
     EXPECT_THAT(KnobWrites(), IsEmpty());
 }
 
-/// Answers reads of the knobs with these values, in the order in which the state is read.
+// Answers reads of the knobs with these values, in the order in which the state is read.
 void AnswerReads(const std::vector<int>& values) {
     spy::state() = {};
     spy::state().answer = [values](const ToolRun& run) {

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// A code that nothing of ours sets: where it is still there afterwards, the call recorded none.
+// A code that nothing of ours sets: where it is still there afterwards, the call recorded none.
 constexpr int kCallersCode = 0x7777;
 
 enum class Told { kNothing, kByCode, kInLog, kBoth };
@@ -25,7 +25,7 @@ double Exists(const void* pointer) {
     return pointer == nullptr ? 0 : 1;
 }
 
-/// A call of a function that returns nothing.
+// A call of a function that returns nothing.
 double Quiet(void (*call)()) {
     call();
     return 0;
@@ -273,7 +273,7 @@ class HeaderPromisesTest : public LibraryTest {
     std::set<std::string> held_;
 };
 
-/// The names that the library exports.
+// The names that the library exports.
 std::set<std::string> ExportedNames() {
     Dl_info library{};
     EXPECT_NE(dladdr(dlsym(RTLD_DEFAULT, "VEMOFlashCacheLock"), &library), 0);

@@ -87,7 +87,7 @@ TEST_F(LoadTest, NoFreeName) {
 
 class UnloadTest : public LibraryTest {
   protected:
-    /// dmsetup says this; other programs say what a test adds.
+    // dmsetup says this; other programs say what a test adds.
     static void Answers(const std::map<std::string, Answer>& answers) {
         spy::state() = {};
         spy::state().answer = [answers](const ToolRun& run) { return answers.at(run.program); };

@@ -8,7 +8,7 @@ using testing::IsEmpty;
 
 class MissingNotificationTest : public LibraryTest {
   protected:
-    /// Announces a missing write-back cache with this mount path.
+    // Announces a missing write-back cache with this mount path.
     static int Announce(const std::string& path) {
         std::string text = path;
         FLASHCACHE_CONFIG entry{};

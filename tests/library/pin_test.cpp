@@ -57,7 +57,7 @@ std::string Failed(const std::string& arguments) {
     return "Failed. Cmd = " + Command(arguments) + " ret = -1)";
 }
 
-/// All that run the tool to its end, on the volume /v.
+// All that run the tool to its end, on the volume /v.
 const std::vector<Operation>& Operations() {
     static const std::vector<Operation> operations = {
         {[](const char* volume) { return VEMOFlashCachePinAddFiles("/v/a\n/v/b", volume); },
@@ -151,7 +151,7 @@ TEST_F(PinTest, ListsUpToTheLimitArePassedOnWhole) {
     EXPECT_EQ(spy::LoggedTexts()[0], "The length of files is over 1024");
 }
 
-/// What an answer of the tool comes to.
+// What an answer of the tool comes to.
 struct Reading {
     Answer answer;
     int result;
@@ -241,7 +241,7 @@ class PinToolTest : public PinTest {
   protected:
     void SetUp() override { MountVolume(); }
     void TearDown() override { UnmountVolume(); }
-    /// How many 64 KiB blocks the bitmap in this file marks.
+    // How many 64 KiB blocks the bitmap in this file marks.
     static std::size_t Marked(const std::string& file) {
         std::size_t bits = 0;
         for (const char byte : ReadWhole(file)) {

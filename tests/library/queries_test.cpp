@@ -12,7 +12,7 @@ using testing::IsEmpty;
 
 constexpr uint64_t kFixed = 67493888;
 
-/// Cache devices 0, 1, ... of which the device-mapper tells a block size (as a text) and a number of blocks.
+// Cache devices 0, 1, ... of which the device-mapper tells a block size (as a text) and a number of blocks.
 using Shown = std::vector<std::pair<const char*, uint64_t>>;
 
 class LiveQueriesTest : public LibraryTest {

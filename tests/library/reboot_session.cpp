@@ -13,7 +13,7 @@ using namespace appliance;
 constexpr int kBlocks = 200;
 constexpr const char* kOther = "[other]\n\tSSDDevPath = /dev/md9\n\tFromTheFuture = kept\n";
 
-/// Ends the session with a message unless all is well.
+// Ends the session with a message unless all is well.
 void Require(bool well, const char* what) {
     if (!well) {
         std::cerr << what << '\n';

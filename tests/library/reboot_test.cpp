@@ -14,7 +14,7 @@
 
 namespace {
 
-/// A program whose output can be read line by line; killed in the end if need be.
+// A program whose output can be read line by line; killed in the end if need be.
 class Program {
   public:
     explicit Program(std::vector<std::string> words) {
@@ -56,7 +56,7 @@ class Program {
             kill(process_, SIGKILL);
         }
     }
-    /// The exit code, 128 + signal when one ended it, -1 when it was waited for before.
+    // The exit code, 128 + signal when one ended it, -1 when it was waited for before.
     int Wait() {
         int status = 0;
         const bool waited = process_ > 0 && waitpid(process_, &status, 0) == process_;

@@ -144,7 +144,7 @@ TEST_F(SsdSupportTest, WhatIsMissingIsToldInTheOrderOfNeed) {
 
 // ---- The list ----
 
-/// The database as handed out, a text of five fields an entry; "-" for what is absent.
+// The database as handed out, a text of five fields an entry; "-" for what is absent.
 std::vector<std::string> List(int expected) {
     FLASHCACHE_SUPPORT_SSD_LIST* list = nullptr;
     EXPECT_EQ(VEMOFlashCacheSupportSSDGet(&list), expected);

@@ -21,7 +21,7 @@ inline FLASHCACHE_STAT_SEARCH Search(int type, const char* path) {
     return search;
 }
 
-/// The result of a query, and its list; the out value must be written on success and only then.
+// The result of a query, and its list; the out value must be written on success and only then.
 inline int Get(const FLASHCACHE_STAT_SEARCH* search, StatList& list) {
     static FLASHCACHE_STAT unset{};
     FLASHCACHE_STAT* found = &unset;

@@ -21,7 +21,7 @@ std::string Table(const std::string& ssd, const std::string& space, const std::s
            "\tsplit-io(0) support pin file(1)\n";
 }
 
-/// A device node without a kernel behind it, whose table dmsetup shows as the test says.
+// A device node without a kernel behind it, whose table dmsetup shows as the test says.
 class StatusTest : public LibraryTest {
   protected:
     void SetUp() override {

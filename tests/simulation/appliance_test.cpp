@@ -22,7 +22,7 @@ const std::string kLoad = "flashcache_load /dev/md3 cachedev_0 /dev/vg1/volume_1
 const std::string kProc = "/proc/flashcache/md3+volume_1/";
 const std::string kKnobs = "/proc/sys/dev/flashcache_md3+volume_1/";
 
-/// A command that must work; its output.
+// A command that must work; its output.
 std::string Must(const std::string& script) {
     const ShellResult result = Shell("set -e\n" + script);
     EXPECT_EQ(result.status, 0) << script << "\n" << result.output;
@@ -41,7 +41,7 @@ void Fault(const std::string& name, const std::string& value) {
     Must("vemo-appliance fault '" + name + "' '" + value + "'");
 }
 
-/// Writes whole blocks of 4 KiB, past the page cache, so that each is in the cache when this returns.
+// Writes whole blocks of 4 KiB, past the page cache, so that each is in the cache when this returns.
 void WriteBlocks(int first, int count) {
     Must("dd if=/dev/urandom of=/dev/mapper/cachedev_0 bs=4k oflag=direct status=none seek=" +
          std::to_string(first) + " count=" + std::to_string(count));

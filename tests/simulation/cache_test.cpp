@@ -47,8 +47,8 @@ void PrintTo(const Setup& setup, std::ostream* out) {
     *out << setup.name;
 }
 
-/** A cache that is used at random, next to what each sector may hold: after a crash, also the last synced
- * stamp or any written since. */
+// A cache that is used at random, next to what each sector may hold: after a crash, also the last synced
+// stamp or any written since.
 class Model {
   public:
     Model(const Setup& setup, unsigned seed) : random_(seed) {
@@ -59,8 +59,7 @@ class Model {
         cache_->SetKnob(Knob::kReclaimPolicy, reclaim_);
     }
 
-    /** Seldom anything that brings the map on the SSD up to date: what it has missed is what a crash tells.
-     */
+    // Seldom anything that brings the map on the SSD up to date: what it has missed is what a crash tells.
     void Step() {
         const uint64_t kind = Pick(100);
         if (kind < 1) {
@@ -84,7 +83,7 @@ class Model {
         }
     }
 
-    /** The cache is gone without a word, and loaded again. What reads back is what it holds from now on. */
+    // The cache is gone without a word, and loaded again. What reads back is what it holds from now on.
     void Crash() {
         const Superblock superblock = *ReadSuperblock(ssd_);
         cache_ = Cache::Load(superblock, ssd_, space_, faults_, pace_);
@@ -111,7 +110,7 @@ class Model {
         }
     }
 
-    /** After everything is cleaned, the volume alone holds it all. */
+    // After everything is cleaned, the volume alone holds it all.
     void ExpectVolumeAsWritten() {
         cache_->CleanBlocks(cache_->DirtyBlocks());
         ASSERT_EQ(cache_->DirtyBlocks(), 0U);

@@ -33,7 +33,7 @@ const std::string kWrite =
 const std::string kCheck =
     "mount /dev/mapper/cachedev_0 /volume1 && sha256sum -c --quiet /usr/vemo/etc/sum\n";
 
-/// A folder of our own that goes with us.
+// A folder of our own that goes with us.
 class Folder {
   public:
     Folder() {
@@ -51,7 +51,7 @@ std::string Quoted(const std::string& script) {
     return "'" + script + "'";
 }
 
-/// An appliance in the background, with a script whose output it collects in a file.
+// An appliance in the background, with a script whose output it collects in a file.
 class Running {
   public:
     Running(const std::string& options, const std::string& script, const std::string& output)
@@ -63,14 +63,14 @@ class Running {
     }
     ~Running() { Kill(process_); }
 
-    /// Waits, without end but for the test's own, until the script has said a word.
+    // Waits, without end but for the test's own, until the script has said a word.
     void AwaitWord(const std::string& word) const {
         while (ReadFile(output_).find(word) == std::string::npos) {
             usleep(2000);
         }
     }
     pid_t Process() const { return process_; }
-    /// Kills one of its processes and waits for the end of all.
+    // Kills one of its processes and waits for the end of all.
     void Kill(pid_t victim) {
         if (process_ <= 0) {
             return;
@@ -84,7 +84,7 @@ class Running {
             AwaitEnd(process);
         }
     }
-    /// The launcher, init, and what init started first: the kernel, the command.
+    // The launcher, init, and what init started first: the kernel, the command.
     std::vector<pid_t> Processes() const {
         std::vector<pid_t> all = {process_};
         for (size_t i = 0; i < all.size() && i < 2; ++i) {
@@ -115,7 +115,7 @@ ShellResult Boot(const std::string& options, const std::string& script) {
     return Shell(kAppliance + " " + options + " sh -c " + Quoted(script));
 }
 
-/// What an appliance on this folder could leave on the machine: a loop device, a mount.
+// What an appliance on this folder could leave on the machine: a loop device, a mount.
 std::string LeftBehind(const std::string& folder) {
     return Shell("losetup -a | grep " + folder + "; grep " + folder + " /proc/mounts").output;
 }

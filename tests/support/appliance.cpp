@@ -155,7 +155,7 @@ void CacheTest::SetUp() {
     Forget();
 }
 
-/// Whatever happened, both files can be read and show what others recorded.
+// Whatever happened, both files can be read and show what others recorded.
 void CacheTest::TearDown() {
     for (const char* path : {kConfig, kConfigCopy}) {
         EXPECT_THAT(ReadWhole(path), testing::HasSubstr(kOtherEntry)) << path;

@@ -11,10 +11,10 @@ struct Plan {
     int failed = 0;      // how many have
 };
 
-/// Takes effect where failing_memory.cpp is part of the program.
+// Takes effect where failing_memory.cpp is part of the program.
 inline thread_local Plan plan;
 
-/// Keeps the plan from a test's own allocations for a scope.
+// Keeps the plan from a test's own allocations for a scope.
 class Suspended {
   public:
     Suspended() noexcept : saved_(std::exchange(plan, {})) {}

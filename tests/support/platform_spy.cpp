@@ -22,13 +22,13 @@
 namespace spy {
 namespace {
 
-/// The function that the test program's own definition hides.
+// The function that the test program's own definition hides.
 template <class Function>
 Function* Real(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-/// Whether this call of the function is to fail; it leaves the error that the fault asks for.
+// Whether this call of the function is to fail; it leaves the error that the fault asks for.
 bool Fails(const char* name) {
     const auto found = state().faults.find(name);
     if (found == state().faults.end()) {
@@ -52,7 +52,7 @@ bool Fails(const char* name) {
     return true;
 }
 
-/// The call as it is, or `failure` where a fault is set.
+// The call as it is, or `failure` where a fault is set.
 template <class Function, class... Arguments>
 auto PassOn(const char* name, std::invoke_result_t<Function, Arguments...> failure, Arguments... arguments) {
     return Fails(name) ? failure : Real<Function>(name)(arguments...);
@@ -71,7 +71,7 @@ std::optional<Answer> Decide(const ToolRun& run) {
     return state().answer ? state().answer(run) : std::nullopt;
 }
 
-/// Argument `index` of a run for the real variadic function; NULL ends the list there.
+// Argument `index` of a run for the real variadic function; NULL ends the list there.
 const char* At(const ToolRun& run, std::size_t index) {
     return index < run.arguments.size() ? run.arguments[index].c_str() : nullptr;
 }

@@ -11,8 +11,8 @@
 
 namespace spy {
 
-/// One program run, as an argument vector without the program itself. `mode` is VLIBCPopen's, "" for
-/// VLIBCExecl.
+// One program run, as an argument vector without the program itself. `mode` is VLIBCPopen's, "" for
+// VLIBCExecl.
 struct ToolRun {
     std::string program;
     std::string mode;
@@ -21,7 +21,7 @@ struct ToolRun {
     bool operator==(const ToolRun&) const = default;
 };
 
-/// What a run gives instead of the real program's result.
+// What a run gives instead of the real program's result.
 struct Answer {
     int status = 0;
     std::string output;
@@ -34,16 +34,16 @@ struct LogLine {
     std::string text;  // without "<file>:<line> "
 };
 
-/// What the tests of one case ask for and see. Reset by the fixture.
+// What the tests of one case ask for and see. Reset by the fixture.
 struct State {
     std::vector<ToolRun> runs;
     std::vector<LogLine> log;
     std::vector<std::string> slept;  // names of the sleep calls that returned at once, in order
 
-    /// Decides each run: an answer in its place, or nothing to run the real program.
+    // Decides each run: an answer in its place, or nothing to run the real program.
     std::function<std::optional<Answer>(const ToolRun&)> answer;
 
-    /// By the function's name: the call that fails (1 the next one), and from then on all if `stays`.
+    // By the function's name: the call that fails (1 the next one), and from then on all if `stays`.
     struct Fault {
         int call = 1;
         bool stays = false;
@@ -53,8 +53,8 @@ struct State {
     };
     std::map<std::string, Fault, std::less<>> faults;
 
-    /// Whether sleeps return at once, but for the calls named in `realSleeps`; what runs in the pause of a
-    /// waiting loop goes into `onSleep`.
+    // Whether sleeps return at once, but for the calls named in `realSleeps`; what runs in the pause of a
+    // waiting loop goes into `onSleep`.
     bool skipSleeps = true;
     std::set<std::string> realSleeps;
     std::function<void()> onSleep;
@@ -62,7 +62,7 @@ struct State {
 
 State& state();
 
-/// The texts logged at error level (and others with `all`), in order.
+// The texts logged at error level (and others with `all`), in order.
 std::vector<std::string> LoggedTexts(bool all = false);
 
 }  // namespace spy

@@ -21,7 +21,7 @@ inline void UnmountVolume() {
     EXPECT_EQ(umount2(kVolume, 0), 0);
 }
 
-/// Makes a file, and the folders above it, with so many bytes of data.
+// Makes a file, and the folders above it, with so many bytes of data.
 inline void MakeFile(const std::string& path, std::size_t bytes = 0) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
