@@ -62,7 +62,7 @@ int Enter(const Which& which, const std::vector<std::string>& command) {
     const PidNamespaceScope scope;
     Checked(setns(process.Get(), CLONE_NEWPID), "the appliance");
     const pid_t child = Fork([&] {
-        Checked(setns(process.Get(), CLONE_NEWNS), "the appliance");
+        Checked(setns(process.Get(), CLONE_NEWNS | kOwnNamespaces), "the appliance");
         return BecomeCommand(command, folder);
     });
     int status = 0;

@@ -1,9 +1,11 @@
 #include "simulation/launcher/init.h"
 
 #include <fcntl.h>
+#include <net/if.h>
 #include <poll.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
@@ -15,6 +17,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <optional>
 #include <set>
@@ -43,6 +46,16 @@ void BindTo(int socketFd, const std::string& path, mode_t mode) {
 
 UniqueFd OpenFolder(const char* path) {
     return UniqueFd(Checked(open(path, O_PATH | O_DIRECTORY | O_CLOEXEC), path));
+}
+
+// The names, queues and networks of the machine are none of the appliance's, whose network is its loopback.
+void LeaveMachine() {
+    Checked(unshare(kOwnNamespaces), "namespaces");
+    const UniqueFd socketFd(Checked(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "the loopback"));
+    ifreq loopback{};
+    std::strcpy(loopback.ifr_name, "lo");
+    loopback.ifr_flags = IFF_UP | IFF_RUNNING;
+    Checked(ioctl(socketFd.Get(), SIOCSIFFLAGS, &loopback), "the loopback");
 }
 
 class Init {
@@ -78,6 +91,7 @@ class Init {
 
 void Init::Boot(int launcher) {
     const RootPlan plan = PlanRoot();
+    LeaveMachine();
     EnterStage();
     devices_.emplace(OpenFolder(kStageDev));
     std::vector<Disk> disks;

@@ -76,14 +76,23 @@ void AttachOtherMounts(const std::vector<std::string>& points) {
     }
 }
 
+// What is set below /proc, but for the caches' knobs, would be set for the whole machine.
 void AttachProc() {
     const std::string proc = kNewRoot + "/proc";
     DetachedMount(std::string(kStageKernel) + "/proc").AttachAt(proc);
     Mount("proc", proc + "/.kernel", "proc", 0, "");
+    const DetachedMount net(proc + "/.kernel/sys/net");  // the appliance's own, so it may be set
+    for (const char* name : {"acpi", "bus", "fs", "irq", "scsi", "sys", "sysrq-trigger"}) {
+        const std::string path = proc + "/.kernel/" + name;
+        if (fs::exists(path)) {
+            DetachedMount(path).MakeReadOnly().AttachAt(path);
+        }
+    }
     for (const auto& entry : fs::directory_iterator(proc + "/.kernel/sys")) {
         const std::string name = entry.path().filename();
         if (name != "dev") {
-            DetachedMount(entry.path()).AttachAt(proc + "/sys/" + name);
+            const std::string target = proc + "/sys/" + name;
+            name == "net" ? net.AttachAt(target) : DetachedMount(entry.path()).AttachAt(target);
         }
     }
 }
@@ -188,7 +197,7 @@ void EnterRoot(const RootPlan& plan) {
     MountTmpfs(kNewRoot + "/run", "755");
     fs::create_directory(kNewRoot + "/run/lock");
     fs::permissions(kNewRoot + "/run/lock", fs::perms::all | fs::perms::sticky_bit);
-    DetachedMount("/sys").AttachAt(kNewRoot + "/sys");
+    DetachedMount("/sys").MakeReadOnly().AttachAt(kNewRoot + "/sys");
     AttachProc();
     DetachedMount(std::string(kStageKernel) + "/module").AttachAt(kNewRoot + "/sys/module");
     AttachKernelFile("messages", kNewRoot + "/var/log/messages");

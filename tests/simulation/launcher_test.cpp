@@ -8,6 +8,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <random>
 #include <vector>
@@ -151,6 +152,54 @@ TEST(Launcher, KeepsChangesOffTheMachine) {
               "machinenew\n");
     EXPECT_EQ(ReadFile(folder / "file"), "machine");
     EXPECT_FALSE(fs::exists("/etc/x"));
+}
+
+TEST(Launcher, IsClosed) {
+    const std::string look =
+        "hostname; cat /proc/sys/vm/swappiness /proc/sys/net/ipv4/ip_forward /proc/sys/kernel/msgmax; ipcs "
+        "-q | wc -l";
+    const std::string before = Shell(look).output;
+    EXPECT_EQ(Boot("",
+                   "hostname inside && hostname; ipcmk -Q >/dev/null && ipcs -q | wc -l; "
+                   "echo 1 > /proc/sys/net/ipv4/ip_forward && echo set")
+                  .output,
+              "inside\n5\nset\n");
+    EXPECT_EQ(Boot("",
+                   "grep -c : /proc/net/dev; grep -c lo: /proc/net/dev; "
+                   "grep -c 127.0.0.1 /proc/net/fib_trie >/dev/null && echo up")
+                  .output,
+              "1\n1\nup\n");
+    EXPECT_EQ(Boot("",
+                   "for file in /proc/sys/vm/swappiness /proc/.kernel/sys/vm/swappiness; do "
+                   "if (echo 7 > $file) 2>/dev/null; then echo $file; fi; done; "
+                   "find /proc/sys /proc/.kernel/sys /proc/.kernel/irq /sys -type f -writable "
+                   "! -path \"/proc/sys/net/*\" ! -path \"/proc/sys/dev/flashcache*\"")
+                  .output,
+              "")
+        << "what could be set of the machine";
+    EXPECT_EQ(Shell(look).output, before);
+}
+
+TEST(Launcher, TakesItsLoopDevicesAway) {
+    const std::string inUse = "cd /sys/block && for l in loop*; do [ ! -e $l/loop ] || echo $l; done\n";
+    const std::string all = "cd /sys/block && ls -d loop*\n";
+    const auto before = Shell(all).output;
+    // More than the machine may have kept free.
+    const auto there = std::count(before.begin(), before.end(), '\n');
+    const std::string pairs = std::to_string(std::min(64L, there / 2 + 2));
+    const auto during = Boot("--pairs " + pairs + " --ssd-size 1M --volume-size 1M", inUse);
+    ASSERT_EQ(during.status, 0);
+    std::istringstream names(during.output);
+    const std::string after = Shell(inUse).output + before;
+    std::istringstream left(Shell(all).output);
+    int made = 0;
+    for (std::string name; names >> name;) {
+        made += before.find(name + "\n") == std::string::npos ? 1 : 0;
+    }
+    EXPECT_GT(made, 0);
+    for (std::string name; left >> name;) {
+        EXPECT_THAT(after, HasSubstr(name + "\n"));
+    }
 }
 
 TEST(Launcher, KeepsStateFromOneBootToTheNext) {
