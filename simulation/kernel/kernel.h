@@ -58,6 +58,7 @@ class Kernel {
     Answer ListCaches(const Words& arguments);
     Answer TakeFault(const Words& arguments);
     Answer SetFault(const Words& arguments);
+    Answer ListFaults(const Words& arguments);
     Answer ShutDown(const Words& arguments);
 
     Answer SetCleaning(const std::string& value);

@@ -44,12 +44,13 @@ UniqueFd Connect(const Which& which) {
 
 }  // namespace
 
-void SendRequest(const Which& which, const Words& request) {
+std::string SendRequest(const Which& which, const Words& request) {
     const UniqueFd connection = Connect(which);
     const Answer answer = Ask(connection.Get(), request);
     if (answer.error != 0) {
         throw std::runtime_error(answer.text);
     }
+    return answer.text;
 }
 
 int Enter(const Which& which, const std::vector<std::string>& command) {

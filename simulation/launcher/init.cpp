@@ -230,7 +230,11 @@ void Init::TakeRequest() {
     const timeval patience{1, 0};
     setsockopt(peer.Get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     if (const auto request = ReceiveWords(peer.Get())) {
-        SendAnswer(peer.Get(), devices_->Handle(*request));
+        const Answer answer = devices_->Handle(*request);
+        if (answer.error == 0 && request->size() == 3 && request->front() == "fault") {
+            StandBefore((*request)[1]);
+        }
+        SendAnswer(peer.Get(), answer);
     }
 }
 

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <optional>
 
+#include "simulation/common/programs.h"
 #include "simulation/kernel/kernel.h"
 #include "simulation/launcher/mounts.h"
 
@@ -20,18 +21,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kNewRoot = std::string(kStage) + "/root";
-constexpr const char* kTools[] = {"/usr/bin/flashcache_create",
-                                  "/usr/bin/flashcache_load",
-                                  "/usr/bin/flashcache_destroy",
-                                  "/usr/bin/flashcache_expand",
-                                  "/sbin/dmsetup",
-                                  "/sbin/insmod",
-                                  "/sbin/rmmod",
-                                  "/usr/vemo/sbin/vemocachepinfiletool",
-                                  "/usr/vemo/bin/vemoiscsiep",
-                                  "/usr/bin/vemo-update-server"};
+constexpr std::string_view kToolFault = "tool.";
 
+const std::string kNewRoot = std::string(kStage) + "/root";
 void MakeNode(const char* name, unsigned majorNumber, unsigned minorNumber) {
     const std::string path = std::string(kStageDev) + "/" + name;
     Checked(mknod(path.c_str(), S_IFCHR | 0666, makedev(majorNumber, minorNumber)), path);
@@ -151,8 +143,8 @@ void LinkLibraries(const std::string& folder) {
 // The appliance's own programs, libraries and folders.
 void Furnish(const RootPlan& plan) {
     const fs::path root = kNewRoot;
-    for (const char* tool : kTools) {
-        InstallFile(plan.installPrefix + "/" VEMO_TOOL_FILE, kNewRoot + tool);
+    for (const std::string_view program : kAppliancePrograms) {
+        InstallFile(plan.installPrefix + "/" VEMO_TOOL_FILE, kNewRoot + std::string(program));
     }
     fs::create_directories(root / "lib/modules");
     for (const char* module : kModules) {
@@ -182,6 +174,18 @@ void EnterStage() {
         fs::create_directory(std::string(kStage) + folder);
     }
     MakeDev();
+}
+
+void StandBefore(std::string_view faultName) {
+    for (const std::string_view program : kMachinePrograms) {
+        const std::string path(program);
+        const bool isMeant = faultName.substr(0, faultName.find('.', kToolFault.size())) ==
+                             std::string(kToolFault) + path.substr(path.rfind('/') + 1);
+        if (isMeant && fs::exists(path) && !fs::exists(path + kRealSuffix)) {
+            fs::rename(path, path + kRealSuffix);
+            fs::create_hard_link(kAppliancePrograms.front(), path);
+        }
+    }
 }
 
 void EnterRoot(const RootPlan& plan) {

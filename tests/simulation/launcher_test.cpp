@@ -128,6 +128,9 @@ TEST(Launcher, PassesTheCommandsEndOn) {
     EXPECT_EQ(Shell(kAppliance + " /etc").status, 126);
     EXPECT_EQ(Shell(kAppliance).status, 125);
     EXPECT_EQ(Shell(kAppliance + " --pairs 0 true").status, 125);
+    EXPECT_THAT(Shell(kAppliance + " --piars 2 true").output, HasSubstr("did you mean --pairs?"));
+    EXPECT_EQ(Shell(kAppliance + " -- echo --pairs").output, "--pairs\n");
+    EXPECT_THAT(Shell(kAppliance + " --version").output, testing::StartsWith("vemo-appliance "));
     EXPECT_EQ(Shell("echo in | " + kAppliance + " cat").output, "in\n");
     EXPECT_EQ(Shell("cd / && " + kAppliance + " pwd").output, "/\n");
 }
