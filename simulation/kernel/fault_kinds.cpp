@@ -121,7 +121,7 @@ std::string WrongAction(const FaultKind& kind, const std::string& value) {
 }  // namespace
 
 std::string WrongFault(const std::string& name, const std::string& value) {
-    const std::string wrong = WrongName(name);
+    std::string wrong = WrongName(name);
     const FaultKind* const kind = FindKind(name);
     if (!wrong.empty() || kind == nullptr) {
         return wrong;
