@@ -12,9 +12,11 @@ for argument in "$@"; do
     last=$argument
 done
 if [ "$result" -eq 0 ] && [ -n "$source" ] && [ -n "${VEMO_COMPILE_TIMES:-}" ]; then
-    # A builtin: unlike `time` it writes when the compiler has said all it had to, and to standard output alone.
-    spent=$(times)
-    read -r user system <<<"${spent##*$'\n'}"
+    # A builtin: unlike `time` it writes when the compiler has said all it had to, and to standard output alone. It
+    # counts the children of the shell that it runs in, so it may not run in one of $( ).
+    times >"$VEMO_COMPILE_TIMES.$$"
+    { read -r && read -r user system; } <"$VEMO_COMPILE_TIMES.$$"
+    rm "$VEMO_COMPILE_TIMES.$$"
     # One short write, which nothing of another compilation can come between.
     printf '%s\t%s\t%s\n' "$source" "$user" "$system" >>"$VEMO_COMPILE_TIMES"
 fi
