@@ -31,7 +31,7 @@ void Disk::Read(uint64_t offset, std::span<char> into) const {
 void Disk::Write(uint64_t offset, std::span<const char> from) {
     const uint64_t size = Size();
     from = from.first(std::min<uint64_t>(from.size(), size - std::min(size, offset)));
-    beforeChange_();
+    beforeUse_();
     KeepUnflushed(offset, from.size());
     while (!from.empty()) {
         const ssize_t count =
@@ -43,7 +43,7 @@ void Disk::Write(uint64_t offset, std::span<const char> from) {
 
 // Only what holds data changes: most of a disk never does.
 void Disk::Punch(uint64_t offset, uint64_t length) {
-    beforeChange_();
+    beforeUse_();
     const auto end = static_cast<off_t>(offset + length);
     off_t data = static_cast<off_t>(offset);
     while (unflushed_ && (data = lseek(file_.Get(), data, SEEK_DATA)) >= 0 && data < end) {
@@ -63,6 +63,7 @@ void Disk::KeepUnflushed(uint64_t offset, uint64_t length) {
 }
 
 void Disk::Flush() {
+    beforeUse_();
     if (unflushed_) {
         unflushed_->Forget();
     }

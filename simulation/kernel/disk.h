@@ -35,8 +35,8 @@ class Disk {
     void Punch(uint64_t offset, uint64_t length);
     // On return everything written before survives a power cut.
     void Flush();
-    // Has `hook` called before each change of what the disk holds.
-    void BeforeChanges(std::function<void()> hook) { beforeChange_ = std::move(hook); }
+    // Has `hook` called before each write, discard and flush.
+    void BeforeEachUse(std::function<void()> hook) { beforeUse_ = std::move(hook); }
     // Writes out and forgets what the block device has cached, so that its readers and we see the same
     // bytes.
     void DropCache() const;
@@ -48,7 +48,7 @@ class Disk {
     UniqueFd file_;
     UniqueFd node_;
     std::optional<Unflushed> unflushed_;
-    std::function<void()> beforeChange_ = [] {};
+    std::function<void()> beforeUse_ = [] {};
 };
 
 }  // namespace simulation

@@ -1,6 +1,5 @@
 // The requests that the simulated kernel takes, as its tools and the appliance's init send them.
 #include <algorithm>
-#include <charconv>
 #include <optional>
 #include <system_error>
 
@@ -27,12 +26,6 @@ const Kernel::Request Kernel::kRequests[] = {
 
 namespace {
 
-std::optional<uint64_t> ParseCount(const std::string& text) {
-    uint64_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc() && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
-}
-
 std::optional<WriteMode> ParseMode(const std::string& text) {
     if (text == "thru") {
         return WriteMode::kThru;
@@ -49,6 +42,9 @@ std::optional<WriteMode> ParseMode(const std::string& text) {
 Kernel::Kernel(std::vector<Disk> disks, SystemLog log, UniqueFd realProc, uint64_t cleanRate)
     : log_(std::move(log)), realProc_(std::move(realProc)), pace_(cleanRate) {
     std::move(disks.begin(), disks.end(), std::back_inserter(disks_));
+    for (Disk& disk : disks_) {
+        disk.BeforeEachUse([this] { UsePower(); });
+    }
     tree_.AddFolder("data");
     tree_.AddFolder("module");
     AddProc();
@@ -243,64 +239,6 @@ Answer Kernel::ListCaches(const Words& /*arguments*/) {
 Answer Kernel::ShutDown(const Words& /*arguments*/) {
     for (const auto& [name, cache] : caches_) {
         cache->TakeDown();
-    }
-    return {};
-}
-
-Answer Kernel::TakeFault(const Words& arguments) {
-    return {0, faults_.Take(arguments[0])};
-}
-
-Answer Kernel::SetFault(const Words& arguments) {
-    const std::string& name = arguments[0];
-    const std::string& value = arguments[1];
-    if (name == "cleaning") {
-        return SetCleaning(value);
-    }
-    if (name == "errors") {
-        return SetReportedErrors(value);
-    }
-    if (name.starts_with("file.")) {
-        const std::string file = name.substr(5);
-        forcedTexts_.erase(file);
-        if (value != "ok") {
-            forcedTexts_[file] = value;
-        }
-        return {};
-    }
-    const bool known =
-        name == "writeback" || name == "remove" || name.starts_with("tool.") || name == "knob.*" ||
-        std::any_of(kKnobs.begin(), kKnobs.end(),
-                    [&](const KnobInfo& knob) { return name == "knob." + std::string(knob.name); });
-    if (!known) {
-        return {EINVAL, "no such fault: " + name};
-    }
-    return faults_.Set(name, value) ? Answer{} : Answer{EINVAL, "not ACTION[@SKIP][xTIMES]: " + value};
-}
-
-Answer Kernel::SetCleaning(const std::string& value) {
-    if (value == "pause" || value == "run") {
-        pace_.Pause(value == "pause");
-        return {};
-    }
-    auto count = ParseCount(value);
-    if (!count) {
-        return {EINVAL, "cleaning takes pause, run or a number of blocks, not " + value};
-    }
-    pace_.Pause(true);
-    for (const auto& [name, cache] : caches_) {
-        *count -= cache->CleanBlocks(*count);
-    }
-    return {};
-}
-
-Answer Kernel::SetReportedErrors(const std::string& value) {
-    const auto count = ParseCount(value);
-    if (!count) {
-        return {EINVAL, "errors takes a number, not " + value};
-    }
-    for (const auto& [name, cache] : caches_) {
-        cache->ReportErrors(*count);
     }
     return {};
 }

@@ -41,10 +41,10 @@ class VolatileDisk {
   public:
     VolatileDisk(std::string path, uint64_t bytes) : path_(std::move(path)), file_(MakeFile(bytes)) {}
 
-    void PowerUp(uint64_t seed, std::function<void()> beforeChange) {
+    void PowerUp(uint64_t seed, std::function<void()> beforeUse) {
         Unflushed::TakeBack(unflushed_.Get(), file_.Get());
         disk_ = Disk(path_, Copy(file_), UniqueFd(), Unflushed(Copy(unflushed_), seed));
-        disk_.BeforeChanges(std::move(beforeChange));
+        disk_.BeforeEachUse(std::move(beforeUse));
     }
     Disk& operator*() { return disk_; }
     Disk* operator->() { return &disk_; }
@@ -139,9 +139,10 @@ class Model {
         Crash();
     }
 
-    // The power is cut before one of the next changes to the disks, and they lose what they had not flushed.
+    // The power is cut before one of the next writes and flushes, and the disks lose what they had not
+    // flushed.
     void UseUntilPowerCut() {
-        changesLeft_ = 1 + Pick(300);
+        usesLeft_ = 1 + Pick(300);
         try {
             for (;;) {
                 Pick(40) == 0 ? TakeDownAndLoad() : Step();
@@ -173,7 +174,7 @@ class Model {
     void PowerUp() {
         for (VolatileDisk* disk : {&ssd_, &space_}) {
             disk->PowerUp(random_(), [this] {
-                if (changesLeft_ > 0 && --changesLeft_ == 0) {
+                if (usesLeft_ > 0 && --usesLeft_ == 0) {
                     throw PowerCut{};
                 }
             });
@@ -234,7 +235,7 @@ class Model {
     CleanPace pace_{0};
     VolatileDisk ssd_{"/dev/md3", 2 * 1024 * 1024};
     VolatileDisk space_{"/dev/vg1/volume_1", kSpaceBytes};
-    uint64_t changesLeft_ = 0;  // until the power is cut; 0: it is not
+    uint64_t usesLeft_ = 0;  // until the power is cut; 0: it is not
     std::unique_ptr<Cache> cache_;
     std::string reclaim_;
     uint32_t lastStamp_ = 0;
