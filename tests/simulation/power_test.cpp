@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "simulation/boot.h"
+#include "simulation/seed.h"
 
 namespace {
 
@@ -152,10 +153,9 @@ class PowerTest : public testing::TestWithParam<const char*> {
     std::vector<std::set<uint32_t>> possible_ = std::vector<std::set<uint32_t>>(kSectors, {0});
 };
 
-// For a longer run: --gtest_shuffle --gtest_repeat=N brings other seeds each time.
 TEST_P(PowerTest, CutLosesNothingSynced) {
-    const auto first = static_cast<uint32_t>(testing::UnitTest::GetInstance()->random_seed()) * 10;
-    for (uint32_t seed = first + 1; seed <= first + 4 && !HasFatalFailure(); ++seed) {
+    const unsigned first = FirstSeed();
+    for (uint32_t seed = first; seed < first + 4 && !HasFatalFailure(); ++seed) {
         RunUntilPowerCut(seed);
     }
     ExpectAllSynced();
