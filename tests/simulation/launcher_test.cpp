@@ -101,6 +101,9 @@ TEST(Launcher, PassesTheCommandsEndOn) {
     EXPECT_EQ(Shell(kAppliance + " /etc").status, 126);
     EXPECT_EQ(Shell(kAppliance).status, 125);
     EXPECT_EQ(Shell(kAppliance + " --pairs 0 true").status, 125);
+    EXPECT_EQ(Shell(kAppliance + " --volatile true").status, 125)
+        << "without a state nothing is there to lose";
+    EXPECT_EQ(Boot("", "vemo-appliance fault power cut; sleep 100").status, 137);
     EXPECT_EQ(Shell("echo in | " + kAppliance + " cat").output, "in\n");
     EXPECT_EQ(Shell("cd / && " + kAppliance + " pwd").output, "/\n");
 }
@@ -161,7 +164,11 @@ TEST_P(KilledLauncher, LosesNothingThatWasSynced) {
     EXPECT_EQ(again.output, "fsck=0\n") << "the volume holds nothing yet, the cache everything";
 }
 
-INSTANTIATE_TEST_SUITE_P(Disks, KilledLauncher, testing::Values("", " --volatile=1", " --volatile=2"));
+INSTANTIATE_TEST_SUITE_P(Disks, KilledLauncher, testing::Values("", " --volatile=1", " --volatile=2"),
+                         [](const auto& options) {
+                             return options.param[0] == 0 ? std::string("Plain")
+                                                          : "Volatile" + std::to_string(options.index);
+                         });
 
 TEST(Launcher, LeavesNothingBehindWhateverIsKilled) {
     std::mt19937 random(1);
@@ -211,6 +218,7 @@ TEST(Launcher, TakesRequestsFromOutside) {
         Shell(kAppliance + " enter --pid " + std::to_string(running.Process()) + " sh -c 'exit 3'").status,
         3);
     EXPECT_EQ(Shell(kAppliance + " fault" + state + "remove busyx1").status, 0);
+    EXPECT_EQ(Shell(kAppliance + " fault" + state + "power off").status, 125);
     EXPECT_EQ(Shell(kAppliance + " enter" + state + "dmsetup remove cachedev_0").status, 1);
     EXPECT_EQ(Shell(kAppliance + " grow" + state + "/dev/vg1/volume_1 2G").status, 0);
     EXPECT_EQ(Shell(kAppliance + " enter" + state + "blockdev --getsize64 /dev/vg1/volume_1").output,
