@@ -44,6 +44,7 @@ const std::vector<FaultKind>& Kinds() {
         {"writeback", {}, {"fail"}, {}, "ACTION fail: writing a dirty block back to the volume fails"},
         {"errors", {}, {}, {}, "N: the kernel reports N failed write-backs"},
         {"cleaning", {}, {}, {}, "pause, run, or N: pauses, after cleaning N blocks that are done on return"},
+        {"power", {}, {"cut"}, {}, "cut, or cut@N after N more writes and flushes: everything ends at once"},
         {"remove", {}, {"busy"}, {}, "ACTION busy: a cache device is busy when it is to be removed"},
         {"knob",
          KnobNames(),

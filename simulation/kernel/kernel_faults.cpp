@@ -1,4 +1,6 @@
 // What is to go wrong, as it is set from outside.
+#include <unistd.h>
+
 #include "simulation/common/count.h"
 #include "simulation/kernel/fault_kinds.h"
 #include "simulation/kernel/kernel.h"
@@ -24,6 +26,9 @@ Answer Kernel::SetFault(const Words& arguments) {
     }
     if (name == "cleaning") {
         return SetCleaning(value);
+    }
+    if (name == "power") {
+        return SetPower(value);
     }
     if (name == "errors") {
         return SetReportedErrors(value);
@@ -75,6 +80,21 @@ Answer Kernel::SetReportedErrors(const std::string& value) {
         cache->ReportErrors(*count);
     }
     return {};
+}
+
+// "cut" alone cuts the power as soon as the answer is given, "cut@N" after N more writes and flushes.
+Answer Kernel::SetPower(const std::string& value) {
+    if (value == "cut") {
+        powerIsCut_ = true;
+        return {};
+    }
+    return faults_.Set("power", value) ? Answer{} : Answer{EINVAL, "not cut[@WRITES]: " + value};
+}
+
+void Kernel::UsePower() {
+    if (!faults_.Take("power").empty()) {
+        _exit(kPowerCutCode);
+    }
 }
 
 }  // namespace simulation

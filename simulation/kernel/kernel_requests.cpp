@@ -44,6 +44,9 @@ std::optional<WriteMode> ParseMode(const std::string& text) {
 Kernel::Kernel(std::vector<Disk> disks, SystemLog log, UniqueFd realProc, uint64_t cleanRate)
     : log_(std::move(log)), realProc_(std::move(realProc)), pace_(cleanRate) {
     std::move(disks.begin(), disks.end(), std::back_inserter(disks_));
+    for (Disk& disk : disks_) {
+        disk.BeforeEachUse([this] { UsePower(); });
+    }
     tree_.AddFolder("data");
     tree_.AddFolder("module");
     AddProc();

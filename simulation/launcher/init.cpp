@@ -68,6 +68,7 @@ class Init {
 
   private:
     void AddDisk(std::vector<Disk>& disks, const std::string& name, uint64_t size);
+    std::optional<Unflushed> EndPowerCut(const std::string& fileName, int file, uint64_t number) const;
     void AddDisks(std::vector<Disk>& disks);
     void StartKernel(std::vector<Disk> disks);
     [[noreturn]] void BeKernel(std::vector<Disk> disks, UniqueFd fuse, UniqueFd requests);
@@ -115,8 +116,23 @@ void Init::AddDisk(std::vector<Disk>& disks, const std::string& name, uint64_t s
     std::replace(fileName.begin(), fileName.end(), '/', '%');
     UniqueFd file = state_.OpenDisk(fileName, size);
     UniqueFd kernelFile(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
+    std::optional<Unflushed> unflushed = EndPowerCut(fileName, file.Get(), disks.size());
     const int node = devices_->AddDisk(path, std::move(file));
-    disks.emplace_back(path, std::move(kernelFile), UniqueFd(fcntl(node, F_DUPFD_CLOEXEC, 0)));
+    disks.emplace_back(path, std::move(kernelFile), UniqueFd(fcntl(node, F_DUPFD_CLOEXEC, 0)),
+                       std::move(unflushed));
+}
+
+// Takes from a disk what it had not flushed when the last boot ended out of order.
+std::optional<Unflushed> Init::EndPowerCut(const std::string& fileName, int file, uint64_t number) const {
+    if (!state_.IsKept()) {
+        return std::nullopt;
+    }
+    constexpr uint64_t kMostDisks = 1000;
+    UniqueFd unflushed = state_.OpenUnflushed(fileName);
+    Unflushed::TakeBack(unflushed.Get(), file);
+    return options_.volatileSeed ? std::optional<Unflushed>(std::in_place, std::move(unflushed),
+                                                            *options_.volatileSeed * kMostDisks + number)
+                                 : std::nullopt;
 }
 
 void Init::AddDisks(std::vector<Disk>& disks) {
@@ -217,8 +233,12 @@ std::optional<int> Init::TakeSignal() {
         if (ended == command_) {
             code = ExitCodeOf(status);
         } else if (ended == kernel_) {
-            Complain("the simulated kernel died");
             kernel_ = 0;
+            if (WIFEXITED(status) && WEXITSTATUS(status) == kPowerCutCode) {
+                Complain("the power was cut");
+                return kExitPowerCut;
+            }
+            Complain("the simulated kernel died");
             return kExitFailed;
         }
     }

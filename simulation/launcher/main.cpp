@@ -1,7 +1,7 @@
 // vemo-appliance: runs a command on a simulated storage appliance, and sees to running ones.
 #include <CLI/CLI.hpp>
-
 #include <iostream>
+#include <limits>
 
 #include "base/nearest.h"
 #include "simulation/kernel/fault_kinds.h"
@@ -18,8 +18,8 @@ constexpr char kAbout[] =
     "Runs COMMAND on a simulated storage appliance, and leaves nothing behind on this machine.\n\n"
     "The appliance shows the machine's files, with changes kept to itself; its SSD is /dev/md3, its volume\n"
     "/dev/vg1/volume_1 (with --pairs also /dev/md4 and /dev/vg1/volume_2, and so on). Its system log is\n"
-    "/var/log/messages. The exit code is the command's, 128 and the signal when one killed it, 125 when the\n"
-    "appliance failed, 126 or 127 when the command could not be run.";
+    "/var/log/messages. The exit code is the command's, 128 and the signal when one killed it (so 137 when\n"
+    "the power was cut), 125 when the appliance failed, 126 or 127 when the command could not be run.";
 
 constexpr char kFaults[] =
     "An ACTION can be followed by @SKIP (that many uses go well first) and by xTIMES (and all after so many "
@@ -43,7 +43,15 @@ struct Arguments {
 
 void AddOptions(CLI::App& app, Options& options) {
     const CLI::AsSizeValue size(false);
-    app.add_option("--state", options.stateFolder, "Keep disks and configuration in this folder");
+    CLI::Option* const state =
+        app.add_option("--state", options.stateFolder, "Keep disks and configuration in this folder");
+    constexpr int64_t kMost = std::numeric_limits<int64_t>::max();
+    app.add_flag_function(
+           "--volatile{1}", [&options](int64_t seed) { options.volatileSeed = static_cast<uint64_t>(seed); },
+           "A power cut, or killing the appliance, takes from the disks at random what they have not "
+           "flushed; --volatile=SEED for another choice than that of seed 1")
+        ->check(CLI::Range(int64_t{1}, kMost, "SEED"))
+        ->needs(state);
     app.add_option("--pairs", options.pairs, "Number of pairs of SSD and volume")
         ->check(CLI::Range(1, 64))
         ->capture_default_str();

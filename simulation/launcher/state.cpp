@@ -99,6 +99,10 @@ UniqueFd State::OpenDisk(const std::string& name, uint64_t size) const {
     return file;
 }
 
+UniqueFd State::OpenUnflushed(const std::string& diskName) const {
+    return OpenFile(diskName + ".unflushed", 0);
+}
+
 UniqueFd State::OpenLog() const {
     return OpenFile("messages", O_APPEND);
 }

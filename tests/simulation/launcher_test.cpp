@@ -13,44 +13,22 @@
 #include <random>
 #include <vector>
 
-#include "simulation/shell.h"
+#include "simulation/boot.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
 
-const std::string kAppliance = VEMO_APPLIANCE;
-const std::string kModules =
-    "for m in vemo_flashcache_control flashcache flashcache_vemo; do insmod /lib/modules/$m.ko; done\n";
 const std::string kCreate =
     "flashcache_create -s 32768k -p back cachedev_0 /dev/md3 /dev/vg1/volume_1\n"
     "sysctl -q dev.flashcache_md3+volume_1.dirty_thresh_pct=90\n";
-const std::string kLoad = "flashcache_load /dev/md3 cachedev_0 /dev/vg1/volume_1\n";
 const std::string kWrite =
     "mkfs.ext4 -q /dev/mapper/cachedev_0 && mount /dev/mapper/cachedev_0 /volume1\n"
     "dd if=/dev/urandom of=/volume1/file bs=1M count=8 conv=fsync status=none\n"
     "sha256sum /volume1/file > /usr/vemo/etc/sum\n";
 const std::string kCheck =
     "mount /dev/mapper/cachedev_0 /volume1 && sha256sum -c --quiet /usr/vemo/etc/sum\n";
-
-// A folder of our own that goes with us.
-class Folder {
-  public:
-    Folder() {
-        std::string path = fs::temp_directory_path() / "vemo-test-XXXXXX";
-        path_ = mkdtemp(path.data());
-    }
-    ~Folder() { fs::remove_all(path_); }
-    std::string operator/(const std::string& name) const { return path_ / name; }
-
-  private:
-    fs::path path_;
-};
-
-std::string Quoted(const std::string& script) {
-    return "'" + script + "'";
-}
 
 // An appliance in the background, with a script whose output it collects in a file.
 class Running {
@@ -112,10 +90,6 @@ class Running {
     pid_t process_ = 0;
 };
 
-ShellResult Boot(const std::string& options, const std::string& script) {
-    return Shell(kAppliance + " " + options + " sh -c " + Quoted(script));
-}
-
 // What an appliance on this folder could leave on the machine: a loop device, a mount.
 std::string LeftBehind(const std::string& folder) {
     return Shell("losetup -a | grep " + folder + "; grep " + folder + " /proc/mounts").output;
@@ -131,6 +105,9 @@ TEST(Launcher, PassesTheCommandsEndOn) {
     EXPECT_THAT(Shell(kAppliance + " --piars 2 true").output, HasSubstr("did you mean --pairs?"));
     EXPECT_EQ(Shell(kAppliance + " -- echo --pairs").output, "--pairs\n");
     EXPECT_THAT(Shell(kAppliance + " --version").output, testing::StartsWith("vemo-appliance "));
+    EXPECT_EQ(Shell(kAppliance + " --volatile true").status, 125)
+        << "without a state nothing is there to lose";
+    EXPECT_EQ(Boot("", "vemo-appliance fault power cut; sleep 100").status, 137);
     EXPECT_EQ(Shell("echo in | " + kAppliance + " cat").output, "in\n");
     EXPECT_EQ(Shell("cd / && " + kAppliance + " pwd").output, "/\n");
 }
@@ -217,9 +194,11 @@ TEST(Launcher, KeepsStateFromOneBootToTheNext) {
     EXPECT_EQ(Boot("", "cat /usr/vemo/etc/sum").status, 1) << "nothing is kept of this one";
 }
 
-TEST(Launcher, LosesNothingThatWasSyncedWhenEverythingIsKilled) {
+class KilledLauncher : public testing::TestWithParam<const char*> {};
+
+TEST_P(KilledLauncher, LosesNothingThatWasSynced) {
     const Folder folder;
-    const std::string state = "--state " + (folder / "state");
+    const std::string state = "--state " + (folder / "state") + GetParam();
     {
         Running running(state, kModules + kCreate + kWrite + "echo READY; exec cat /dev/zero > /volume1/more",
                         folder / "output");
@@ -236,6 +215,12 @@ TEST(Launcher, LosesNothingThatWasSyncedWhenEverythingIsKilled) {
                         "umount /volume1; e2fsck -fn /dev/mapper/cachedev_0 >/dev/null 2>&1; echo fsck=$?");
     EXPECT_EQ(again.output, "fsck=0\n") << "the volume holds nothing yet, the cache everything";
 }
+
+INSTANTIATE_TEST_SUITE_P(Disks, KilledLauncher, testing::Values("", " --volatile=1", " --volatile=2"),
+                         [](const auto& options) {
+                             return options.param[0] == 0 ? std::string("Plain")
+                                                          : "Volatile" + std::to_string(options.index);
+                         });
 
 TEST(Launcher, LeavesNothingBehindWhateverIsKilled) {
     std::mt19937 random(1);
@@ -285,6 +270,7 @@ TEST(Launcher, TakesRequestsFromOutside) {
         Shell(kAppliance + " enter --pid " + std::to_string(running.Process()) + " sh -c 'exit 3'").status,
         3);
     EXPECT_EQ(Shell(kAppliance + " fault" + state + "remove busyx1").status, 0);
+    EXPECT_EQ(Shell(kAppliance + " fault" + state + "power off").status, 125);
     EXPECT_EQ(Shell(kAppliance + " enter" + state + "dmsetup remove cachedev_0").status, 1);
     EXPECT_EQ(Shell(kAppliance + " grow" + state + "/dev/vg1/volume_1 2G").status, 0);
     EXPECT_EQ(Shell(kAppliance + " enter" + state + "blockdev --getsize64 /dev/vg1/volume_1").output,
