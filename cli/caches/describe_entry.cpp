@@ -1,5 +1,7 @@
 #include "caches/describe_entry.h"
 
+#include "caches/entry.h"
+
 namespace cli {
 namespace {
 
@@ -69,8 +71,8 @@ Record EntryDetails(const FLASHCACHE_CONFIG& entry) {
          {"ssd_uuid", "SSD UUID", KnownText(entry.SSDUUID), Format::kPlain, true},
          {"ssd_id", "SSD ID", KnownText(entry.SSDID)},
          {"disk_location", "Disk location", KnownText(entry.DiskLoc)},
-         {"ssd_missing", "SSD missing", entry.CacheMissing != 0},
-         {"volume_missing", "Volume missing", entry.SpaceMissing != 0},
+         {"ssd_missing", "SSD missing", IsSsdMissing(entry)},
+         {"volume_missing", "Volume missing", IsVolumeMissing(entry)},
          {"creation_unfinished", "Creation unfinished", entry.CreateCritSection != 0},
          {"config_source", "Source", std::int64_t{entry.ConfigSource}}});
     return record;

@@ -9,6 +9,7 @@
 #include <new>
 #include <string_view>
 
+#include "support/device.h"
 #include "support/failure.h"
 
 namespace cli {
@@ -21,6 +22,11 @@ FLASHCACHE_CONFIG_SEARCH BySection(const std::string& section) {
     search.type = FLASHCACHE_SEARCH_BY_SECTION;
     search.SectionName = section.c_str();
     return search;
+}
+
+// A damaged entry may have no path at all.
+bool IsThere(const char* path) {
+    return path != nullptr && IsBlockDevice(path);
 }
 
 // The entry; nothing when it is not there or cannot be read, with the reason in `slot`.
@@ -58,6 +64,14 @@ std::string DefaultMountPath(const std::string& volume) {
     const bool isNamed = number.starts_with(kPrefix) && number.size() > kPrefix.size() &&
                          number.find_first_not_of("0123456789", kPrefix.size()) == std::string::npos;
     return isNamed ? "/volume" + number.substr(kPrefix.size()) : "";
+}
+
+bool IsSsdMissing(const FLASHCACHE_CONFIG& entry) {
+    return entry.CacheMissing != 0 || !IsThere(entry.SSDDevPath);
+}
+
+bool IsVolumeMissing(const FLASHCACHE_CONFIG& entry) {
+    return entry.SpaceMissing != 0 || !IsThere(entry.SpacePath);
 }
 
 std::string NewUuid() {

@@ -23,6 +23,10 @@ struct NewEntry {
 // Where the appliance mounts its volume_N: "/volumeN"; empty for other volumes.
 std::string DefaultMountPath(const std::string& volume);
 
+// Whether the entry marks the device as missing, or it is not there.
+bool IsSsdMissing(const FLASHCACHE_CONFIG& entry);
+bool IsVolumeMissing(const FLASHCACHE_CONFIG& entry);
+
 // A new random (version 4) UUID.
 std::string NewUuid();
 

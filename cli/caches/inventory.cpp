@@ -187,9 +187,13 @@ Cache& Find(Inventory& inventory, const std::string& name) {
         RequireWholeConfig(inventory);
     }
     if (found.empty()) {
-        throw Failure{fmt::format("there is no cache {}", name),
-                      "no running or configured cache has this name, device or mount path",
-                      "vemocachectl list", std::nullopt, FailureKind::kNotFound};
+        const std::string stranger =
+            WhyNoDevice(name.starts_with("cachedev") ? std::string(kMapperFolder) + name : name);
+        const bool isAmongThem = stranger.starts_with(kMapperFolder);
+        throw Failure{
+            fmt::format("there is no cache {}", name),
+            isAmongThem ? stranger : "no running or configured cache has this name, device or mount path",
+            "vemocachectl list", std::nullopt, FailureKind::kNotFound};
     }
     if (found.size() > 1) {
         throw Failure{fmt::format("{} names more than one cache", name),

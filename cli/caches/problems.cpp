@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "caches/entry.h"
 #include "caches/flush_lock.h"
 #include "caches/kernel_state.h"
 #include "caches/tuning.h"
@@ -58,10 +59,10 @@ std::vector<std::string> ProblemsOfUnloaded(const Cache& cache) {
     if (entry.CreateCritSection != 0) {
         problems.push_back(UnfinishedProblem(cache));
     }
-    if (entry.CacheMissing != 0 || !IsBlockDevice(entry.SSDDevPath)) {
+    if (IsSsdMissing(entry)) {
         problems.emplace_back("its SSD is missing");
     }
-    if (entry.SpaceMissing != 0 || !IsBlockDevice(entry.SpacePath)) {
+    if (IsVolumeMissing(entry)) {
         problems.emplace_back("its volume is missing");
     }
     const std::string foreign = cache.ForeignVolume();

@@ -26,8 +26,9 @@ std::string Lost::Text(const Cache& cache) const {
         const std::string bytes = blockSize == 0 ? "" : fmt::format(", {} bytes", *blocks * blockSize);
         number = fmt::format("{} block{}{} are LOST", *blocks, blocks == 1U ? "" : "s", bytes);
     }
-    return fmt::format("{}: the volume {} refused them, and force-remove gave them up.", number,
-                       cache.Volume());
+    return isAgreed ? fmt::format("{}: they were dropped, as agreed.", number)
+                    : fmt::format("{}: the volume {} refused them, and force-remove gave them up.", number,
+                                  cache.Volume());
 }
 
 void AddLoss(Failure& failure, const Cache& cache, const Lost& lost) {

@@ -1,4 +1,5 @@
-// The blocks that a flush gave up: with the attribute force-remove, each that the volume refused.
+// Blocks that never reached the volume: those that a flush gave up (with the attribute force-remove, each
+// that the volume refused), and those that a deletion drops by consent.
 #pragma once
 
 #include <cstdint>
@@ -15,6 +16,7 @@ namespace cli {
 struct Lost {
     std::optional<std::uint64_t> blocks = 0;  // nothing: some may be lost, and how many is not known
     std::uint64_t blockSize = 0;              // bytes; 0: not known
+    bool isAgreed = false;                    // dropped by consent
 
     [[nodiscard]] bool IsNone() const { return blocks == 0U; }
     [[nodiscard]] std::vector<Field> Fields() const;

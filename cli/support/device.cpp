@@ -65,6 +65,12 @@ bool IsBlockDevice(const std::string& path) {
     return DeviceNumber(path).has_value();
 }
 
+std::string WhyNoDevice(const std::string& path) {
+    std::error_code unreadable;
+    const bool isThere = fs::exists(fs::symlink_status(path, unreadable));
+    return isThere && !IsBlockDevice(path) ? path + " is no block device" : "";
+}
+
 bool SameDevice(const std::string& a, const std::string& b) {
     if (a == b) {
         return true;

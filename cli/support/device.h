@@ -10,6 +10,10 @@ namespace cli {
 
 bool IsBlockDevice(const std::string& path);
 
+// Why what lies at `path` is no device: "PATH is no block device"; empty when it is one, or nothing lies
+// there.
+std::string WhyNoDevice(const std::string& path);
+
 // Whether two paths name one device: equal texts, or block devices of one number.
 bool SameDevice(const std::string& a, const std::string& b);
 

@@ -47,8 +47,9 @@ struct CreateOptions {
 };
 
 void RequireNewDevice(const std::string& device) {
-    if (!device.empty() && IsBlockDevice(device)) {
-        throw Failure{fmt::format("the cache device {} exists already", device), "",
+    const std::string stranger = WhyNoDevice(device);
+    if (!device.empty() && (IsBlockDevice(device) || !stranger.empty())) {
+        throw Failure{fmt::format("the cache device {} exists already", device), stranger,
                       "name another, or none for the first that is free", std::nullopt, FailureKind::kInUse};
     }
 }

@@ -112,6 +112,14 @@ void RequireStillSettled(const Cache& judged, const Cache& now, const Settled& s
     }
 }
 
+// What the deletion itself costs, by consent; whatever is cleaned until then is less.
+Lost DroppedBy(const DeleteOptions& options, const Cache& cache) {
+    if (!cache.MayHoldDirty() || !(options.fast || options.discardDirty)) {
+        return {};
+    }
+    return {DirtyBlocks(cache.Ssd(), cache.Volume()), cache.BlockSize(), true};
+}
+
 void RemoveCache(const DeleteOptions& options, const Cache& cache) {
     const GivenStatus status(cache);
     const int fast = options.fast || options.discardDirty ? 1 : 0;
@@ -160,7 +168,7 @@ void TellDeleted(Context& context, const Cache& cache, const Lost& lost, bool is
                                        cache.Name(), cache.Volume());
     if (!lost.IsNone()) {
         headline = lost.Text(cache) + " " + headline;
-        context.failed = true;
+        context.failed = !lost.isAgreed;
     }
     Answer answer = One("deleted", record, headline);
     answer.tellsHarm = context.failed;
@@ -194,10 +202,11 @@ void TakeDownForGood(Context& context, const DeleteOptions& options, const Cache
     RequireKnownMode(options, cache);
     const FlushLock noFlush(cache);
     RequireStillSettled(judged, cache, settled);
+    const Lost dropped = DroppedBy(options, cache);
     RemoveCache(options, cache);
     const bool isWiped = WipeSsd(cache);
     Forget(cache);
-    TellDeleted(context, cache, settled.lost, isWiped);
+    TellDeleted(context, cache, dropped.isAgreed ? dropped : settled.lost, isWiped);
 }
 
 void Delete(Context& context, const DeleteOptions& options) {

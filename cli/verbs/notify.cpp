@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include "caches/entry.h"
 #include "caches/inventory.h"
 #include "output/answer.h"
 #include "verbs/verb.h"
@@ -30,9 +31,14 @@ void Notify(const Context& context, const NotifyOptions& options) {
     }
     const bool sent = entry.CacheMissing != 0 && entry.Policy.WriteMode == FLASHCACHE_WRITE_BACK;
     const Record record{{{"name", "Name", cache.Name()},
-                         {"ssd_missing", "SSD missing", entry.CacheMissing != 0},
+                         {"ssd_missing", "SSD missing", IsSsdMissing(entry)},
                          {"announced", "Announced", sent}}};
-    Print(One("notification", record), context.json);
+    const bool isUnmarked = IsSsdMissing(entry) && entry.CacheMissing == 0;
+    Print(One("notification", record,
+              isUnmarked
+                  ? "The SSD is not there, but its entry does not mark it as missing: nothing was announced."
+                  : ""),
+          context.json);
 }
 
 }  // namespace

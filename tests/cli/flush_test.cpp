@@ -148,9 +148,18 @@ TEST(Delete, LosesNothingAndLeavesNoTrace) {
 TEST(Delete, DropsDirtyBlocksWithConsentAlone) {
     CreateDirtyCache();
     EXPECT_EQ(Tool({"delete", "cachedev_0", "--fast"}).code, 1);
-    EXPECT_EQ(Tool({"delete", "cachedev_0", "--discard-dirty"}).code, 0);
+    const auto deleted = Answer({"delete", "cachedev_0", "--discard-dirty"})["deleted"];
+    EXPECT_EQ(deleted["lost_blocks"], kDirty);
+    EXPECT_EQ(deleted["lost_bytes"], kDirty * 65536);
     EXPECT_FALSE(VolumeHoldsData());
     EXPECT_TRUE(Answer({"list"})["caches"].empty());
+}
+
+TEST(Delete, TellsWhatWasDroppedByConsent) {
+    CreateDirtyCache();
+    const Ran ran = Tool({"delete", "cachedev_0", "--fast", "--discard-dirty"});
+    EXPECT_EQ(ran.code, 0);
+    EXPECT_THAT(ran.out, HasSubstr("20 blocks, 1310720 bytes are LOST: they were dropped, as agreed."));
 }
 
 TEST(Delete, OfABrokenCacheNeedsConsent) {

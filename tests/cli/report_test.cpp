@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "cli/tool.h"
 
 namespace tests {
@@ -83,6 +85,33 @@ TEST(Report, MissingCacheIsAnnounced) {
     EXPECT_EQ(notification["announced"], true);
     EXPECT_EQ(notification["ssd_missing"], true);
     EXPECT_THAT(RunProgram({"cat", "/var/log/messages"}).out, HasSubstr("SSDCacheMissing"));
+}
+
+TEST(Report, MissingSsdIsToldTheSameByEveryVerb) {
+    CreateCache();
+    ASSERT_EQ(Tool({"unload", "cachedev_0"}).code, 0);
+    ASSERT_EQ(RunProgram({"rm", "/dev/md3"}).code, 0);
+    EXPECT_EQ(Answer({"list"})["caches"][0]["problem"], "its SSD is missing");
+    EXPECT_EQ(Answer({"config", "show", "md3+volume_1"})["entry"]["ssd_missing"], true);
+    const auto notification = Answer({"notify", "md3+volume_1"})["notification"];
+    EXPECT_EQ(notification["ssd_missing"], true);
+    EXPECT_EQ(notification["announced"], false);
+    EXPECT_THAT(Tool({"notify", "md3+volume_1"}).out, HasSubstr("does not mark"));
+    EXPECT_EQ(Answer({"config", "remove", "md3+volume_1", "--forget-cache"})["removed"]["ssd_missing"], true);
+}
+
+TEST(Report, PlainFileAmongTheCacheDevicesIsNamedAsThat) {
+    std::ofstream("/dev/mapper/cachedev_7") << "plain";
+    for (const char* name : {"cachedev_7", "/dev/mapper/cachedev_7"}) {
+        const auto error = Answer({"status", name}, 1)["error"];
+        EXPECT_EQ(error["reason"], "/dev/mapper/cachedev_7 is no block device");
+    }
+    const auto error = Answer(
+        {"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "64M", "--device", "/dev/mapper/cachedev_7"},
+        1)["error"];
+    EXPECT_EQ(error["kind"], "in_use");
+    EXPECT_EQ(error["reason"], "/dev/mapper/cachedev_7 is no block device");
+    EXPECT_EQ(Answer({"probe", "/dev/md3"}, kNo)["probe"]["has_metadata"], false) << "nothing was touched";
 }
 
 TEST(Report, PinnedFiles) {
