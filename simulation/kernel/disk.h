@@ -4,7 +4,7 @@
 #include <span>
 #include <string>
 
-#include "simulation/common/unique_fd.h"
+#include "base/unique_fd.h"
 
 namespace simulation {
 
@@ -14,7 +14,7 @@ class Disk {
   public:
     // `file` holds the bytes; `node` is the loop device over it, used only to drop what its readers have
     // cached.
-    Disk(std::string path, UniqueFd file, UniqueFd node)
+    Disk(std::string path, base::UniqueFd file, base::UniqueFd node)
         : path_(std::move(path)), file_(std::move(file)), node_(std::move(node)) {}
 
     const std::string& Path() const { return path_; }
@@ -34,8 +34,8 @@ class Disk {
 
   private:
     std::string path_;
-    UniqueFd file_;
-    UniqueFd node_;
+    base::UniqueFd file_;
+    base::UniqueFd node_;
 };
 
 }  // namespace simulation

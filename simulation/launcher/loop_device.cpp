@@ -10,6 +10,9 @@
 #include <fstream>
 #include <string>
 
+#include "base/unique_fd.h"
+#include "simulation/common/checked.h"
+
 namespace simulation {
 
 namespace {
@@ -23,19 +26,19 @@ dev_t NumberOfLoop(int index) {
     return makedev(majorNumber, minorNumber);
 }
 
-UniqueFd OpenLoop(int devFolder, int index) {
+base::UniqueFd OpenLoop(int devFolder, int index) {
     const std::string name = "loop" + std::to_string(index);
     if (mknodat(devFolder, name.c_str(), S_IFBLK | 0660, NumberOfLoop(index)) != 0 && errno != EEXIST) {
         ThrowErrno(name);
     }
-    return UniqueFd(openat(devFolder, name.c_str(), O_RDWR | O_CLOEXEC));
+    return base::UniqueFd(openat(devFolder, name.c_str(), O_RDWR | O_CLOEXEC));
 }
 
 }  // namespace
 
 LoopDevice::LoopDevice(int devFolder, int file) {
     constexpr int kTries = 200;  // others may be after the same free device
-    const UniqueFd control(
+    const base::UniqueFd control(
         Checked(openat(devFolder, "loop-control", O_RDWR | O_CLOEXEC), "/dev/loop-control"));
     loop_config config{};
     config.fd = static_cast<uint32_t>(file);

@@ -2,7 +2,7 @@
 
 #include <sys/types.h>
 
-#include "simulation/common/unique_fd.h"
+#include "base/unique_fd.h"
 
 namespace simulation {
 
@@ -22,7 +22,7 @@ class LoopDevice {
     void FollowFile() const;
 
   private:
-    UniqueFd node_;
+    base::UniqueFd node_;
 };
 
 }  // namespace simulation

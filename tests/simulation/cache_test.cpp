@@ -9,6 +9,7 @@
 #include <random>
 #include <set>
 
+#include "base/unique_fd.h"
 #include "simulation/kernel/cache.h"
 #include "simulation/kernel/system_log.h"
 
@@ -20,9 +21,9 @@ constexpr uint64_t kSpaceBytes = 4 * 1024 * 1024 + 3 * kSector;  // the last blo
 constexpr uint64_t kSectors = kSpaceBytes / kSector;
 
 Disk MakeDisk(const std::string& path, uint64_t bytes) {
-    UniqueFd file(open("/tmp", O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
+    base::UniqueFd file(open("/tmp", O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
     EXPECT_EQ(ftruncate(file.Get(), static_cast<off_t>(bytes)), 0);
-    return {path, std::move(file), UniqueFd()};
+    return {path, std::move(file), base::UniqueFd()};
 }
 
 using Sector = std::array<char, kSector>;
