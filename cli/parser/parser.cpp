@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <map>
 
+#include "base/nearest.h"
+
 // The one file that knows the parser library: it costs more to compile than all verbs together.
 namespace cli {
 namespace {
@@ -135,11 +137,23 @@ std::string StrangerIn(const CLI::App& app) {
     return isGroup && word != words.end() ? *word : "";
 }
 
+// What the stranger was probably meant to be, as the end of a sentence.
+std::string KinOf(const std::string& stranger, const CLI::App& app) {
+    std::vector<std::string> verbs;
+    for (const CLI::App* verb : LastNamed(app).get_subcommands([](const CLI::App*) { return true; })) {
+        verbs.push_back(verb->get_name());
+    }
+    const std::string kin = base::Nearest(stranger, verbs);
+    return kin.empty() ? "" : fmt::format("; did you mean {}?", kin);
+}
+
 Failure WrongUsage(const CLI::App& app, const std::string& why) {
     const std::string stranger = StrangerIn(app);
     const std::string path = PathOf(app);
     const std::string group = &LastNamed(app) == &app ? "" : path.substr(path.find(' ') + 1) + " ";
-    return {"wrong usage", stranger.empty() ? why : fmt::format("there is no verb {}{}", group, stranger),
+    return {"wrong usage",
+            stranger.empty() ? why
+                             : fmt::format("there is no verb {}{}{}", group, stranger, KinOf(stranger, app)),
             path + " --help", std::nullopt, FailureKind::kUsage};
 }
 

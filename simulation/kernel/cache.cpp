@@ -28,7 +28,7 @@ Cache::Cache(const Superblock& superblock, Disk& ssd, Disk& space, Faults& fault
       faults_(faults),
       pace_(pace),
       size_(space.Size()),
-      map_(ssd, superblock.slots),
+      map_(ssd, space, superblock.slots),
       writtenAt_(superblock.slots, Clock::now()),  // what is loaded dirty does not lie fallow at once
       block_(superblock.blockSize) {}
 

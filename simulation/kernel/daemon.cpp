@@ -1,6 +1,7 @@
 #include "simulation/kernel/daemon.h"
 
 #include <poll.h>
+#include <unistd.h>
 
 #include "simulation/kernel/file_system.h"
 
@@ -20,6 +21,9 @@ void ServeKernel(Kernel& kernel, int fuseFd, int requests) {
             const auto request = ReceiveWords(requests);
             if (!request || !SendAnswer(requests, kernel.Handle(*request))) {
                 return;
+            }
+            if (kernel.PowerIsCut()) {
+                _exit(kPowerCutCode);
             }
         }
         if (sources[2].revents != 0) {

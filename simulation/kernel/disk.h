@@ -1,10 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <span>
 #include <string>
 
 #include "base/unique_fd.h"
+#include "simulation/kernel/unflushed.h"
 
 namespace simulation {
 
@@ -13,9 +16,13 @@ namespace simulation {
 class Disk {
   public:
     // `file` holds the bytes; `node` is the loop device over it, used only to drop what its readers have
-    // cached.
-    Disk(std::string path, base::UniqueFd file, base::UniqueFd node)
-        : path_(std::move(path)), file_(std::move(file)), node_(std::move(node)) {}
+    // cached; `unflushed` makes its cache a volatile one.
+    Disk(std::string path, base::UniqueFd file, base::UniqueFd node,
+         std::optional<Unflushed> unflushed = std::nullopt)
+        : path_(std::move(path)),
+          file_(std::move(file)),
+          node_(std::move(node)),
+          unflushed_(std::move(unflushed)) {}
 
     const std::string& Path() const { return path_; }
     // The text after the last "/" of the path.
@@ -28,14 +35,22 @@ class Disk {
     void Write(uint64_t offset, std::span<const char> from);
     // Makes a range read as zeros.
     void Punch(uint64_t offset, uint64_t length);
+    // On return everything written before survives a power cut.
+    void Flush();
+    // Has `hook` called before each write, discard and flush.
+    void BeforeEachUse(std::function<void()> hook) { beforeUse_ = std::move(hook); }
     // Writes out and forgets what the block device has cached, so that its readers and we see the same
     // bytes.
     void DropCache() const;
 
   private:
+    void KeepUnflushed(uint64_t offset, uint64_t length);
+
     std::string path_;
     base::UniqueFd file_;
     base::UniqueFd node_;
+    std::optional<Unflushed> unflushed_;
+    std::function<void()> beforeUse_ = [] {};
 };
 
 }  // namespace simulation

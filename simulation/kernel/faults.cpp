@@ -8,6 +8,8 @@ namespace simulation {
 
 namespace {
 
+constexpr auto kAlways = std::numeric_limits<unsigned long>::max();
+
 // Takes `mark` and the number behind it off the end of a rule; true also when the mark is not there.
 bool TakeNumber(std::string_view& rule, char mark, unsigned long& number) {
     const size_t at = rule.rfind(mark);
@@ -24,7 +26,7 @@ bool TakeNumber(std::string_view& rule, char mark, unsigned long& number) {
 
 bool Faults::Set(const std::string& name, const std::string& rule) {
     Rule parsed;
-    parsed.times = std::numeric_limits<unsigned long>::max();
+    parsed.times = kAlways;
     std::string_view rest = rule;
     if (!TakeNumber(rest, 'x', parsed.times) || !TakeNumber(rest, '@', parsed.skip) || rest.empty()) {
         return false;
@@ -52,6 +54,15 @@ std::string Faults::Take(const std::string& name) {
     }
     --rule.times;
     return rule.action;
+}
+
+std::string Faults::Text() const {
+    std::string text;
+    for (const auto& [name, rule] : rules_) {
+        text += name + " " + rule.action + (rule.skip > 0 ? "@" + std::to_string(rule.skip) : "") +
+                (rule.times != kAlways ? "x" + std::to_string(rule.times) : "") + "\n";
+    }
+    return text;
 }
 
 }  // namespace simulation

@@ -16,6 +16,8 @@ class Faults {
     bool Set(const std::string& name, const std::string& rule);
     // Counts one use of `name` and returns the action that it meets, "" when it goes well.
     std::string Take(const std::string& name);
+    // The rules that are set, each as a line "NAME RULE", with what is left of its numbers.
+    std::string Text() const;
 
   private:
     struct Rule {

@@ -34,6 +34,8 @@ class Kernel {
 
     // Carries out a request. See the table in kernel_requests.cpp.
     Answer Handle(const Words& request);
+    // Whether what was asked for was to cut the power: nothing may be done after the answer.
+    bool PowerIsCut() const { return powerIsCut_; }
     // Does what is due, and tells how long until there is more (milliseconds, -1: nothing before a request).
     int Work();
 
@@ -59,9 +61,13 @@ class Kernel {
     Answer ListCaches(const Words& arguments);
     Answer TakeFault(const Words& arguments);
     Answer SetFault(const Words& arguments);
+    Answer ListFaults(const Words& arguments);
     Answer ShutDown(const Words& arguments);
 
     Answer SetCleaning(const std::string& value);
+    Answer SetPower(const std::string& value);
+    // Ends the process when the power is to be cut now.
+    void UsePower();
     Answer SetReportedErrors(const std::string& value);
     Answer CheckNewCache(const std::string& name, const std::string& ssd, const std::string& space);
     void Add(const std::string& name, std::unique_ptr<Cache> cache);
@@ -83,11 +89,15 @@ class Kernel {
     base::UniqueFd realProc_;
     CleanPace pace_;
     Faults faults_;
+    bool powerIsCut_ = false;
     std::map<std::string, std::string> forcedTexts_;  // what an info file says instead, by its name
     Tree tree_;
     std::vector<std::string> modules_;  // the youngest last
     std::map<std::string, std::unique_ptr<Cache>> caches_;
 };
+
+// The exit code of a kernel whose power was cut.
+inline constexpr int kPowerCutCode = 3;
 
 // The modules that there are, all of which a cache needs.
 inline constexpr const char* kModules[] = {"vemo_flashcache_control", "flashcache", "flashcache_vemo"};

@@ -1,38 +1,33 @@
 // The requests that the simulated kernel takes, as its tools and the appliance's init send them.
 #include <algorithm>
-#include <charconv>
 #include <optional>
 #include <system_error>
 
 #include "base/unique_fd.h"
+#include "simulation/common/count.h"
 #include "simulation/kernel/kernel.h"
 
 namespace simulation {
 
 // verb, fewest and most arguments
 const Kernel::Request Kernel::kRequests[] = {
-    {"insmod", 1, 1, &Kernel::InsertModule},   // NAME
-    {"rmmod", 1, 1, &Kernel::RemoveModule},    // NAME
-    {"create", 6, 6, &Kernel::CreateCache},    // NAME SSD SPACE MODE VERSION BYTES
-    {"load", 3, 3, &Kernel::LoadCache},        // NAME SSD SPACE
-    {"remove", 1, 1, &Kernel::RemoveCache},    // NAME
-    {"expand", 5, 5, &Kernel::ExpandCache},    // NAME SSD SPACE MODE VERSION
-    {"probe", 1, 1, &Kernel::ProbeSsd},        // SSD
-    {"wipe", 1, 1, &Kernel::WipeSsd},          // SSD
-    {"table", 1, 1, &Kernel::ShowTable},       // NAME
-    {"list", 0, 0, &Kernel::ListCaches},       //
-    {"take-fault", 1, 1, &Kernel::TakeFault},  // NAME
-    {"fault", 2, 2, &Kernel::SetFault},        // NAME VALUE
-    {"shutdown", 0, 0, &Kernel::ShutDown},     //
+    {"insmod", 1, 1, &Kernel::InsertModule},     // NAME
+    {"rmmod", 1, 1, &Kernel::RemoveModule},      // NAME
+    {"create", 6, 6, &Kernel::CreateCache},      // NAME SSD SPACE MODE VERSION BYTES
+    {"load", 3, 3, &Kernel::LoadCache},          // NAME SSD SPACE
+    {"remove", 1, 1, &Kernel::RemoveCache},      // NAME
+    {"expand", 5, 5, &Kernel::ExpandCache},      // NAME SSD SPACE MODE VERSION
+    {"probe", 1, 1, &Kernel::ProbeSsd},          // SSD
+    {"wipe", 1, 1, &Kernel::WipeSsd},            // SSD
+    {"table", 1, 1, &Kernel::ShowTable},         // NAME
+    {"list", 0, 0, &Kernel::ListCaches},         //
+    {"take-fault", 1, 1, &Kernel::TakeFault},    // NAME
+    {"fault", 2, 2, &Kernel::SetFault},          // NAME VALUE
+    {"list-faults", 0, 0, &Kernel::ListFaults},  //
+    {"shutdown", 0, 0, &Kernel::ShutDown},       //
 };
 
 namespace {
-
-std::optional<uint64_t> ParseCount(const std::string& text) {
-    uint64_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc() && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
-}
 
 std::optional<WriteMode> ParseMode(const std::string& text) {
     if (text == "thru") {
@@ -50,6 +45,9 @@ std::optional<WriteMode> ParseMode(const std::string& text) {
 Kernel::Kernel(std::vector<Disk> disks, SystemLog log, base::UniqueFd realProc, uint64_t cleanRate)
     : log_(std::move(log)), realProc_(std::move(realProc)), pace_(cleanRate) {
     std::move(disks.begin(), disks.end(), std::back_inserter(disks_));
+    for (Disk& disk : disks_) {
+        disk.BeforeEachUse([this] { UsePower(); });
+    }
     tree_.AddFolder("data");
     tree_.AddFolder("module");
     AddProc();
@@ -244,64 +242,6 @@ Answer Kernel::ListCaches(const Words& /*arguments*/) {
 Answer Kernel::ShutDown(const Words& /*arguments*/) {
     for (const auto& [name, cache] : caches_) {
         cache->TakeDown();
-    }
-    return {};
-}
-
-Answer Kernel::TakeFault(const Words& arguments) {
-    return {0, faults_.Take(arguments[0])};
-}
-
-Answer Kernel::SetFault(const Words& arguments) {
-    const std::string& name = arguments[0];
-    const std::string& value = arguments[1];
-    if (name == "cleaning") {
-        return SetCleaning(value);
-    }
-    if (name == "errors") {
-        return SetReportedErrors(value);
-    }
-    if (name.starts_with("file.")) {
-        const std::string file = name.substr(5);
-        forcedTexts_.erase(file);
-        if (value != "ok") {
-            forcedTexts_[file] = value;
-        }
-        return {};
-    }
-    const bool known =
-        name == "writeback" || name == "remove" || name.starts_with("tool.") || name == "knob.*" ||
-        std::any_of(kKnobs.begin(), kKnobs.end(),
-                    [&](const KnobInfo& knob) { return name == "knob." + std::string(knob.name); });
-    if (!known) {
-        return {EINVAL, "no such fault: " + name};
-    }
-    return faults_.Set(name, value) ? Answer{} : Answer{EINVAL, "not ACTION[@SKIP][xTIMES]: " + value};
-}
-
-Answer Kernel::SetCleaning(const std::string& value) {
-    if (value == "pause" || value == "run") {
-        pace_.Pause(value == "pause");
-        return {};
-    }
-    auto count = ParseCount(value);
-    if (!count) {
-        return {EINVAL, "cleaning takes pause, run or a number of blocks, not " + value};
-    }
-    pace_.Pause(true);
-    for (const auto& [name, cache] : caches_) {
-        *count -= cache->CleanBlocks(*count);
-    }
-    return {};
-}
-
-Answer Kernel::SetReportedErrors(const std::string& value) {
-    const auto count = ParseCount(value);
-    if (!count) {
-        return {EINVAL, "errors takes a number, not " + value};
-    }
-    for (const auto& [name, cache] : caches_) {
-        cache->ReportErrors(*count);
     }
     return {};
 }

@@ -18,7 +18,7 @@ std::span<char> Bytes(Page& page) {
 
 }  // namespace
 
-SlotMap::SlotMap(Disk& ssd, uint64_t slots) : ssd_(ssd), entries_(slots) {
+SlotMap::SlotMap(Disk& ssd, Disk& space, uint64_t slots) : ssd_(ssd), space_(space), entries_(slots) {
     for (uint64_t slot = slots; slot > 0; --slot) {
         free_.push_back(static_cast<Slot>(slot - 1));
     }
@@ -47,11 +47,20 @@ void SlotMap::Load(bool keepClean) {
 }
 
 size_t SlotMap::Persist() {
+    FlushData();
     const size_t pages = changedPages_.size();
     while (!changedPages_.empty()) {
         WritePage(*changedPages_.begin());
     }
+    ssd_.Flush();
     return pages;
+}
+
+// Before the SSD's map calls a slot dirty, its data must be there to stay; before it calls one clean, that of
+// the volume must.
+void SlotMap::FlushData() {
+    space_.Flush();
+    ssd_.Flush();
 }
 
 void SlotMap::WritePage(uint64_t number) {
@@ -86,7 +95,9 @@ std::optional<SlotMap::Slot> SlotMap::Take(uint64_t block) {
     const Slot slot = free_.back();
     free_.pop_back();
     if (entries_[slot].dirtyOnSsd) {
+        FlushData();
         WritePage(slot / kEntriesPerPage);
+        ssd_.Flush();
     }
     Use(slot, block, false);
     return slot;

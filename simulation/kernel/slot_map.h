@@ -21,11 +21,12 @@ class SlotMap {
   public:
     using Slot = uint32_t;
 
-    SlotMap(Disk& ssd, uint64_t slots);
+    SlotMap(Disk& ssd, Disk& space, uint64_t slots);
 
     // Reads the map back from the SSD.
     void Load(bool keepClean);
-    // Brings the SSD's map up to date; returns the number of pages written.
+    // Makes all data and the SSD's map such that a power cut takes nothing; returns the number of pages
+    // written.
     size_t Persist();
 
     std::optional<Slot> Find(uint64_t block) const;
@@ -57,9 +58,11 @@ class SlotMap {
 
     void Use(Slot slot, uint64_t block, bool dirty);
     std::list<Slot>& ListOf(const Entry& entry) { return entry.dirty ? dirty_ : clean_; }
+    void FlushData();
     void WritePage(uint64_t page);
 
     Disk& ssd_;
+    Disk& space_;
     std::vector<Entry> entries_;
     std::unordered_map<uint64_t, Slot> byBlock_;
     std::list<Slot> clean_;

@@ -42,17 +42,27 @@ std::optional<Superblock> ReadSuperblock(const Disk& ssd) {
     return known ? std::optional(superblock) : std::nullopt;
 }
 
-void WriteSuperblock(Disk& ssd, const Superblock& superblock) {
-    std::array<char, kMapOffset> raw{};
-    std::memcpy(raw.data(), &superblock, sizeof superblock);
+namespace {
+
+// Flushed before, since it speaks for the rest of the SSD, and after, since what comes next relies on it.
+void WriteFlushed(Disk& ssd, const std::array<char, kMapOffset>& raw) {
+    ssd.DropCache();
+    ssd.Flush();
     ssd.Write(0, raw);
+    ssd.Flush();
     ssd.DropCache();
 }
 
+}  // namespace
+
+void WriteSuperblock(Disk& ssd, const Superblock& superblock) {
+    std::array<char, kMapOffset> raw{};
+    std::memcpy(raw.data(), &superblock, sizeof superblock);
+    WriteFlushed(ssd, raw);
+}
+
 void WipeSuperblock(Disk& ssd) {
-    ssd.DropCache();
-    ssd.Write(0, std::array<char, kMapOffset>{});
-    ssd.DropCache();
+    WriteFlushed(ssd, {});
 }
 
 }  // namespace simulation

@@ -22,6 +22,7 @@ Superblock MakeSuperblock(const Disk& ssd, const Disk& space, const std::string&
 
 // The superblock on an SSD; nothing where there is none.
 std::optional<Superblock> ReadSuperblock(const Disk& ssd);
+// Both reach the SSD after all that was written there before, and before all that will be.
 void WriteSuperblock(Disk& ssd, const Superblock& superblock);
 void WipeSuperblock(Disk& ssd);
 

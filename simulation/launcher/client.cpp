@@ -46,12 +46,13 @@ base::UniqueFd Connect(const Which& which) {
 
 }  // namespace
 
-void SendRequest(const Which& which, const Words& request) {
+std::string SendRequest(const Which& which, const Words& request) {
     const base::UniqueFd connection = Connect(which);
     const Answer answer = Ask(connection.Get(), request);
     if (answer.error != 0) {
         throw std::runtime_error(answer.text);
     }
+    return answer.text;
 }
 
 int Enter(const Which& which, const std::vector<std::string>& command) {
@@ -65,7 +66,7 @@ int Enter(const Which& which, const std::vector<std::string>& command) {
     const PidNamespaceScope scope;
     Checked(setns(process.Get(), CLONE_NEWPID), "the appliance");
     const pid_t child = Fork([&] {
-        Checked(setns(process.Get(), CLONE_NEWNS), "the appliance");
+        Checked(setns(process.Get(), CLONE_NEWNS | kOwnNamespaces), "the appliance");
         return BecomeCommand(command, folder);
     });
     int status = 0;

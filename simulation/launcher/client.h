@@ -17,7 +17,7 @@ struct Which {
 };
 
 // Sends a request to it. Throws std::runtime_error when there is none, or when it refuses.
-void SendRequest(const Which& which, const Words& request);
+std::string SendRequest(const Which& which, const Words& request);
 
 // Runs a command on it, in addition to what runs there, and returns its exit code.
 int Enter(const Which& which, const std::vector<std::string>& command);

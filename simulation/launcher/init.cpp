@@ -1,9 +1,11 @@
 #include "simulation/launcher/init.h"
 
 #include <fcntl.h>
+#include <net/if.h>
 #include <poll.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
@@ -15,6 +17,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <optional>
 #include <set>
@@ -47,6 +50,16 @@ base::UniqueFd OpenFolder(const char* path) {
     return base::UniqueFd(Checked(open(path, O_PATH | O_DIRECTORY | O_CLOEXEC), path));
 }
 
+// The names, queues and networks of the machine are none of the appliance's, whose network is its loopback.
+void LeaveMachine() {
+    Checked(unshare(kOwnNamespaces), "namespaces");
+    const base::UniqueFd socketFd(Checked(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "the loopback"));
+    ifreq loopback{};
+    std::strcpy(loopback.ifr_name, "lo");
+    loopback.ifr_flags = IFF_UP | IFF_RUNNING;
+    Checked(ioctl(socketFd.Get(), SIOCSIFFLAGS, &loopback), "the loopback");
+}
+
 class Init {
   public:
     Init(const Options& options, const State& state) : options_(options), state_(state) {}
@@ -57,6 +70,7 @@ class Init {
 
   private:
     void AddDisk(std::vector<Disk>& disks, const std::string& name, uint64_t size);
+    std::optional<Unflushed> EndPowerCut(const std::string& fileName, int file, uint64_t number) const;
     void AddDisks(std::vector<Disk>& disks);
     void StartKernel(std::vector<Disk> disks);
     [[noreturn]] void BeKernel(std::vector<Disk> disks, base::UniqueFd fuse, base::UniqueFd requests);
@@ -80,6 +94,7 @@ class Init {
 
 void Init::Boot(int launcher) {
     const RootPlan plan = PlanRoot();
+    LeaveMachine();
     EnterStage();
     devices_.emplace(OpenFolder(kStageDev));
     std::vector<Disk> disks;
@@ -103,8 +118,23 @@ void Init::AddDisk(std::vector<Disk>& disks, const std::string& name, uint64_t s
     std::replace(fileName.begin(), fileName.end(), '/', '%');
     base::UniqueFd file = state_.OpenDisk(fileName, size);
     base::UniqueFd kernelFile(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
+    std::optional<Unflushed> unflushed = EndPowerCut(fileName, file.Get(), disks.size());
     const int node = devices_->AddDisk(path, std::move(file));
-    disks.emplace_back(path, std::move(kernelFile), base::UniqueFd(fcntl(node, F_DUPFD_CLOEXEC, 0)));
+    disks.emplace_back(path, std::move(kernelFile), base::UniqueFd(fcntl(node, F_DUPFD_CLOEXEC, 0)),
+                       std::move(unflushed));
+}
+
+// Takes from a disk what it had not flushed when the last boot ended out of order.
+std::optional<Unflushed> Init::EndPowerCut(const std::string& fileName, int file, uint64_t number) const {
+    if (!state_.IsKept()) {
+        return std::nullopt;
+    }
+    constexpr uint64_t kMostDisks = 1000;
+    base::UniqueFd unflushed = state_.OpenUnflushed(fileName);
+    Unflushed::TakeBack(unflushed.Get(), file);
+    return options_.volatileSeed ? std::optional<Unflushed>(std::in_place, std::move(unflushed),
+                                                            *options_.volatileSeed * kMostDisks + number)
+                                 : std::nullopt;
 }
 
 void Init::AddDisks(std::vector<Disk>& disks) {
@@ -205,8 +235,12 @@ std::optional<int> Init::TakeSignal() {
         if (ended == command_) {
             code = ExitCodeOf(status);
         } else if (ended == kernel_) {
-            Complain("the simulated kernel died");
             kernel_ = 0;
+            if (WIFEXITED(status) && WEXITSTATUS(status) == kPowerCutCode) {
+                Complain("the power was cut");
+                return kExitPowerCut;
+            }
+            Complain("the simulated kernel died");
             return kExitFailed;
         }
     }
@@ -218,7 +252,11 @@ void Init::TakeRequest() {
     const timeval patience{1, 0};
     setsockopt(peer.Get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     if (const auto request = ReceiveWords(peer.Get())) {
-        SendAnswer(peer.Get(), devices_->Handle(*request));
+        const Answer answer = devices_->Handle(*request);
+        if (answer.error == 0 && request->size() == 3 && request->front() == "fault") {
+            StandBefore((*request)[1]);
+        }
+        SendAnswer(peer.Get(), answer);
     }
 }
 

@@ -18,6 +18,7 @@
 #include "simulation/common/checked.h"
 #include "simulation/common/message.h"
 #include "simulation/launcher/init.h"
+#include "simulation/launcher/loop_device.h"
 #include "simulation/launcher/process.h"
 #include "simulation/launcher/state.h"
 
@@ -155,6 +156,7 @@ pid_t ForkInit(const std::function<int()>& body) {
 
 int RunAppliance(const Options& options) {
     RequireMachine();
+    const LoopDevicesOfMachine loops;
     const State state(options.stateFolder);
     const Terminal terminal;
     base::UniqueFd signals = TakeSignals();

@@ -7,8 +7,11 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
+#include <string_view>
 
 #include "base/unique_fd.h"
 #include "simulation/common/checked.h"
@@ -16,6 +19,8 @@
 namespace simulation {
 
 namespace {
+
+constexpr std::string_view kLoop = "loop";
 
 // The device number as the machine tells it ("7:3"), since partitions can change the step between two.
 dev_t NumberOfLoop(int index) {
@@ -34,7 +39,31 @@ base::UniqueFd OpenLoop(int devFolder, int index) {
     return base::UniqueFd(openat(devFolder, name.c_str(), O_RDWR | O_CLOEXEC));
 }
 
+std::set<std::string> NamesOfLoops() {
+    std::set<std::string> names;
+    std::error_code absent;
+    for (const auto& entry : std::filesystem::directory_iterator("/sys/block", absent)) {
+        const std::string name = entry.path().filename();
+        if (name.starts_with(kLoop)) {
+            names.insert(name);
+        }
+    }
+    return names;
+}
+
 }  // namespace
+
+LoopDevicesOfMachine::LoopDevicesOfMachine() : before_(NamesOfLoops()) {}
+
+LoopDevicesOfMachine::~LoopDevicesOfMachine() {
+    const base::UniqueFd control(open("/dev/loop-control", O_RDWR | O_CLOEXEC));
+    for (const std::string& name : NamesOfLoops()) {
+        if (!before_.contains(name)) {
+            ioctl(control.Get(), LOOP_CTL_REMOVE,
+                  std::atoi(name.c_str() + kLoop.size()));  // refused when in use
+        }
+    }
+}
 
 LoopDevice::LoopDevice(int devFolder, int file) {
     constexpr int kTries = 200;  // others may be after the same free device

@@ -2,6 +2,9 @@
 
 #include <sys/types.h>
 
+#include <set>
+#include <string>
+
 #include "base/unique_fd.h"
 
 namespace simulation {
@@ -23,6 +26,18 @@ class LoopDevice {
 
   private:
     base::UniqueFd node_;
+};
+
+// Takes the loop devices away again that the machine has more than when this began and that nobody uses.
+class LoopDevicesOfMachine {
+  public:
+    LoopDevicesOfMachine();
+    ~LoopDevicesOfMachine();
+    LoopDevicesOfMachine(const LoopDevicesOfMachine&) = delete;
+    LoopDevicesOfMachine& operator=(const LoopDevicesOfMachine&) = delete;
+
+  private:
+    std::set<std::string> before_;
 };
 
 }  // namespace simulation

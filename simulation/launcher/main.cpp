@@ -1,6 +1,10 @@
 // vemo-appliance: runs a command on a simulated storage appliance, and sees to running ones.
 #include <CLI/CLI.hpp>
+#include <iostream>
+#include <limits>
 
+#include "base/nearest.h"
+#include "simulation/kernel/fault_kinds.h"
 #include "simulation/launcher/client.h"
 #include "simulation/launcher/launcher.h"
 #include "simulation/launcher/process.h"
@@ -14,20 +18,10 @@ constexpr char kAbout[] =
     "Runs COMMAND on a simulated storage appliance, and leaves nothing behind on this machine.\n\n"
     "The appliance shows the machine's files, with changes kept to itself; its SSD is /dev/md3, its volume\n"
     "/dev/vg1/volume_1 (with --pairs also /dev/md4 and /dev/vg1/volume_2, and so on). Its system log is\n"
-    "/var/log/messages. The exit code is the command's, 128 and the signal when one killed it, 125 when the\n"
-    "appliance failed, 126 or 127 when the command could not be run.";
+    "/var/log/messages. The exit code is the command's, 128 and the signal when one killed it (so 137 when\n"
+    "the power was cut), 125 when the appliance failed, 126 or 127 when the command could not be run.";
 
 constexpr char kFaults[] =
-    "Faults, and the values they take:\n"
-    "  writeback     ACTION fail: writing a dirty block back to the volume fails\n"
-    "  errors        N: the kernel reports N failed write-backs\n"
-    "  cleaning      pause, run, or N: pauses, after cleaning N blocks that are done on return\n"
-    "  remove        ACTION busy: a cache device is busy when it is to be removed\n"
-    "  knob.NAME     ACTION reject: a knob's file takes no value; knob.* for any knob\n"
-    "  tool.NAME     ACTION of a tool, such as flashcache_create or dmsetup: fail[:STATUS], hang, rubbish,\n"
-    "                flood[:LINES], crash; tool.NAME.WORD, such as tool.dmsetup.remove: of its runs with\n"
-    "                this first argument alone\n"
-    "  file.NAME     TEXT that a file under /proc/flashcache, such as flashcache_errors, holds instead\n\n"
     "An ACTION can be followed by @SKIP (that many uses go well first) and by xTIMES (and all after so many "
     "again):\n"
     "\"reject@3x1\" rejects the fourth write alone. \"ok\" ends a fault.";
@@ -43,12 +37,21 @@ struct Arguments {
     std::string name;
     std::string value;
     uint64_t size = 0;
+    bool list = false;
     int code = 0;
 };
 
 void AddOptions(CLI::App& app, Options& options) {
     const CLI::AsSizeValue size(false);
-    app.add_option("--state", options.stateFolder, "Keep disks and configuration in this folder");
+    CLI::Option* const state =
+        app.add_option("--state", options.stateFolder, "Keep disks and configuration in this folder");
+    constexpr int64_t kMost = std::numeric_limits<int64_t>::max();
+    app.add_flag_function(
+           "--volatile{1}", [&options](int64_t seed) { options.volatileSeed = static_cast<uint64_t>(seed); },
+           "A power cut, or killing the appliance, takes from the disks at random what they have not "
+           "flushed; --volatile=SEED for another choice than that of seed 1")
+        ->check(CLI::Range(int64_t{1}, kMost, "SEED"))
+        ->needs(state);
     app.add_option("--pairs", options.pairs, "Number of pairs of SSD and volume")
         ->check(CLI::Range(1, 64))
         ->capture_default_str();
@@ -72,11 +75,22 @@ void AddOptions(CLI::App& app, Options& options) {
 
 void AddFault(CLI::App& app, Arguments& arguments) {
     CLI::App* fault = app.add_subcommand("fault", "Makes something go wrong on a running appliance");
-    fault->footer(kFaults);
+    fault->footer("Faults, and the values they take:\n" + simulation::FaultKindsText() + "\n" + kFaults);
     AddWhich(*fault, arguments.which);
-    fault->add_option("NAME", arguments.name)->required();
-    fault->add_option("VALUE", arguments.value)->required();
-    fault->callback([&arguments] {
+    CLI::Option* name = fault->add_option("NAME", arguments.name);
+    CLI::Option* value = fault->add_option("VALUE", arguments.value)->needs(name);
+    fault->add_flag("--list", arguments.list, "Show the faults that are set, and those that there are")
+        ->excludes(name);
+    fault->callback([&arguments, value] {
+        if (arguments.list) {
+            std::cout << "Set:\n"
+                      << simulation::SendRequest(arguments.which, {"list-faults"}) << "\nThere are:\n"
+                      << simulation::FaultKindsText();
+            return;
+        }
+        if (value->empty()) {
+            throw CLI::ParseError("say NAME and VALUE, or --list", CLI::ExitCodes::RequiredError);
+        }
         simulation::SendRequest(arguments.which, {"fault", arguments.name, arguments.value});
     });
 }
@@ -107,11 +121,31 @@ void AddEnter(CLI::App& app, Arguments& arguments) {
     });
 }
 
+// What follows the options; none of it may look like one, unless "--" stands before it.
+std::vector<std::string> CommandOf(const CLI::App& app) {
+    std::vector<std::string> command = app.remaining();
+    if (command.empty() || !command[0].starts_with("-")) {
+        return command;
+    }
+    if (command[0] == "--") {
+        return {command.begin() + 1, command.end()};
+    }
+    std::vector<std::string> known;
+    for (const CLI::Option* option : app.get_options()) {
+        known.push_back("--" + option->get_single_name());
+    }
+    const std::string kin = base::Nearest(command[0].substr(0, command[0].find('=')), known);
+    throw CLI::ParseError(
+        "there is no option " + command[0] + (kin.empty() ? "" : "; did you mean " + kin + "?"),
+        CLI::ExitCodes::ExtrasError);
+}
+
 int Serve(int argc, char** argv) {
     CLI::App app(kAbout, "vemo-appliance");
     app.footer(
         "COMMAND [ARG...] follows the options. To run a program called as a subcommand is, give its path.");
     app.prefix_command();
+    app.set_version_flag("--version", "vemo-appliance " VEMO_VERSION);
     Arguments arguments;
     AddOptions(app, arguments.options);
     AddFault(app, arguments);
@@ -122,7 +156,7 @@ int Serve(int argc, char** argv) {
         if (!app.get_subcommands().empty()) {
             return arguments.code;
         }
-        arguments.options.command = app.remaining();
+        arguments.options.command = CommandOf(app);
         if (arguments.options.command.empty()) {
             throw CLI::RequiredError("COMMAND");
         }

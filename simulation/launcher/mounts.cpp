@@ -34,6 +34,14 @@ DetachedMount::DetachedMount(const std::string& path)
           open_tree(AT_FDCWD, path.c_str(), OPEN_TREE_CLONE | OPEN_TREE_CLOEXEC | unsigned{AT_RECURSIVE}),
           path)) {}
 
+DetachedMount& DetachedMount::MakeReadOnly() {
+    mount_attr attributes{};
+    attributes.attr_set = MOUNT_ATTR_RDONLY;
+    Checked(mount_setattr(tree_.Get(), "", AT_EMPTY_PATH | AT_RECURSIVE, &attributes, sizeof attributes),
+            "making a mount read-only");
+    return *this;
+}
+
 void DetachedMount::AttachAt(const std::string& target) const {
     Checked(move_mount(tree_.Get(), "", AT_FDCWD, target.c_str(), MOVE_MOUNT_F_EMPTY_PATH), target);
 }

@@ -11,6 +11,8 @@ namespace simulation {
 class DetachedMount {
   public:
     explicit DetachedMount(const std::string& path);
+    // With all mounts below it.
+    DetachedMount& MakeReadOnly();
     void AttachAt(const std::string& target) const;
 
   private:

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,8 @@ struct Options {
     std::vector<std::string> namedPairs;  // further ones, each "md30+vg1/volume_10": names below /dev
     uint64_t ssdBytes = 1ULL << 30;
     uint64_t volumeBytes = 1ULL << 30;
-    uint64_t cleanRate = 0;  // blocks per second, 0: as fast as it goes
+    uint64_t cleanRate = 0;                // blocks per second, 0: as fast as it goes
+    std::optional<uint64_t> volatileSeed;  // disks have a volatile cache; chooses what a power cut takes
     std::vector<std::string> command;
 };
 
@@ -21,5 +23,6 @@ struct Options {
 inline constexpr int kExitFailed = 125;
 inline constexpr int kExitCannotRun = 126;
 inline constexpr int kExitNotFound = 127;
+inline constexpr int kExitPowerCut = 137;  // as if SIGKILL had ended the command
 
 }  // namespace simulation

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sched.h>
 #include <sys/types.h>
 
 #include <functional>
@@ -16,6 +17,9 @@ void Complain(const std::string& what);
 // Forks. The child, which is killed when we are, runs `body` and ends with what that returns, or with
 // kExitFailed and a message when it throws.
 pid_t Fork(const std::function<int()>& body);
+
+// What the appliance has to itself, beside its processes and mounts.
+inline constexpr int kOwnNamespaces = CLONE_NEWUTS | CLONE_NEWIPC | CLONE_NEWNET;
 
 // Children forked while this lives go into the PID namespace that unshare or setns has chosen; later ones
 // into our own again, since none can be made in one whose init has ended.

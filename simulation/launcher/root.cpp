@@ -12,6 +12,7 @@
 #include <optional>
 
 #include "simulation/common/checked.h"
+#include "simulation/common/programs.h"
 #include "simulation/kernel/kernel.h"
 #include "simulation/launcher/mounts.h"
 
@@ -21,18 +22,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kNewRoot = std::string(kStage) + "/root";
-constexpr const char* kTools[] = {"/usr/bin/flashcache_create",
-                                  "/usr/bin/flashcache_load",
-                                  "/usr/bin/flashcache_destroy",
-                                  "/usr/bin/flashcache_expand",
-                                  "/sbin/dmsetup",
-                                  "/sbin/insmod",
-                                  "/sbin/rmmod",
-                                  "/usr/vemo/sbin/vemocachepinfiletool",
-                                  "/usr/vemo/bin/vemoiscsiep",
-                                  "/usr/bin/vemo-update-server"};
+constexpr std::string_view kToolFault = "tool.";
 
+const std::string kNewRoot = std::string(kStage) + "/root";
 void MakeNode(const char* name, unsigned majorNumber, unsigned minorNumber) {
     const std::string path = std::string(kStageDev) + "/" + name;
     Checked(mknod(path.c_str(), S_IFCHR | 0666, makedev(majorNumber, minorNumber)), path);
@@ -77,14 +69,23 @@ void AttachOtherMounts(const std::vector<std::string>& points) {
     }
 }
 
+// What is set below /proc, but for the caches' knobs, would be set for the whole machine.
 void AttachProc() {
     const std::string proc = kNewRoot + "/proc";
     DetachedMount(std::string(kStageKernel) + "/proc").AttachAt(proc);
     Mount("proc", proc + "/.kernel", "proc", 0, "");
+    const DetachedMount net(proc + "/.kernel/sys/net");  // the appliance's own, so it may be set
+    for (const char* name : {"acpi", "bus", "fs", "irq", "scsi", "sys", "sysrq-trigger"}) {
+        const std::string path = proc + "/.kernel/" + name;
+        if (fs::exists(path)) {
+            DetachedMount(path).MakeReadOnly().AttachAt(path);
+        }
+    }
     for (const auto& entry : fs::directory_iterator(proc + "/.kernel/sys")) {
         const std::string name = entry.path().filename();
         if (name != "dev") {
-            DetachedMount(entry.path()).AttachAt(proc + "/sys/" + name);
+            const std::string target = proc + "/sys/" + name;
+            name == "net" ? net.AttachAt(target) : DetachedMount(entry.path()).AttachAt(target);
         }
     }
 }
@@ -143,8 +144,8 @@ void LinkLibraries(const std::string& folder) {
 // The appliance's own programs, libraries and folders.
 void Furnish(const RootPlan& plan) {
     const fs::path root = kNewRoot;
-    for (const char* tool : kTools) {
-        InstallFile(plan.installPrefix + "/" VEMO_TOOL_FILE, kNewRoot + tool);
+    for (const std::string_view program : kAppliancePrograms) {
+        InstallFile(plan.installPrefix + "/" VEMO_TOOL_FILE, kNewRoot + std::string(program));
     }
     fs::create_directories(root / "lib/modules");
     for (const char* module : kModules) {
@@ -176,6 +177,18 @@ void EnterStage() {
     MakeDev();
 }
 
+void StandBefore(std::string_view faultName) {
+    for (const std::string_view program : kMachinePrograms) {
+        const std::string path(program);
+        const bool isMeant = faultName.substr(0, faultName.find('.', kToolFault.size())) ==
+                             std::string(kToolFault) + path.substr(path.rfind('/') + 1);
+        if (isMeant && fs::exists(path) && !fs::exists(path + kRealSuffix)) {
+            fs::rename(path, path + kRealSuffix);
+            fs::create_hard_link(kAppliancePrograms.front(), path);
+        }
+    }
+}
+
 void EnterRoot(const RootPlan& plan) {
     const std::vector<std::string> points = MountPoints();
     const std::string stage = kStage;
@@ -189,7 +202,7 @@ void EnterRoot(const RootPlan& plan) {
     MountTmpfs(kNewRoot + "/run", "755");
     fs::create_directory(kNewRoot + "/run/lock");
     fs::permissions(kNewRoot + "/run/lock", fs::perms::all | fs::perms::sticky_bit);
-    DetachedMount("/sys").AttachAt(kNewRoot + "/sys");
+    DetachedMount("/sys").MakeReadOnly().AttachAt(kNewRoot + "/sys");
     AttachProc();
     DetachedMount(std::string(kStageKernel) + "/module").AttachAt(kNewRoot + "/sys/module");
     AttachKernelFile("messages", kNewRoot + "/var/log/messages");

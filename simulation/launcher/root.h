@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace simulation {
@@ -18,6 +19,10 @@ struct RootPlan {
     std::string keptDefaults;              // "": fresh ones
     std::string installPrefix;             // the folder above that of our own program
 };
+
+// Puts a program of ours before the machine's own one that a fault ("tool.cp") is about to befall; nothing
+// for others.
+void StandBefore(std::string_view faultName);
 
 // Leaves the machine's mount namespace and makes the stage with its /dev.
 void EnterStage();

@@ -104,6 +104,10 @@ base::UniqueFd State::OpenDisk(const std::string& name, uint64_t size) const {
     return file;
 }
 
+base::UniqueFd State::OpenUnflushed(const std::string& diskName) const {
+    return OpenFile(diskName + ".unflushed", 0);
+}
+
 base::UniqueFd State::OpenLog() const {
     return OpenFile("messages", O_APPEND);
 }

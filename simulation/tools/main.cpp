@@ -8,6 +8,7 @@
 #include <iostream>
 
 #include "base/unique_fd.h"
+#include "simulation/common/programs.h"
 #include "simulation/tools/tool.h"
 
 namespace simulation {
@@ -95,17 +96,45 @@ int Misbehave(const std::string& name, const std::string& fault) {
     return number.empty() ? 1 : std::atoi(number.c_str());
 }
 
+// The fault that a run of the tool meets; an error when there is none to ask.
+Answer TakeFault(const std::string& name, const Words& arguments) {
+    Answer fault = AskKernel({"take-fault", "tool." + name});
+    if (fault.error == 0 && fault.text.empty() && !arguments.empty()) {
+        fault = AskKernel({"take-fault", "tool." + name + "." + arguments[0]});
+    }
+    return fault;
+}
+
+// Stands before one of the machine's own programs, to which a fault may happen.
+int RunMachineProgram(const std::string& path, Words arguments) {
+    const std::string name = path.substr(path.rfind('/') + 1);
+    const Answer fault = TakeFault(name, arguments);
+    if (fault.error == 0 && !fault.text.empty()) {
+        return Misbehave(name, fault.text);
+    }
+    std::string self = name;  // some are one program with many names
+    std::vector<char*> words = {self.data()};
+    for (auto& argument : arguments) {
+        words.push_back(argument.data());
+    }
+    words.push_back(nullptr);
+    execv((path + kRealSuffix).c_str(), words.data());
+    return Refuse(name + ": not one of the machine's programs");
+}
+
 int RunTool(const std::string& path, const Words& arguments) {
     const std::string name = path.substr(path.rfind('/') + 1);
+    for (const std::string_view program : kMachinePrograms) {
+        if (program.ends_with("/" + name)) {
+            return RunMachineProgram(std::string(program), arguments);
+        }
+    }
     const auto* const tool = std::find_if(std::begin(kTools), std::end(kTools),
                                           [&](const NamedTool& t) { return name == t.name; });
     if (tool == std::end(kTools)) {
         return Refuse(name + ": not one of the appliance's tools");
     }
-    Answer fault = AskKernel({"take-fault", "tool." + name});
-    if (fault.error == 0 && fault.text.empty() && !arguments.empty()) {
-        fault = AskKernel({"take-fault", "tool." + name + "." + arguments[0]});
-    }
+    const Answer fault = TakeFault(name, arguments);
     if (fault.error != 0) {
         return Refuse(name + ": " + fault.text);
     }

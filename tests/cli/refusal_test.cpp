@@ -19,7 +19,9 @@ struct Refusal {
 TEST(Refusal, ToldAsWrongUsage) {
     const std::vector<Refusal> cases = {
         {{}, "subcommand is required"},
-        {{"fly"}, "no verb fly"},
+        {{"frobnicate"}, "no verb frobnicate"},
+        {{"flsh"}, "did you mean flush?"},
+        {{"knob", "gte"}, "no verb knob gte; did you mean get?"},
         {{"create", "/dev/md3"}, "VOLUME is required"},
         {{"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "-5"}, "not a size"},
         {{"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "99999999999T"}, "not a size"},

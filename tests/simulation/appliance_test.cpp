@@ -334,7 +334,42 @@ TEST_F(ApplianceTest, ToolsMisbehaveAsTold) {
     Fault("tool.dmsetup", "hangx1");
     EXPECT_EQ(Shell("timeout 0.2 dmsetup ls").status, 124);
     EXPECT_EQ(Shell("dmsetup ls").status, 0);
-    EXPECT_NE(Shell("vemo-appliance fault no.such.thing 1").status, 0);
+}
+
+TEST(Appliance, FaultsBefallTheMachinesOwnPrograms) {
+    Fault("tool.cp", "fail:3@1x1");
+    EXPECT_EQ(Shell("echo one > /tmp/a; cp /tmp/a /tmp/b; cat /tmp/b").output, "one\n");
+    EXPECT_EQ(Shell("cp /tmp/a /tmp/b").status, 3);
+    EXPECT_EQ(Shell("cp /tmp/a /tmp/b").status, 0);
+    Fault("tool.lsmod", "crash");
+    EXPECT_EQ(Shell("lsmod").status, 139);
+    Fault("tool.lsmod", "ok");
+    EXPECT_THAT(Shell("/sbin/lsmod").output, HasSubstr("Module "));
+}
+
+TEST(Appliance, ListsFaultsAndRefusesThoseThatAreNone) {
+    const std::string name = "vemo-appliance fault ";
+    const std::pair<const char*, const char*> cases[] = {
+        {"no.such.thing 1", "there is no fault no.such.thing"},
+        {"tol.cp fail", "did you mean tool.cp?"},
+        {"knob.dirty_thresh reject", "did you mean knob.dirty_thresh_pct?"},
+        {"file.flashcache_stat x", "did you mean file.flashcache_stats?"},
+        {"writeback busy", "its actions are fail"},
+        {"tool.cp fail:x", "no number belongs there"},
+        {"tool.cp hang:3", "no number belongs there"},
+        {"tool.cp fail@x", "not ACTION[@SKIP][xTIMES]"},
+        {"writeback", "NAME and VALUE"},
+    };
+    for (const auto& [words, why] : cases) {
+        const ShellResult refused = Shell(name + words);
+        EXPECT_EQ(refused.status, 125) << words;
+        EXPECT_THAT(refused.output, HasSubstr(why));
+    }
+    EXPECT_THAT(Shell(name + "--list").output, testing::StartsWith("Set:\n\nThere are:\nwriteback\n"));
+    Fault("tool.dmsetup.remove", "hang@2x1");
+    Fault("cleaning", "pause");
+    EXPECT_THAT(Shell(name + "--list").output,
+                testing::StartsWith("Set:\ntool.dmsetup.remove hang@2x1\ncleaning pause\n"));
 }
 
 }  // namespace

@@ -1,10 +1,11 @@
-// The simulated cache against a model: whatever is done to it, every byte read is one that was written, and a
-// crash loses nothing that was synced.
+// The simulated cache against a model: whatever is done to it, every byte read is one that was written, and
+// neither a crash nor a power cut loses anything that was synced.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <map>
 #include <random>
 #include <set>
@@ -12,6 +13,7 @@
 #include "base/unique_fd.h"
 #include "simulation/kernel/cache.h"
 #include "simulation/kernel/system_log.h"
+#include "simulation/seed.h"
 
 namespace simulation {
 namespace {
@@ -20,20 +22,52 @@ constexpr uint64_t kSector = 512;
 constexpr uint64_t kSpaceBytes = 4 * 1024 * 1024 + 3 * kSector;  // the last block is not a whole one
 constexpr uint64_t kSectors = kSpaceBytes / kSector;
 
-Disk MakeDisk(const std::string& path, uint64_t bytes) {
+base::UniqueFd MakeFile(uint64_t bytes) {
     base::UniqueFd file(open("/tmp", O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
     EXPECT_EQ(ftruncate(file.Get(), static_cast<off_t>(bytes)), 0);
-    return {path, std::move(file), base::UniqueFd()};
+    return file;
 }
 
-using Sector = std::array<char, kSector>;
+Disk MakeDisk(const std::string& path, uint64_t bytes) {
+    return {path, MakeFile(bytes), base::UniqueFd()};
+}
+
+base::UniqueFd Copy(const base::UniqueFd& file) {
+    return base::UniqueFd(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
+}
+
+struct PowerCut {};
+
+// A disk with a volatile cache, and what cuts its power.
+class VolatileDisk {
+  public:
+    VolatileDisk(std::string path, uint64_t bytes) : path_(std::move(path)), file_(MakeFile(bytes)) {}
+
+    void PowerUp(uint64_t seed, std::function<void()> beforeUse) {
+        Unflushed::TakeBack(unflushed_.Get(), file_.Get());
+        disk_ = Disk(path_, Copy(file_), base::UniqueFd(), Unflushed(Copy(unflushed_), seed));
+        disk_.BeforeEachUse(std::move(beforeUse));
+    }
+    Disk& operator*() { return disk_; }
+    Disk* operator->() { return &disk_; }
+
+  private:
+    std::string path_;
+    base::UniqueFd file_;
+    base::UniqueFd unflushed_ = MakeFile(0);
+    Disk disk_{path_, Copy(file_), base::UniqueFd()};
+};
+
+using Sector = std::array<uint32_t, kSector / sizeof(uint32_t)>;
 
 Sector Stamp(uint32_t stamp) {
     Sector sector{};
-    for (size_t i = 0; i + sizeof stamp <= sector.size(); i += sizeof stamp) {
-        std::copy_n(reinterpret_cast<const char*>(&stamp), sizeof stamp, sector.begin() + i);
-    }
+    sector.fill(stamp);
     return sector;
+}
+
+std::span<char> Bytes(std::span<Sector> sectors) {
+    return {reinterpret_cast<char*>(sectors.data()), sectors.size_bytes()};
 }
 
 struct Setup {
@@ -48,14 +82,15 @@ void PrintTo(const Setup& setup, std::ostream* out) {
     *out << setup.name;
 }
 
-// A cache that is used at random, next to what each sector may hold: after a crash, also the last synced
-// stamp or any written since.
+// A cache that is used at random, next to what each sector may hold: after a crash or a power cut, also the
+// last synced stamp or any written since.
 class Model {
   public:
     Model(const Setup& setup, unsigned seed) : random_(seed) {
+        PowerUp();
         const Superblock superblock =
-            MakeSuperblock(ssd_, space_, "cachedev_0", setup.mode, setup.version, setup.bytes);
-        cache_ = Cache::Create(superblock, ssd_, space_, faults_, pace_);
+            MakeSuperblock(*ssd_, *space_, "cachedev_0", setup.mode, setup.version, setup.bytes);
+        cache_ = Cache::Create(superblock, *ssd_, *space_, faults_, pace_);
         reclaim_ = std::to_string(setup.reclaim);
         cache_->SetKnob(Knob::kReclaimPolicy, reclaim_);
     }
@@ -64,9 +99,7 @@ class Model {
     void Step() {
         const uint64_t kind = Pick(100);
         if (kind < 1) {
-            cache_->Sync();
-            synced_ = current_;
-            since_.clear();
+            Sync();
         } else if (kind < 2) {
             cache_->CleanBlocks(Pick(100));
         } else if (kind < 3) {
@@ -86,11 +119,12 @@ class Model {
 
     // The cache is gone without a word, and loaded again. What reads back is what it holds from now on.
     void Crash() {
-        const Superblock superblock = *ReadSuperblock(ssd_);
-        cache_ = Cache::Load(superblock, ssd_, space_, faults_, pace_);
+        const Superblock superblock = *ReadSuperblock(*ssd_);
+        cache_ = Cache::Load(superblock, *ssd_, *space_, faults_, pace_);
         cache_->SetKnob(Knob::kReclaimPolicy, reclaim_);
+        const std::vector<uint32_t> stamps = ReadStamps();
         for (uint64_t sector = 0; sector < kSectors; ++sector) {
-            const uint32_t found = ReadStamp(sector);
+            const uint32_t found = stamps[sector];
             ASSERT_TRUE(found == synced_[sector] || since_[sector].contains(found))
                 << "sector " << sector << " holds " << found << ", synced was " << synced_[sector];
             current_[sector] = found;
@@ -105,11 +139,28 @@ class Model {
         Crash();
     }
 
-    void ExpectAllAsWritten() {
-        for (uint64_t sector = 0; sector < kSectors; ++sector) {
-            ASSERT_EQ(ReadStamp(sector), current_[sector]) << "sector " << sector;
+    // The power is cut before one of the next writes and flushes, often those of a sync, and the disks lose
+    // what they had not flushed.
+    void UseUntilPowerCut() {
+        Steps(Pick(40));
+        usesLeft_ = 1 + Pick(Pick(2) == 0 ? 12 : 300);
+        try {
+            while (!testing::Test::HasFatalFailure()) {
+                Pick(3) == 0 ? TakeDownAndLoad() : Sync();
+                Steps(Pick(20));
+            }
+        } catch (const PowerCut&) {
+            PowerUp();
         }
     }
+
+    void Steps(uint64_t count) {
+        for (; count > 0 && !testing::Test::HasFatalFailure(); --count) {
+            Step();
+        }
+    }
+
+    void ExpectAllAsWritten() { ASSERT_EQ(ReadStamps(), current_); }
 
     // After everything is cleaned, the volume alone holds it all.
     void ExpectVolumeAsWritten() {
@@ -117,21 +168,40 @@ class Model {
         ASSERT_EQ(cache_->DirtyBlocks(), 0U);
         for (uint64_t sector = 0; sector < kSectors; ++sector) {
             Sector content{};
-            space_.Read(sector * kSector, content);
+            space_->Read(sector * kSector, Bytes({&content, 1}));
             ASSERT_EQ(content, Stamp(current_[sector])) << "sector " << sector;
         }
     }
 
   private:
+    void Sync() {
+        cache_->Sync();
+        synced_ = current_;
+        since_.clear();
+    }
+
     uint64_t Pick(uint64_t below) { return random_() % below; }
 
-    uint32_t ReadStamp(uint64_t sector) {
-        Sector content{};
-        cache_->Read(sector * kSector, content);
-        uint32_t stamp = 0;
-        std::copy_n(content.begin(), sizeof stamp, reinterpret_cast<char*>(&stamp));
-        EXPECT_EQ(content, Stamp(stamp)) << "sector " << sector << " is torn";
-        return stamp;
+    void PowerUp() {
+        for (VolatileDisk* disk : {&ssd_, &space_}) {
+            disk->PowerUp(random_(), [this] {
+                if (usesLeft_ > 0 && --usesLeft_ == 0) {
+                    throw PowerCut{};
+                }
+            });
+        }
+    }
+
+    // What all sectors hold.
+    std::vector<uint32_t> ReadStamps() {
+        std::vector<Sector> content(kSectors);
+        cache_->Read(0, Bytes(content));
+        std::vector<uint32_t> stamps(kSectors);
+        for (uint64_t sector = 0; sector < kSectors; ++sector) {
+            stamps[sector] = content[sector][0];
+            EXPECT_TRUE(content[sector] == Stamp(stamps[sector])) << "sector " << sector << " is torn";
+        }
+        return stamps;
     }
 
     std::pair<uint64_t, uint64_t> PickRange() {
@@ -146,39 +216,37 @@ class Model {
 
     void Read() {
         const auto [first, count] = PickRange();
-        std::vector<char> content(count * kSector);
-        cache_->Read(first * kSector, content);
+        std::vector<Sector> content(count);
+        cache_->Read(first * kSector, Bytes(content));
         for (uint64_t i = 0; i < count; ++i) {
-            const Sector expected = Stamp(current_[first + i]);
-            const auto* const at = content.data() + i * kSector;
-            ASSERT_TRUE(std::equal(expected.begin(), expected.end(), at)) << "sector " << first + i;
+            ASSERT_EQ(content[i], Stamp(current_[first + i])) << "sector " << first + i;
         }
     }
 
     void Write() {
         const auto [first, count] = PickRange();
-        std::vector<char> content;
+        std::vector<Sector> content;
         for (uint64_t i = 0; i < count; ++i) {
-            const Sector sector = Stamp(++lastStamp_);
-            content.insert(content.end(), sector.begin(), sector.end());
+            content.push_back(Stamp(++lastStamp_));
             Note(first + i, lastStamp_);
         }
-        cache_->Write(first * kSector, content);
+        cache_->Write(first * kSector, Bytes(content));
     }
 
     void Discard() {
         const auto [first, count] = PickRange();
-        cache_->Discard(first * kSector, count * kSector);
         for (uint64_t i = 0; i < count; ++i) {
             Note(first + i, 0);
         }
+        cache_->Discard(first * kSector, count * kSector);
     }
 
     std::mt19937 random_;
     Faults faults_;
     CleanPace pace_{0};
-    Disk ssd_ = MakeDisk("/dev/md3", 2 * 1024 * 1024);
-    Disk space_ = MakeDisk("/dev/vg1/volume_1", kSpaceBytes);
+    VolatileDisk ssd_{"/dev/md3", 2 * 1024 * 1024};
+    VolatileDisk space_{"/dev/vg1/volume_1", kSpaceBytes};
+    uint64_t usesLeft_ = 0;  // until the power is cut; 0: it is not
     std::unique_ptr<Cache> cache_;
     std::string reclaim_;
     uint32_t lastStamp_ = 0;
@@ -193,9 +261,7 @@ TEST_P(CacheModelTest, KeepsWhatWasWrittenThroughEverything) {
     for (const unsigned seed : {1U, 2U}) {
         Model model(GetParam(), seed);
         for (int round = 0; round < 16; ++round) {
-            for (int step = 0; step < 100; ++step) {
-                model.Step();
-            }
+            model.Steps(100);
             model.ExpectAllAsWritten();
             round % 3 == 2 ? model.TakeDownAndLoad() : model.Crash();
             if (HasFatalFailure()) {
@@ -203,6 +269,21 @@ TEST_P(CacheModelTest, KeepsWhatWasWrittenThroughEverything) {
             }
         }
         model.ExpectVolumeAsWritten();
+    }
+}
+
+TEST_P(CacheModelTest, LosesNothingSyncedInAPowerCut) {
+    const unsigned first = FirstSeed();
+    for (unsigned seed = first; seed < first + 2; ++seed) {
+        Model model(GetParam(), seed);
+        for (int round = 0; round < 12; ++round) {
+            model.UseUntilPowerCut();
+            model.Crash();
+            model.ExpectAllAsWritten();
+            if (HasFatalFailure()) {
+                FAIL() << "seed " << seed << ", round " << round;
+            }
+        }
     }
 }
 

@@ -8,48 +8,27 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <random>
 #include <vector>
 
-#include "simulation/shell.h"
+#include "simulation/boot.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
 
-const std::string kAppliance = VEMO_APPLIANCE;
-const std::string kModules =
-    "for m in vemo_flashcache_control flashcache flashcache_vemo; do insmod /lib/modules/$m.ko; done\n";
 const std::string kCreate =
     "flashcache_create -s 32768k -p back cachedev_0 /dev/md3 /dev/vg1/volume_1\n"
     "sysctl -q dev.flashcache_md3+volume_1.dirty_thresh_pct=90\n";
-const std::string kLoad = "flashcache_load /dev/md3 cachedev_0 /dev/vg1/volume_1\n";
 const std::string kWrite =
     "mkfs.ext4 -q /dev/mapper/cachedev_0 && mount /dev/mapper/cachedev_0 /volume1\n"
     "dd if=/dev/urandom of=/volume1/file bs=1M count=8 conv=fsync status=none\n"
     "sha256sum /volume1/file > /usr/vemo/etc/sum\n";
 const std::string kCheck =
     "mount /dev/mapper/cachedev_0 /volume1 && sha256sum -c --quiet /usr/vemo/etc/sum\n";
-
-// A folder of our own that goes with us.
-class Folder {
-  public:
-    Folder() {
-        std::string path = fs::temp_directory_path() / "vemo-test-XXXXXX";
-        path_ = mkdtemp(path.data());
-    }
-    ~Folder() { fs::remove_all(path_); }
-    std::string operator/(const std::string& name) const { return path_ / name; }
-
-  private:
-    fs::path path_;
-};
-
-std::string Quoted(const std::string& script) {
-    return "'" + script + "'";
-}
 
 // An appliance in the background, with a script whose output it collects in a file.
 class Running {
@@ -111,10 +90,6 @@ class Running {
     pid_t process_ = 0;
 };
 
-ShellResult Boot(const std::string& options, const std::string& script) {
-    return Shell(kAppliance + " " + options + " sh -c " + Quoted(script));
-}
-
 // What an appliance on this folder could leave on the machine: a loop device, a mount.
 std::string LeftBehind(const std::string& folder) {
     return Shell("losetup -a | grep " + folder + "; grep " + folder + " /proc/mounts").output;
@@ -127,6 +102,12 @@ TEST(Launcher, PassesTheCommandsEndOn) {
     EXPECT_EQ(Shell(kAppliance + " /etc").status, 126);
     EXPECT_EQ(Shell(kAppliance).status, 125);
     EXPECT_EQ(Shell(kAppliance + " --pairs 0 true").status, 125);
+    EXPECT_THAT(Shell(kAppliance + " --piars 2 true").output, HasSubstr("did you mean --pairs?"));
+    EXPECT_EQ(Shell(kAppliance + " -- echo --pairs").output, "--pairs\n");
+    EXPECT_THAT(Shell(kAppliance + " --version").output, testing::StartsWith("vemo-appliance "));
+    EXPECT_EQ(Shell(kAppliance + " --volatile true").status, 125)
+        << "without a state nothing is there to lose";
+    EXPECT_EQ(Boot("", "vemo-appliance fault power cut; sleep 100").status, 137);
     EXPECT_EQ(Shell("echo in | " + kAppliance + " cat").output, "in\n");
     EXPECT_EQ(Shell("cd / && " + kAppliance + " pwd").output, "/\n");
 }
@@ -153,6 +134,54 @@ TEST(Launcher, KeepsChangesOffTheMachine) {
     EXPECT_FALSE(fs::exists("/etc/x"));
 }
 
+TEST(Launcher, IsClosed) {
+    const std::string look =
+        "hostname; cat /proc/sys/vm/swappiness /proc/sys/net/ipv4/ip_forward /proc/sys/kernel/msgmax; ipcs "
+        "-q | wc -l";
+    const std::string before = Shell(look).output;
+    EXPECT_EQ(Boot("",
+                   "hostname inside && hostname; ipcmk -Q >/dev/null && ipcs -q | wc -l; "
+                   "echo 1 > /proc/sys/net/ipv4/ip_forward && echo set")
+                  .output,
+              "inside\n5\nset\n");
+    EXPECT_EQ(Boot("",
+                   "grep -c : /proc/net/dev; grep -c lo: /proc/net/dev; "
+                   "grep -c 127.0.0.1 /proc/net/fib_trie >/dev/null && echo up")
+                  .output,
+              "1\n1\nup\n");
+    EXPECT_EQ(Boot("",
+                   "for file in /proc/sys/vm/swappiness /proc/.kernel/sys/vm/swappiness; do "
+                   "if (echo 7 > $file) 2>/dev/null; then echo $file; fi; done; "
+                   "find /proc/sys /proc/.kernel/sys /proc/.kernel/irq /sys -type f -writable "
+                   "! -path \"/proc/sys/net/*\" ! -path \"/proc/sys/dev/flashcache*\"")
+                  .output,
+              "")
+        << "what could be set of the machine";
+    EXPECT_EQ(Shell(look).output, before);
+}
+
+TEST(Launcher, TakesItsLoopDevicesAway) {
+    const std::string inUse = "cd /sys/block && for l in loop*; do [ ! -e $l/loop ] || echo $l; done\n";
+    const std::string all = "cd /sys/block && ls -d loop*\n";
+    const auto before = Shell(all).output;
+    // More than the machine may have kept free.
+    const auto there = std::count(before.begin(), before.end(), '\n');
+    const std::string pairs = std::to_string(std::min(64L, there / 2 + 2));
+    const auto during = Boot("--pairs " + pairs + " --ssd-size 1M --volume-size 1M", inUse);
+    ASSERT_EQ(during.status, 0);
+    std::istringstream names(during.output);
+    const std::string after = Shell(inUse).output + before;
+    std::istringstream left(Shell(all).output);
+    int made = 0;
+    for (std::string name; names >> name;) {
+        made += before.find(name + "\n") == std::string::npos ? 1 : 0;
+    }
+    EXPECT_GT(made, 0);
+    for (std::string name; left >> name;) {
+        EXPECT_THAT(after, HasSubstr(name + "\n"));
+    }
+}
+
 TEST(Launcher, KeepsStateFromOneBootToTheNext) {
     const Folder folder;
     const std::string state = "--state " + (folder / "state");
@@ -165,9 +194,11 @@ TEST(Launcher, KeepsStateFromOneBootToTheNext) {
     EXPECT_EQ(Boot("", "cat /usr/vemo/etc/sum").status, 1) << "nothing is kept of this one";
 }
 
-TEST(Launcher, LosesNothingThatWasSyncedWhenEverythingIsKilled) {
+class KilledLauncher : public testing::TestWithParam<const char*> {};
+
+TEST_P(KilledLauncher, LosesNothingThatWasSynced) {
     const Folder folder;
-    const std::string state = "--state " + (folder / "state");
+    const std::string state = "--state " + (folder / "state") + GetParam();
     {
         Running running(state, kModules + kCreate + kWrite + "echo READY; exec cat /dev/zero > /volume1/more",
                         folder / "output");
@@ -184,6 +215,12 @@ TEST(Launcher, LosesNothingThatWasSyncedWhenEverythingIsKilled) {
                         "umount /volume1; e2fsck -fn /dev/mapper/cachedev_0 >/dev/null 2>&1; echo fsck=$?");
     EXPECT_EQ(again.output, "fsck=0\n") << "the volume holds nothing yet, the cache everything";
 }
+
+INSTANTIATE_TEST_SUITE_P(Disks, KilledLauncher, testing::Values("", " --volatile=1", " --volatile=2"),
+                         [](const auto& options) {
+                             return options.param[0] == 0 ? std::string("Plain")
+                                                          : "Volatile" + std::to_string(options.index);
+                         });
 
 TEST(Launcher, LeavesNothingBehindWhateverIsKilled) {
     std::mt19937 random(1);
@@ -233,6 +270,7 @@ TEST(Launcher, TakesRequestsFromOutside) {
         Shell(kAppliance + " enter --pid " + std::to_string(running.Process()) + " sh -c 'exit 3'").status,
         3);
     EXPECT_EQ(Shell(kAppliance + " fault" + state + "remove busyx1").status, 0);
+    EXPECT_EQ(Shell(kAppliance + " fault" + state + "power off").status, 125);
     EXPECT_EQ(Shell(kAppliance + " enter" + state + "dmsetup remove cachedev_0").status, 1);
     EXPECT_EQ(Shell(kAppliance + " grow" + state + "/dev/vg1/volume_1 2G").status, 0);
     EXPECT_EQ(Shell(kAppliance + " enter" + state + "blockdev --getsize64 /dev/vg1/volume_1").output,
