@@ -181,7 +181,8 @@ bool Runs(const std::string& command) {
     for (std::filesystem::directory_iterator entry("/proc", error), end; !error && entry != end;
          entry.increment(error)) {
         std::ifstream file(entry->path() / "cmdline");
-        std::string words{std::istreambuf_iterator<char>(file), {}};
+        std::string words;
+        std::getline(file, words);  // throws not, as iterators do, when the process ends just then
         std::replace(words.begin(), words.end(), '\0', ' ');
         if (words.starts_with(command)) {
             return true;
