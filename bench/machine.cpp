@@ -1,4 +1,5 @@
 #include "machine.h"
+#include "base/unique_fd.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -9,7 +10,6 @@
 #include <vector>
 
 #include "appliance.h"
-#include "common/handle.h"
 #include "measure.h"
 
 namespace bench {
@@ -60,14 +60,14 @@ double TimeOfFileStatus() {
 
 double TimeOfFsync() {
     const std::string path = SpacePath(kMostCaches - 1);
-    const flashcache::Descriptor volume(open(path.c_str(), O_RDWR | O_CLOEXEC));
+    const base::UniqueFd volume(open(path.c_str(), O_RDWR | O_CLOEXEC));
     if (!volume) {
         throw std::runtime_error("cannot open " + path);
     }
     char block[4096];
-    Require(pread(volume.get(), block, sizeof block, 0) == sizeof block, "cannot read " + path);
+    Require(pread(volume.Get(), block, sizeof block, 0) == sizeof block, "cannot read " + path);
     return TimeOf(1, [&] {
-        Require(pwrite(volume.get(), block, sizeof block, 0) == sizeof block && fsync(volume.get()) == 0,
+        Require(pwrite(volume.Get(), block, sizeof block, 0) == sizeof block && fsync(volume.Get()) == 0,
                 "cannot write " + path);
     });
 }

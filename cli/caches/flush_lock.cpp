@@ -38,12 +38,12 @@ int TryLock(int file) {
 }  // namespace
 
 FlushLock::FlushLock(const Cache& cache) : file_(OpenLockFile(LockPathOf(cache))) {
-    int error = TryLock(file_.get());
+    int error = TryLock(file_.Get());
     // A change holds it for a moment, a flush for long.
     const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(1);
     while (error == EAGAIN && std::chrono::steady_clock::now() < patience) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        error = TryLock(file_.get());
+        error = TryLock(file_.Get());
     }
     if (error == 0) {
         return;
@@ -69,7 +69,7 @@ bool FlushRuns(const Cache& cache) {
     const auto file = OpenLockFile(LockPathOf(cache));
     struct flock lock = WholeFile();
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): fcntl has no other form.
-    return fcntl(file.get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+    return fcntl(file.Get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
 }  // namespace cli

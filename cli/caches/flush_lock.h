@@ -1,8 +1,8 @@
 // One flush of a cache at a time, among the processes of this tool.
 #pragma once
 
+#include "base/unique_fd.h"
 #include "caches/inventory.h"
-#include "common/handle.h"
 
 namespace cli {
 
@@ -14,7 +14,7 @@ class FlushLock {
     explicit FlushLock(const Cache& cache);
 
   private:
-    flashcache::Descriptor file_;
+    base::UniqueFd file_;
 };
 
 // Whether a process holds the lock of this cache. Looking never gets in the way of one that takes it.

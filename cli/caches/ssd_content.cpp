@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "base/ssd_layout.h"
-#include "common/handle.h"
+#include "base/unique_fd.h"
 
 namespace cli {
 namespace {
@@ -50,9 +50,9 @@ std::optional<std::uint64_t> CountDirty(int device, std::uint64_t slots) {
 
 std::optional<SsdContent> ReadSsdContent(const std::string& ssd) {
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): open has no other form.
-    const flashcache::Descriptor device(open(ssd.c_str(), O_RDONLY | O_CLOEXEC));
+    const base::UniqueFd device(open(ssd.c_str(), O_RDONLY | O_CLOEXEC));
     base::Superblock superblock;
-    if (!device || pread(device.get(), &superblock, sizeof superblock, 0) != sizeof superblock ||
+    if (!device || pread(device.Get(), &superblock, sizeof superblock, 0) != sizeof superblock ||
         !IsPlausible(superblock)) {
         return std::nullopt;
     }
@@ -67,7 +67,7 @@ std::optional<SsdContent> ReadSsdContent(const std::string& ssd) {
     content.blockSize = superblock.blockSize;
     content.blocks = superblock.slots;
     content.inOrder = superblock.clean != 0;
-    content.dirtyBlocks = CountDirty(device.get(), superblock.slots);
+    content.dirtyBlocks = CountDirty(device.Get(), superblock.slots);
     return content;
 }
 

@@ -1,6 +1,7 @@
 // The tuning of a cache: as it runs, and as its entry has it.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -8,6 +9,9 @@
 #include "caches/inventory.h"
 
 namespace cli {
+
+// In seconds, a year: the kernel takes no more.
+inline constexpr std::int32_t kLongestFallowDelay = 365 * 24 * 60 * 60;
 
 // As the knobs of a running cache make it up; nothing when they cannot be read.
 std::optional<FLASHCACHE_POLICY> RunningTuning(const Cache& cache);

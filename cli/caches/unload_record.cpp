@@ -9,7 +9,7 @@
 #include <fstream>
 #include <optional>
 
-#include "common/handle.h"
+#include "base/unique_fd.h"
 #include "output/answer.h"
 #include "support/device.h"
 #include "support/kept_file.h"
@@ -28,12 +28,12 @@ std::optional<std::string> Fingerprint(const std::string& path) {
     constexpr std::uint64_t kPrime = 0x100000001b3;
     const auto size = DeviceSize(path);
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): open has no other form.
-    const flashcache::Descriptor device(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const base::UniqueFd device(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!device || !size) {
         return std::nullopt;
     }
     std::uint64_t hash = 0xcbf29ce484222325;
-    const bool isRead = VisitSamples(device.get(), *size, kSamples, [&](std::string_view bytes) {
+    const bool isRead = VisitSamples(device.Get(), *size, kSamples, [&](std::string_view bytes) {
         for (const char byte : bytes) {
             hash = (hash ^ static_cast<unsigned char>(byte)) * kPrime;
         }

@@ -1,6 +1,5 @@
 #include "support/background_call.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -11,7 +10,9 @@
 #include <csignal>
 #include <ctime>
 #include <system_error>
+#include <utility>
 
+#include "base/pipe.h"
 #include "output/answer.h"
 #include "support/child.h"
 
@@ -78,11 +79,11 @@ bool AwaitGroup(pid_t group) {
 }  // namespace
 
 BackgroundCall::BackgroundCall(const std::function<int()>& call) {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+    base::Pipe results = base::MakePipe();
+    if (!results.read) {
         throw std::system_error(errno, std::generic_category(), "pipe");
     }
-    results_ = ends[0];
+    results_ = std::move(results.read);
     sigemptyset(&awaited_);
     for (const int signal : {SIGCHLD, SIGINT, SIGTERM, SIGHUP}) {
         sigaddset(&awaited_, signal);
@@ -91,13 +92,11 @@ BackgroundCall::BackgroundCall(const std::function<int()>& call) {
     const pid_t self = getpid();
     child_ = fork();
     if (child_ == 0) {
-        RunAsChild(call, self, ends[1], before_);
+        RunAsChild(call, self, results.write.Get(), before_);
     }
     setpgid(child_, child_);  // whoever comes first: the group must be there before it is ended
     const int error = errno;
-    close(ends[1]);
     if (child_ < 0) {
-        close(results_);
         pthread_sigmask(SIG_SETMASK, &before_, nullptr);
         throw std::system_error(error, std::generic_category(), "fork");
     }
@@ -108,7 +107,6 @@ BackgroundCall::~BackgroundCall() {
         kill(child_, SIGKILL);
         waitpid(child_, nullptr, 0);
     }
-    close(results_);
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
 
@@ -145,7 +143,7 @@ void BackgroundCall::End() {
 
 void BackgroundCall::Collect() {
     Message message;
-    if (read(results_, &message, sizeof message) == static_cast<ssize_t>(sizeof message)) {
+    if (read(results_.Get(), &message, sizeof message) == static_cast<ssize_t>(sizeof message)) {
         outcome_ = {
             message.result, {message.code, message.file.data(), message.line}, message.reason.data(), false};
     }

@@ -8,6 +8,7 @@
 #include <functional>
 #include <string>
 
+#include "base/unique_fd.h"
 #include "support/failure.h"
 
 namespace cli {
@@ -45,7 +46,7 @@ class BackgroundCall {
     sigset_t awaited_{};
     pid_t child_ = -1;
     int signal_ = 0;
-    int results_ = -1;  // read end of the pipe that brings the outcome
+    base::UniqueFd results_;  // read end of the pipe that brings the outcome
     Outcome outcome_{-1, {}, {}, false};
 };
 

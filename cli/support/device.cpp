@@ -17,7 +17,7 @@
 #include <fstream>
 #include <memory>
 
-#include "common/handle.h"
+#include "base/unique_fd.h"
 #include "support/failure.h"
 #include "support/samples.h"
 
@@ -26,9 +26,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-flashcache::Descriptor Open(const std::string& path, int flags) {
+base::UniqueFd Open(const std::string& path, int flags) {
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): open has no other form.
-    return flashcache::Descriptor(open(path.c_str(), flags | O_CLOEXEC));
+    return base::UniqueFd(open(path.c_str(), flags | O_CLOEXEC));
 }
 
 std::optional<dev_t> DeviceNumber(const std::string& path) {
@@ -82,7 +82,7 @@ bool SameDevice(const std::string& a, const std::string& b) {
 std::optional<std::uint64_t> DeviceSize(const std::string& path) {
     const auto device = Open(path, O_RDONLY);
     std::uint64_t size = 0;
-    if (device.get() < 0 || ioctl(device.get(), BLKGETSIZE64, &size) != 0) {
+    if (device.Get() < 0 || ioctl(device.Get(), BLKGETSIZE64, &size) != 0) {
         return std::nullopt;
     }
     return size;
@@ -121,7 +121,7 @@ std::vector<std::string> Holders(const std::string& path) {
 
 bool IsHeld(const std::string& path) {
     const auto device = Open(path, O_RDONLY | O_EXCL);
-    return device.get() < 0 && errno == EBUSY;
+    return device.Get() < 0 && errno == EBUSY;
 }
 
 std::string Content(const std::string& path) {
@@ -130,7 +130,7 @@ std::string Content(const std::string& path) {
     const std::unique_ptr<blkid_struct_probe, void (*)(blkid_probe)> probe(blkid_new_probe(),
                                                                            blkid_free_probe);
     const auto size = DeviceSize(path);
-    if (device.get() < 0 || !size || !probe || blkid_probe_set_device(probe.get(), device.get(), 0, 0) != 0) {
+    if (device.Get() < 0 || !size || !probe || blkid_probe_set_device(probe.get(), device.Get(), 0, 0) != 0) {
         return kUnreadable;
     }
     constexpr int kAmbivalent = -2;
@@ -146,7 +146,7 @@ std::string Content(const std::string& path) {
     if (found == 0 && blkid_probe_lookup_value(probe.get(), "PTTYPE", &name, nullptr) == 0) {
         return fmt::format("a partition table ({})", name);
     }
-    return LooksBlank(device.get(), *size) ? "" : "data of an unknown format";
+    return LooksBlank(device.Get(), *size) ? "" : "data of an unknown format";
 }
 
 void RequireBlockDevice(const std::string& path, const std::string& role) {

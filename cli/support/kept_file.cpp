@@ -6,7 +6,8 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "common/handle.h"
+#include "base/unique_fd.h"
+#include "base/write_all.h"
 
 namespace cli {
 namespace {
@@ -14,15 +15,14 @@ namespace {
 // NOLINTBEGIN(cppcoreguidelines-pro-type-vararg): open has no other form.
 
 bool WriteWhole(const std::string& path, const std::string& text) {
-    const flashcache::Descriptor file(
+    const base::UniqueFd file(
         open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
-    return file && write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
-           fsync(file.get()) == 0;
+    return file && base::WriteAll(file.Get(), text) && fsync(file.Get()) == 0;
 }
 
 bool SyncFolder(const std::filesystem::path& folder) {
-    const flashcache::Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return opened && fsync(opened.get()) == 0;
+    const base::UniqueFd opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return opened && fsync(opened.Get()) == 0;
 }
 
 // NOLINTEND(cppcoreguidelines-pro-type-vararg)

@@ -9,6 +9,10 @@
 #include <algorithm>
 #include <array>
 
+#include "base/pipe.h"
+#include "base/unique_fd.h"
+#include "base/write_all.h"
+
 namespace cli {
 namespace {
 
@@ -64,27 +68,17 @@ std::string Quote(std::string_view text) {
     return fmt::format("the library says: {}", WithoutTail(text));
 }
 
-void WriteAll(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t size = write(fd, text.data(), text.size());
-        if (size <= 0) {
-            return;
-        }
-        text.remove_prefix(static_cast<std::size_t>(size));
-    }
-}
-
 // Until `stop` is closed at its other end, and then what lies in the pipe by then: what a tool left running
 // may keep the pipe open, or write to it, for ever. A copy goes to `shown` unless that is -1.
-void Read(const flashcache::Descriptor& pipe, const flashcache::Descriptor& stop, int shown, LogReader& log) {
+void Read(const base::UniqueFd& pipe, const base::UniqueFd& stop, int shown, LogReader& log) {
     std::array<char, 4096> buffer{};
-    std::array<pollfd, 2> ends = {{{pipe.get(), POLLIN, 0}, {stop.get(), 0, 0}}};
+    std::array<pollfd, 2> ends = {{{pipe.Get(), POLLIN, 0}, {stop.Get(), 0, 0}}};
     constexpr std::size_t kPipeSize = 65536;
     for (std::size_t left = kPipeSize; left > 0;) {
         poll(ends.data(), ends.size(), -1);
         const bool isReadable = ends[0].revents != 0;
         const bool isStopped = ends[1].revents != 0;
-        const ssize_t size = isReadable ? read(pipe.get(), buffer.data(), buffer.size()) : 0;
+        const ssize_t size = isReadable ? read(pipe.Get(), buffer.data(), buffer.size()) : 0;
         if (size <= 0 && (isReadable || isStopped)) {
             return;
         }
@@ -92,21 +86,9 @@ void Read(const flashcache::Descriptor& pipe, const flashcache::Descriptor& stop
         left -= isStopped ? std::min(left, piece.size()) : 0;
         log.Take(piece);
         if (shown >= 0) {
-            WriteAll(shown, piece);
+            base::WriteAll(shown, piece);
         }
     }
-}
-
-struct Pipe {
-    flashcache::Descriptor read;
-    flashcache::Descriptor write;
-};
-
-// Both ends, or none.
-Pipe MakePipe() {
-    std::array<int, 2> ends = {-1, -1};
-    static_cast<void>(pipe2(ends.data(), O_CLOEXEC));
-    return {flashcache::Descriptor(ends[0]), flashcache::Descriptor(ends[1])};
 }
 
 void OpenLog(bool onStandardError) {
@@ -154,16 +136,16 @@ std::string LogReader::Reason() const {
 }
 
 LogCapture::LogCapture() : stderr_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
-    Pipe log = MakePipe();
-    Pipe stop = MakePipe();
+    base::Pipe log = base::MakePipe();
+    base::Pipe stop = base::MakePipe();
     if (!stderr_ || !log.read || !stop.read) {
         return;  // the reason stays unknown, the call goes on
     }
-    const flashcache::Descriptor writeEnd = std::move(log.write);
-    stop_.emplace(std::move(stop.write));
+    const base::UniqueFd writeEnd = std::move(log.write);
+    stop_ = std::move(stop.write);
     reader_ = std::thread([this, pipe = std::move(log.read), end = std::move(stop.read),
-                           shown = isShown ? stderr_.get() : -1] { Read(pipe, end, shown, log_); });
-    dup2(writeEnd.get(), STDERR_FILENO);
+                           shown = isShown ? stderr_.Get() : -1] { Read(pipe, end, shown, log_); });
+    dup2(writeEnd.Get(), STDERR_FILENO);
     OpenLog(true);
 }
 
@@ -181,8 +163,8 @@ void LogCapture::End() {
         return;
     }
     OpenLog(isShown);
-    dup2(stderr_.get(), STDERR_FILENO);
-    stop_.reset();
+    dup2(stderr_.Get(), STDERR_FILENO);
+    stop_.Reset();
     reader_.join();
 }
 

@@ -1,12 +1,11 @@
 // What the library says in the system log, and why a call failed by it.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
 
-#include "common/handle.h"
+#include "base/unique_fd.h"
 
 namespace cli {
 
@@ -47,8 +46,8 @@ class LogCapture {
     void End();
 
     LogReader log_;
-    flashcache::Descriptor stderr_;               // standard error proper
-    std::optional<flashcache::Descriptor> stop_;  // tells the reader of the end by being closed
+    base::UniqueFd stderr_;  // standard error proper
+    base::UniqueFd stop_;    // tells the reader of the end by being closed
     std::thread reader_;
 };
 

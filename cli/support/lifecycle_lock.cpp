@@ -29,7 +29,7 @@ std::string Holder() {
 // Also sees to it that the file is ours before the library opens it by its name.
 bool IsHeld() {
     const auto file = OpenLockFile(kLockFile);
-    return flock(file.get(), LOCK_EX | LOCK_NB) != 0;
+    return flock(file.Get(), LOCK_EX | LOCK_NB) != 0;
 }
 
 void Sign(int fd, const std::string& verb) {

@@ -8,23 +8,22 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/ours.h"
 #include "support/failure.h"
 
 namespace cli {
 
-flashcache::Descriptor OpenLockFile(const std::string& path) {
+base::UniqueFd OpenLockFile(const std::string& path) {
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): open has no other form.
-    flashcache::Descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644));
+    base::UniqueFd file(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644));
     struct stat status{};
-    if (!file || fstat(file.get(), &status) != 0) {
+    if (!file || fstat(file.Get(), &status) != 0) {
         throw Failure{fmt::format("the lock file {} cannot be had", path), std::strerror(errno),
                       errno == ENOSPC || errno == EROFS || errno == EDQUOT
                           ? "make room there: df -h /run/lock; df -i /run/lock"
                           : fmt::format("see what lies there: ls -l {}", path)};
     }
-    const bool isOurs =
-        S_ISREG(status.st_mode) && status.st_nlink == 1 && (status.st_uid == 0 || status.st_uid == geteuid());
-    if (!isOurs) {
+    if (!base::IsOurs(status)) {
         throw Failure{fmt::format("the lock file {} is not ours", path),
                       fmt::format("user {} laid it there", status.st_uid),
                       fmt::format("rm {}, and see who laid it", path), std::nullopt, FailureKind::kRefused};

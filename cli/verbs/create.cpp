@@ -8,6 +8,7 @@
 #include "caches/inventory.h"
 #include "caches/metadata.h"
 #include "caches/running.h"
+#include "caches/tuning.h"
 #include "output/answer.h"
 #include "support/background_call.h"
 #include "support/consent.h"
@@ -228,7 +229,7 @@ std::vector<Argument> DeclareCreate(CreateOptions& options) {
             {.name = "--fallow-delay",
              .help = "seconds before an idle dirty block is cleaned",
              .target = &options.tuning.DelaySeconds,
-             .range = {1, INT32_MAX}},
+             .range = {1, kLongestFallowDelay}},
             {.name = "--dirty-threshold",
              .help = "percent of a set that may be dirty",
              .target = &options.tuning.DirtyThreshPercent,

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "caches/inventory.h"
+#include "caches/tuning.h"
 #include "output/answer.h"
 #include "verbs/verb.h"
 
@@ -20,7 +21,10 @@ struct Knob {
 constexpr Range kSwitch = {0, 1};
 
 constexpr std::array kKnobs = {
-    Knob{FLASHCACHE_SYSCTL_FALLOW_DELAY, "fallow_delay", "seconds before an idle dirty block is cleaned"},
+    Knob{FLASHCACHE_SYSCTL_FALLOW_DELAY,
+         "fallow_delay",
+         "seconds before an idle dirty block is cleaned",
+         {0, kLongestFallowDelay}},
     Knob{FLASHCACHE_SYSCTL_FALLOW_CLEAN_SPEED,
          "fallow_clean_speed",
          "how fast idle dirty blocks are cleaned",

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "base/unique_fd.h"
+
 namespace simulation {
 
 namespace {
@@ -57,14 +59,14 @@ Answer Ask(int socket, const Words& request) {
     return {std::atoi((*words)[0].c_str()), (*words)[1]};
 }
 
-UniqueFd ConnectTo(const std::string& path) {
+base::UniqueFd ConnectTo(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-    UniqueFd connection(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    base::UniqueFd connection(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     if (!connection ||
         connect(connection.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address)) {
-        return UniqueFd();
+        return base::UniqueFd();
     }
     return connection;
 }

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "simulation/common/unique_fd.h"
+#include "base/unique_fd.h"
 
 namespace simulation {
 
@@ -29,6 +29,6 @@ bool SendAnswer(int socket, const Answer& answer);
 Answer Ask(int socket, const Words& request);
 
 // A connection to the appliance whose control socket lies at `path`; empty, with errno, when there is none.
-UniqueFd ConnectTo(const std::string& path);
+base::UniqueFd ConnectTo(const std::string& path);
 
 }  // namespace simulation

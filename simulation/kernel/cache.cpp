@@ -40,7 +40,7 @@ Cache::Piece Cache::PieceAt(uint64_t offset, uint64_t length) const {
 }
 
 bool Cache::IsLongStream(uint64_t offset, uint64_t length) {
-    const auto threshold = static_cast<uint64_t>(std::max(knobs_[Knob::kSkipSeqThreshKb], 0)) * 1024;
+    const auto threshold = static_cast<uint64_t>(knobs_[Knob::kSkipSeqThreshKb]) * 1024;
     return sequence_.IsLongStream(offset, length, threshold);
 }
 

@@ -8,7 +8,7 @@
 namespace simulation {
 
 int Cache::SetKnob(Knob knob, std::string_view text) {
-    const auto value = ParseKnobValue(text);
+    const auto value = ParseKnobValue(knob, text);
     if (!value) {
         return EINVAL;
     }
@@ -65,7 +65,7 @@ std::optional<uint64_t> Cache::DirtyGoal() const {
     if (dirty == 0 || !MayCleanUnasked()) {
         return std::nullopt;
     }
-    const auto percent = static_cast<uint64_t>(std::clamp(knobs_[Knob::kDirtyThreshPct], 0, 100));
+    const auto percent = static_cast<uint64_t>(knobs_[Knob::kDirtyThreshPct]);
     const uint64_t threshold = map_.Total() * percent / 100;
     if (dirty > threshold) {
         return threshold;
@@ -79,7 +79,7 @@ void Cache::Work() {
     }
     const auto goal = DirtyGoal();
     if (!goal && MayCleanUnasked() && IsFallow() && !pace_.Paused()) {
-        const uint64_t speed = static_cast<uint64_t>(std::max(knobs_[Knob::kFallowCleanSpeed], 1));
+        const uint64_t speed = static_cast<uint64_t>(knobs_[Knob::kFallowCleanSpeed]);
         Count(Counter::kFallowCleanings, CleanBlocks(std::min(speed, map_.Dirty())));
         stalledUntil_ = Clock::now() + std::chrono::seconds(1);
     }

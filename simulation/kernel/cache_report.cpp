@@ -32,7 +32,7 @@ std::string Cache::Table() const {
            fmt::format(
                "\tcapacity({}M), associativity(512), data block size({}K) metadata block size(4096b)\n",
                map_.Total() * kb / 1024, kb) +
-           fmt::format("\tSkip sequential thresh({}K)\n", std::max(knobs_[Knob::kSkipSeqThreshKb], 0)) +
+           fmt::format("\tSkip sequential thresh({}K)\n", knobs_[Knob::kSkipSeqThreshKb]) +
            fmt::format("\ttotal blocks({}), cached blocks({}), cache percent({})\n", map_.Total(),
                        map_.Cached(), percent(map_.Cached())) +
            fmt::format("\tdirty blocks({}), dirty percent({})\n", map_.Dirty(), percent(map_.Dirty())) +

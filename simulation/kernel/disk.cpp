@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+#include "simulation/common/checked.h"
+
 namespace simulation {
 
 uint64_t Disk::Size() const {

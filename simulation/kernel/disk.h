@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 
+#include "base/unique_fd.h"
 #include "simulation/kernel/unflushed.h"
 
 namespace simulation {
@@ -16,7 +17,8 @@ class Disk {
   public:
     // `file` holds the bytes; `node` is the loop device over it, used only to drop what its readers have
     // cached; `unflushed` makes its cache a volatile one.
-    Disk(std::string path, UniqueFd file, UniqueFd node, std::optional<Unflushed> unflushed = std::nullopt)
+    Disk(std::string path, base::UniqueFd file, base::UniqueFd node,
+         std::optional<Unflushed> unflushed = std::nullopt)
         : path_(std::move(path)),
           file_(std::move(file)),
           node_(std::move(node)),
@@ -45,8 +47,8 @@ class Disk {
     void KeepUnflushed(uint64_t offset, uint64_t length);
 
     std::string path_;
-    UniqueFd file_;
-    UniqueFd node_;
+    base::UniqueFd file_;
+    base::UniqueFd node_;
     std::optional<Unflushed> unflushed_;
     std::function<void()> beforeUse_ = [] {};
 };

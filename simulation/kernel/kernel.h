@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "base/unique_fd.h"
 #include "simulation/common/message.h"
 #include "simulation/kernel/cache.h"
 #include "simulation/kernel/clean_pace.h"
@@ -26,7 +27,7 @@ namespace simulation {
 class Kernel {
   public:
     // `realProc` is a folder descriptor of the real /proc of the appliance's processes.
-    Kernel(std::vector<Disk> disks, SystemLog log, UniqueFd realProc, uint64_t cleanRate);
+    Kernel(std::vector<Disk> disks, SystemLog log, base::UniqueFd realProc, uint64_t cleanRate);
 
     Tree& Files() { return tree_; }
     SystemLog& Log() { return log_; }
@@ -85,7 +86,7 @@ class Kernel {
 
     std::list<Disk> disks_;
     SystemLog log_;
-    UniqueFd realProc_;
+    base::UniqueFd realProc_;
     CleanPace pace_;
     Faults faults_;
     bool powerIsCut_ = false;

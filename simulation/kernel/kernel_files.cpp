@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "base/unique_fd.h"
 #include "simulation/kernel/kernel.h"
 
 namespace simulation {
@@ -26,7 +27,7 @@ std::string KnobFolder(const Cache& cache) {
 
 std::vector<std::string> FolderNames(int parent, const char* path) {
     std::vector<std::string> names;
-    UniqueFd folder(openat(parent, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    base::UniqueFd folder(openat(parent, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const std::unique_ptr<DIR, int (*)(DIR*)> stream(folder ? fdopendir(folder.Get()) : nullptr, closedir);
     if (stream) {
         folder.Release();  // it is the stream's now

@@ -3,6 +3,7 @@
 #include <optional>
 #include <system_error>
 
+#include "base/unique_fd.h"
 #include "simulation/common/count.h"
 #include "simulation/kernel/kernel.h"
 
@@ -41,7 +42,7 @@ std::optional<WriteMode> ParseMode(const std::string& text) {
 
 }  // namespace
 
-Kernel::Kernel(std::vector<Disk> disks, SystemLog log, UniqueFd realProc, uint64_t cleanRate)
+Kernel::Kernel(std::vector<Disk> disks, SystemLog log, base::UniqueFd realProc, uint64_t cleanRate)
     : log_(std::move(log)), realProc_(std::move(realProc)), pace_(cleanRate) {
     std::move(disks.begin(), disks.end(), std::back_inserter(disks_));
     for (Disk& disk : disks_) {

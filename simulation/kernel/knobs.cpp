@@ -4,7 +4,7 @@
 
 namespace simulation {
 
-std::optional<int32_t> ParseKnobValue(std::string_view text) {
+std::optional<int32_t> ParseKnobValue(Knob knob, std::string_view text) {
     constexpr std::string_view kBlank(" \t\n\0", 4);
     const size_t first = text.find_first_not_of(kBlank);
     if (first == std::string_view::npos) {
@@ -13,7 +13,9 @@ std::optional<int32_t> ParseKnobValue(std::string_view text) {
     text = text.substr(first, text.find_last_not_of(kBlank) + 1 - first);
     int32_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc() && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
+    const bool isNumber = error == std::errc() && end == text.data() + text.size();
+    const KnobInfo& info = kKnobs[static_cast<size_t>(knob)];
+    return isNumber && value >= info.least && value <= info.most ? std::optional(value) : std::nullopt;
 }
 
 }  // namespace simulation

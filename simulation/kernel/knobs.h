@@ -35,25 +35,34 @@ inline constexpr int32_t kReclaimLru = 1;
 struct KnobInfo {
     std::string_view name;
     int32_t initial;
+    int32_t least = 0;
+    int32_t most = 1;  // most are switches
 };
 
+// Beyond the two policies known, so that readers meet values of kernels to come; they reclaim as fifo does.
+inline constexpr int32_t kMostPolicy = 15;
+inline constexpr int32_t kMostSeconds = 365 * 24 * 60 * 60;
+inline constexpr int32_t kMostCleanIos = 65536;
+inline constexpr int32_t kMostPids = 65536;
+inline constexpr int32_t kMostSequentialKb = 1 << 30;  // 1 TiB
+
 inline constexpr std::array<KnobInfo, static_cast<size_t>(Knob::kCount)> kKnobs{
-    {{"fallow_delay", 900},
-     {"fallow_clean_speed", 2},
+    {{"fallow_delay", 900, 0, kMostSeconds},
+     {"fallow_clean_speed", 2, 1, 100},
      {"cache_all", 1},
      {"fast_remove", 0},
      {"zero_stats", 0},
-     {"reclaim_policy", kReclaimFifo},
-     {"pid_expiry_secs", 60},
-     {"max_pids", 100},
+     {"reclaim_policy", kReclaimFifo, 0, kMostPolicy},
+     {"pid_expiry_secs", 60, 0, kMostSeconds},
+     {"max_pids", 100, 0, kMostPids},
      {"do_pid_expiry", 0},
-     {"max_clean_ios_set", 2},
-     {"max_clean_ios_total", 4},
-     {"dirty_thresh_pct", 20},
+     {"max_clean_ios_set", 2, 0, kMostCleanIos},
+     {"max_clean_ios_total", 4, 0, kMostCleanIos},
+     {"dirty_thresh_pct", 20, 0, 100},
      {"stop_sync", 0},
      {"do_sync", 0},
      {"io_latency_hist", 0},
-     {"skip_seq_thresh_kb", 0}}};
+     {"skip_seq_thresh_kb", 0, 0, kMostSequentialKb}}};
 
 // The knob values of one cache.
 class KnobValues {
@@ -70,7 +79,8 @@ class KnobValues {
     std::array<int32_t, kKnobs.size()> values_{};
 };
 
-// The number in what was written to a knob's file: one decimal of 32 bits, white space around it allowed.
-std::optional<int32_t> ParseKnobValue(std::string_view text);
+// The number in what was written to a knob's file: one decimal in the knob's range, white space around it
+// allowed.
+std::optional<int32_t> ParseKnobValue(Knob knob, std::string_view text);
 
 }  // namespace simulation

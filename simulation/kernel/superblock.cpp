@@ -4,6 +4,8 @@
 #include <array>
 #include <cstring>
 
+#include "simulation/common/checked.h"
+
 namespace simulation {
 
 Superblock MakeSuperblock(const Disk& ssd, const Disk& space, const std::string& name, WriteMode mode,

@@ -6,6 +6,8 @@
 #include <array>
 #include <charconv>
 
+#include "simulation/common/checked.h"
+
 namespace simulation {
 
 namespace {

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "simulation/common/unique_fd.h"
+#include "base/unique_fd.h"
 
 namespace simulation {
 
@@ -13,7 +13,8 @@ namespace simulation {
 class SystemLog {
   public:
     // `socket` is (or will be) bound to /dev/log; `file` keeps the lines.
-    SystemLog(UniqueFd socket, UniqueFd file) : socket_(std::move(socket)), file_(std::move(file)) {}
+    SystemLog(base::UniqueFd socket, base::UniqueFd file)
+        : socket_(std::move(socket)), file_(std::move(file)) {}
 
     int Socket() const { return socket_.Get(); }
     // Takes in what was sent.
@@ -23,8 +24,8 @@ class SystemLog {
     void Clear();
 
   private:
-    UniqueFd socket_;
-    UniqueFd file_;
+    base::UniqueFd socket_;
+    base::UniqueFd file_;
 };
 
 // Makes the log's line of a datagram "<PRIORITY>DATE IDENT: TEXT"; line ends within the text become "#012".

@@ -6,6 +6,9 @@
 #include <array>
 #include <random>
 
+#include "base/unique_fd.h"
+#include "simulation/common/checked.h"
+
 namespace simulation {
 
 namespace {
@@ -37,7 +40,7 @@ void AppendPlain(int file, const Plain& plain) {
 
 }  // namespace
 
-Unflushed::Unflushed(UniqueFd file, uint64_t seed) : file_(std::move(file)) {
+Unflushed::Unflushed(base::UniqueFd file, uint64_t seed) : file_(std::move(file)) {
     Checked(ftruncate(file_.Get(), 0), kWhat);
     AppendPlain(file_.Get(), seed);
 }

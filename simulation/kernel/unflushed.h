@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <unordered_set>
 
-#include "simulation/common/unique_fd.h"
+#include "base/unique_fd.h"
 
 namespace simulation {
 
@@ -13,7 +13,7 @@ namespace simulation {
 class Unflushed {
   public:
     // Begins anew in `file`; `seed` chooses what a power cut will take.
-    Unflushed(UniqueFd file, uint64_t seed);
+    Unflushed(base::UniqueFd file, uint64_t seed);
 
     // Keeps what a range of the disk holds, which is about to be written.
     void Keep(int disk, uint64_t offset, uint64_t length);
@@ -24,7 +24,7 @@ class Unflushed {
     static void TakeBack(int file, int disk);
 
   private:
-    UniqueFd file_;
+    base::UniqueFd file_;
     std::unordered_set<uint64_t> blocks_;
 };
 

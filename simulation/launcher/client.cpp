@@ -10,6 +10,8 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "base/unique_fd.h"
+#include "simulation/common/checked.h"
 #include "simulation/launcher/process.h"
 #include "simulation/launcher/state.h"
 
@@ -24,7 +26,7 @@ pid_t FirstChildOf(pid_t process) {
     return child;
 }
 
-UniqueFd Connect(const Which& which) {
+base::UniqueFd Connect(const Which& which) {
     pid_t init = 0;
     if (!which.stateFolder.empty()) {
         init = RunningInit(which.stateFolder);
@@ -35,7 +37,7 @@ UniqueFd Connect(const Which& which) {
     }
     const bool outside = !which.stateFolder.empty() || which.process != 0;
     const std::string root = outside ? "/proc/" + std::to_string(init) + "/root" : "";
-    UniqueFd connection = ConnectTo(root + kControlSocket);
+    base::UniqueFd connection = ConnectTo(root + kControlSocket);
     if (!connection) {
         throw std::runtime_error("no appliance is running there");
     }
@@ -45,7 +47,7 @@ UniqueFd Connect(const Which& which) {
 }  // namespace
 
 std::string SendRequest(const Which& which, const Words& request) {
-    const UniqueFd connection = Connect(which);
+    const base::UniqueFd connection = Connect(which);
     const Answer answer = Ask(connection.Get(), request);
     if (answer.error != 0) {
         throw std::runtime_error(answer.text);
@@ -54,12 +56,13 @@ std::string SendRequest(const Which& which, const Words& request) {
 }
 
 int Enter(const Which& which, const std::vector<std::string>& command) {
-    const UniqueFd connection = Connect(which);
+    const base::UniqueFd connection = Connect(which);
     ucred init{};
     socklen_t length = sizeof init;
     Checked(getsockopt(connection.Get(), SOL_SOCKET, SO_PEERCRED, &init, &length), "the appliance");
     const std::string folder = std::filesystem::current_path();
-    const UniqueFd process(static_cast<int>(Checked(syscall(SYS_pidfd_open, init.pid, 0), "the appliance")));
+    const base::UniqueFd process(
+        static_cast<int>(Checked(syscall(SYS_pidfd_open, init.pid, 0), "the appliance")));
     const PidNamespaceScope scope;
     Checked(setns(process.Get(), CLONE_NEWPID), "the appliance");
     const pid_t child = Fork([&] {

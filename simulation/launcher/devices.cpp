@@ -8,6 +8,9 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "base/unique_fd.h"
+#include "simulation/common/checked.h"
+
 namespace simulation {
 
 namespace {
@@ -19,7 +22,7 @@ std::string BelowDev(const std::string& path) {
 
 }  // namespace
 
-int Devices::AddDisk(const std::string& path, UniqueFd file) {
+int Devices::AddDisk(const std::string& path, base::UniqueFd file) {
     LoopDevice loop(devFolder_.Get(), file.Get());
     MakeNode(path, loop);
     return disks_.emplace_back(BackedDisk{path, std::move(file), std::move(loop)}).loop.Fd();
@@ -33,7 +36,7 @@ void Devices::MakeNode(const std::string& path, const LoopDevice& loop) {
     Checked(mknodat(devFolder_.Get(), name.c_str(), S_IFBLK | 0660, loop.Number()), path);
 }
 
-void Devices::ConnectKernel(UniqueFd requests, UniqueFd files) {
+void Devices::ConnectKernel(base::UniqueFd requests, base::UniqueFd files) {
     kernel_ = std::move(requests);
     files_ = std::move(files);
 }
@@ -58,25 +61,26 @@ Answer Devices::Handle(const Words& request) try {
 }
 
 // Both disks of a live cache are claimed, so that nobody mounts them beside it.
-UniqueFd Devices::Claim(const std::string& path) {
+base::UniqueFd Devices::Claim(const std::string& path) {
     const bool known =
         std::any_of(disks_.begin(), disks_.end(), [&](const BackedDisk& disk) { return disk.path == path; });
-    return known ? UniqueFd(Checked(
+    return known ? base::UniqueFd(Checked(
                        openat(devFolder_.Get(), BelowDev(path).c_str(), O_RDONLY | O_EXCL | O_CLOEXEC), path))
-                 : UniqueFd();
+                 : base::UniqueFd();
 }
 
 Answer Devices::Bring(const Words& request) {
     const std::string& name = request[1];
     const std::string node = "/dev/mapper/" + name;
-    UniqueFd ssd = Claim(request[2]);
-    UniqueFd space = Claim(request[3]);
+    base::UniqueFd ssd = Claim(request[2]);
+    base::UniqueFd space = Claim(request[3]);
     Answer answer = Ask(kernel_.Get(), request);
     if (answer.error != 0) {
         return answer;
     }
     try {
-        UniqueFd file(Checked(openat(files_.Get(), ("data/" + name).c_str(), O_RDWR | O_CLOEXEC), node));
+        base::UniqueFd file(
+            Checked(openat(files_.Get(), ("data/" + name).c_str(), O_RDWR | O_CLOEXEC), node));
         LoopDevice loop(devFolder_.Get(), file.Get());
         MakeNode(node, loop);
         caches_.emplace(name,

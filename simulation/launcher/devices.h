@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 
+#include "base/unique_fd.h"
 #include "simulation/common/message.h"
 #include "simulation/launcher/loop_device.h"
 
@@ -15,12 +16,12 @@ namespace simulation {
 class Devices {
   public:
     // `devFolder` is the appliance's /dev.
-    explicit Devices(UniqueFd devFolder) : devFolder_(std::move(devFolder)) {}
+    explicit Devices(base::UniqueFd devFolder) : devFolder_(std::move(devFolder)) {}
 
     // Makes a disk whose bytes lie in `file`, and returns its loop device.
-    int AddDisk(const std::string& path, UniqueFd file);
+    int AddDisk(const std::string& path, base::UniqueFd file);
     // Where the kernel takes requests, and the folder of its files.
-    void ConnectKernel(UniqueFd requests, UniqueFd files);
+    void ConnectKernel(base::UniqueFd requests, base::UniqueFd files);
 
     Answer Handle(const Words& request);
     // Brings what is written to the cache devices, and all that the kernel knows, into a state that can be
@@ -30,15 +31,15 @@ class Devices {
   private:
     struct BackedDisk {
         std::string path;
-        UniqueFd file;
+        base::UniqueFd file;
         LoopDevice loop;
     };
     // A live cache device; while it lives, its disks are ours alone.
     struct CacheDevice {
-        UniqueFd file;
+        base::UniqueFd file;
         LoopDevice loop;
-        UniqueFd ssdClaim;
-        UniqueFd spaceClaim;
+        base::UniqueFd ssdClaim;
+        base::UniqueFd spaceClaim;
     };
 
     Answer Bring(const Words& request);
@@ -46,11 +47,11 @@ class Devices {
     Answer Expand(const Words& request);
     Answer Grow(const Words& request);
     void MakeNode(const std::string& path, const LoopDevice& loop);
-    UniqueFd Claim(const std::string& path);
+    base::UniqueFd Claim(const std::string& path);
 
-    UniqueFd devFolder_;
-    UniqueFd kernel_;
-    UniqueFd files_;
+    base::UniqueFd devFolder_;
+    base::UniqueFd kernel_;
+    base::UniqueFd files_;
     std::list<BackedDisk> disks_;
     std::map<std::string, CacheDevice> caches_;
 };

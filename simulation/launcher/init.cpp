@@ -23,6 +23,8 @@
 #include <set>
 #include <thread>
 
+#include "base/unique_fd.h"
+#include "simulation/common/checked.h"
 #include "simulation/kernel/daemon.h"
 #include "simulation/launcher/devices.h"
 #include "simulation/launcher/mounts.h"
@@ -44,14 +46,14 @@ void BindTo(int socketFd, const std::string& path, mode_t mode) {
     Checked(chmod(path.c_str(), mode), path);
 }
 
-UniqueFd OpenFolder(const char* path) {
-    return UniqueFd(Checked(open(path, O_PATH | O_DIRECTORY | O_CLOEXEC), path));
+base::UniqueFd OpenFolder(const char* path) {
+    return base::UniqueFd(Checked(open(path, O_PATH | O_DIRECTORY | O_CLOEXEC), path));
 }
 
 // The names, queues and networks of the machine are none of the appliance's, whose network is its loopback.
 void LeaveMachine() {
     Checked(unshare(kOwnNamespaces), "namespaces");
-    const UniqueFd socketFd(Checked(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "the loopback"));
+    const base::UniqueFd socketFd(Checked(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "the loopback"));
     ifreq loopback{};
     std::strcpy(loopback.ifr_name, "lo");
     loopback.ifr_flags = IFF_UP | IFF_RUNNING;
@@ -71,7 +73,7 @@ class Init {
     std::optional<Unflushed> EndPowerCut(const std::string& fileName, int file, uint64_t number) const;
     void AddDisks(std::vector<Disk>& disks);
     void StartKernel(std::vector<Disk> disks);
-    [[noreturn]] void BeKernel(std::vector<Disk> disks, UniqueFd fuse, UniqueFd requests);
+    [[noreturn]] void BeKernel(std::vector<Disk> disks, base::UniqueFd fuse, base::UniqueFd requests);
     RootPlan PlanRoot() const;
     std::optional<int> TakeSignal();
     void TakeRequest();
@@ -80,10 +82,10 @@ class Init {
     const Options& options_;
     const State& state_;
     const std::string folder_ = fs::current_path();
-    UniqueFd outerMounts_{open("/proc/self/ns/mnt", O_RDONLY | O_CLOEXEC)};
-    UniqueFd signals_ = TakeSignals();
-    UniqueFd log_{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
-    UniqueFd control_{socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)};
+    base::UniqueFd outerMounts_{open("/proc/self/ns/mnt", O_RDONLY | O_CLOEXEC)};
+    base::UniqueFd signals_ = TakeSignals();
+    base::UniqueFd log_{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    base::UniqueFd control_{socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)};
     std::optional<Devices> devices_;
     std::set<std::string> ownMounts_;
     pid_t kernel_ = 0;
@@ -114,11 +116,11 @@ void Init::AddDisk(std::vector<Disk>& disks, const std::string& name, uint64_t s
     // The volumes of the numbered pairs have kept their bytes under the last part of their names.
     std::string fileName = name.starts_with("vg1/volume_") ? name.substr(4) : name;
     std::replace(fileName.begin(), fileName.end(), '/', '%');
-    UniqueFd file = state_.OpenDisk(fileName, size);
-    UniqueFd kernelFile(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
+    base::UniqueFd file = state_.OpenDisk(fileName, size);
+    base::UniqueFd kernelFile(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
     std::optional<Unflushed> unflushed = EndPowerCut(fileName, file.Get(), disks.size());
     const int node = devices_->AddDisk(path, std::move(file));
-    disks.emplace_back(path, std::move(kernelFile), UniqueFd(fcntl(node, F_DUPFD_CLOEXEC, 0)),
+    disks.emplace_back(path, std::move(kernelFile), base::UniqueFd(fcntl(node, F_DUPFD_CLOEXEC, 0)),
                        std::move(unflushed));
 }
 
@@ -128,7 +130,7 @@ std::optional<Unflushed> Init::EndPowerCut(const std::string& fileName, int file
         return std::nullopt;
     }
     constexpr uint64_t kMostDisks = 1000;
-    UniqueFd unflushed = state_.OpenUnflushed(fileName);
+    base::UniqueFd unflushed = state_.OpenUnflushed(fileName);
     Unflushed::TakeBack(unflushed.Get(), file);
     return options_.volatileSeed ? std::optional<Unflushed>(std::in_place, std::move(unflushed),
                                                             *options_.volatileSeed * kMostDisks + number)
@@ -150,14 +152,14 @@ void Init::AddDisks(std::vector<Disk>& disks) {
 
 // The file system is mounted first: an unmounted /dev/fuse cannot be waited on.
 void Init::StartKernel(std::vector<Disk> disks) {
-    UniqueFd fuse(Checked(open("/dev/fuse", O_RDWR | O_CLOEXEC), "/dev/fuse"));
+    base::UniqueFd fuse(Checked(open("/dev/fuse", O_RDWR | O_CLOEXEC), "/dev/fuse"));
     Mount("vemo-kernel", kStageKernel, "fuse", MS_NOSUID | MS_NODEV,
           "rootmode=40000,user_id=0,group_id=0,allow_other,default_permissions,fd=" +
               std::to_string(fuse.Get()));
     int ends[2] = {};
     Checked(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), "a socket pair");
-    UniqueFd ours(ends[0]);
-    UniqueFd theirs(ends[1]);
+    base::UniqueFd ours(ends[0]);
+    base::UniqueFd theirs(ends[1]);
     kernel_ = Fork([&]() -> int {
         ours.Reset();
         BeKernel(std::move(disks), std::move(fuse), std::move(theirs));
@@ -167,7 +169,7 @@ void Init::StartKernel(std::vector<Disk> disks) {
 
 // The daemon lives in the machine's mount namespace: in the appliance's own it would, when that is torn
 // down, be waited for by the unmounting of what it serves.
-void Init::BeKernel(std::vector<Disk> disks, UniqueFd fuse, UniqueFd requests) {
+void Init::BeKernel(std::vector<Disk> disks, base::UniqueFd fuse, base::UniqueFd requests) {
     Checked(setns(outerMounts_.Get(), CLONE_NEWNS), "the machine's mount namespace");
     prctl(PR_SET_NAME, "vemo-kernel");
     prctl(PR_SET_IO_FLUSHER, 1, 0, 0,
@@ -246,7 +248,7 @@ std::optional<int> Init::TakeSignal() {
 }
 
 void Init::TakeRequest() {
-    const UniqueFd peer(accept4(control_.Get(), nullptr, nullptr, SOCK_CLOEXEC));
+    const base::UniqueFd peer(accept4(control_.Get(), nullptr, nullptr, SOCK_CLOEXEC));
     const timeval patience{1, 0};
     setsockopt(peer.Get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     if (const auto request = ReceiveWords(peer.Get())) {
@@ -299,7 +301,7 @@ void Init::ShutDown() {
 
 }  // namespace
 
-int RunInit(const Options& options, const State& state, UniqueFd launcher) {
+int RunInit(const Options& options, const State& state, base::UniqueFd launcher) {
     pollfd reader{launcher.Get(), 0, 0};
     if (poll(&reader, 1, 0) != 0) {
         return kExitFailed;  // the launcher died before it could take us along

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "simulation/common/unique_fd.h"
+#include "base/unique_fd.h"
 #include "simulation/launcher/options.h"
 #include "simulation/launcher/state.h"
 
@@ -13,6 +13,6 @@ namespace simulation {
 //
 //  Through `launcher` it tells the number of the FUSE connection once that is up, as a decimal text; the
 // pipe's other end sees us end when it closes.
-int RunInit(const Options& options, const State& state, UniqueFd launcher);
+int RunInit(const Options& options, const State& state, base::UniqueFd launcher);
 
 }  // namespace simulation

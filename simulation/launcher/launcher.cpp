@@ -13,6 +13,9 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "base/pipe.h"
+#include "base/unique_fd.h"
+#include "simulation/common/checked.h"
 #include "simulation/common/message.h"
 #include "simulation/launcher/init.h"
 #include "simulation/launcher/loop_device.h"
@@ -24,7 +27,7 @@ namespace simulation {
 namespace {
 
 void RequireDevice(const char* path, const char* module) {
-    if (!UniqueFd(open(path, O_RDWR | O_CLOEXEC))) {
+    if (!base::UniqueFd(open(path, O_RDWR | O_CLOEXEC))) {
         throw std::runtime_error(std::string(path) + " cannot be opened: load its module (modprobe " +
                                  module + "); in a container, run that privileged (docker run --privileged)");
     }
@@ -59,7 +62,7 @@ class Terminal {
     Terminal& operator=(const Terminal&) = delete;
 
   private:
-    UniqueFd fd_{open("/dev/tty", O_RDWR | O_CLOEXEC)};
+    base::UniqueFd fd_{open("/dev/tty", O_RDWR | O_CLOEXEC)};
     pid_t ours_;
 };
 
@@ -79,7 +82,7 @@ void AbortConnection(const std::string& number) {
 // Watches over init: passes signals on to it, waits for its end, and helps that along if need be.
 class InitWatch {
   public:
-    InitWatch(pid_t init, UniqueFd pipe, UniqueFd signals)
+    InitWatch(pid_t init, base::UniqueFd pipe, base::UniqueFd signals)
         : init_(init), pipe_(std::move(pipe)), signals_(std::move(signals)) {}
 
     int Wait() {
@@ -135,8 +138,8 @@ class InitWatch {
     }
 
     pid_t init_;
-    UniqueFd pipe_;
-    UniqueFd signals_;
+    base::UniqueFd pipe_;
+    base::UniqueFd signals_;
     std::string connection_;
     bool ending_ = false;
 };
@@ -156,18 +159,18 @@ int RunAppliance(const Options& options) {
     const LoopDevicesOfMachine loops;
     const State state(options.stateFolder);
     const Terminal terminal;
-    UniqueFd signals = TakeSignals();
-    int ends[2] = {};
-    Checked(pipe2(ends, O_CLOEXEC), "a pipe");
-    UniqueFd readEnd(ends[0]);
-    UniqueFd writeEnd(ends[1]);
+    base::UniqueFd signals = TakeSignals();
+    base::Pipe result = base::MakePipe();
+    if (!result.read) {
+        ThrowErrno("a pipe");
+    }
     const pid_t init = ForkInit([&] {
-        readEnd.Reset();
-        return RunInit(options, state, std::move(writeEnd));
+        result.read.Reset();
+        return RunInit(options, state, std::move(result.write));
     });
-    writeEnd.Reset();
+    result.write.Reset();
     state.Publish(getpid(), init);
-    return InitWatch(init, std::move(readEnd), std::move(signals)).Wait();
+    return InitWatch(init, std::move(result.read), std::move(signals)).Wait();
 }
 
 }  // namespace simulation

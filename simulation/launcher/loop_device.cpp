@@ -13,6 +13,9 @@
 #include <string>
 #include <string_view>
 
+#include "base/unique_fd.h"
+#include "simulation/common/checked.h"
+
 namespace simulation {
 
 namespace {
@@ -28,12 +31,12 @@ dev_t NumberOfLoop(int index) {
     return makedev(majorNumber, minorNumber);
 }
 
-UniqueFd OpenLoop(int devFolder, int index) {
+base::UniqueFd OpenLoop(int devFolder, int index) {
     const std::string name = "loop" + std::to_string(index);
     if (mknodat(devFolder, name.c_str(), S_IFBLK | 0660, NumberOfLoop(index)) != 0 && errno != EEXIST) {
         ThrowErrno(name);
     }
-    return UniqueFd(openat(devFolder, name.c_str(), O_RDWR | O_CLOEXEC));
+    return base::UniqueFd(openat(devFolder, name.c_str(), O_RDWR | O_CLOEXEC));
 }
 
 std::set<std::string> NamesOfLoops() {
@@ -53,7 +56,7 @@ std::set<std::string> NamesOfLoops() {
 LoopDevicesOfMachine::LoopDevicesOfMachine() : before_(NamesOfLoops()) {}
 
 LoopDevicesOfMachine::~LoopDevicesOfMachine() {
-    const UniqueFd control(open("/dev/loop-control", O_RDWR | O_CLOEXEC));
+    const base::UniqueFd control(open("/dev/loop-control", O_RDWR | O_CLOEXEC));
     for (const std::string& name : NamesOfLoops()) {
         if (!before_.contains(name)) {
             ioctl(control.Get(), LOOP_CTL_REMOVE,
@@ -64,7 +67,7 @@ LoopDevicesOfMachine::~LoopDevicesOfMachine() {
 
 LoopDevice::LoopDevice(int devFolder, int file) {
     constexpr int kTries = 200;  // others may be after the same free device
-    const UniqueFd control(
+    const base::UniqueFd control(
         Checked(openat(devFolder, "loop-control", O_RDWR | O_CLOEXEC), "/dev/loop-control"));
     loop_config config{};
     config.fd = static_cast<uint32_t>(file);

@@ -5,7 +5,7 @@
 #include <set>
 #include <string>
 
-#include "simulation/common/unique_fd.h"
+#include "base/unique_fd.h"
 
 namespace simulation {
 
@@ -25,7 +25,7 @@ class LoopDevice {
     void FollowFile() const;
 
   private:
-    UniqueFd node_;
+    base::UniqueFd node_;
 };
 
 // Takes the loop devices away again that the machine has more than when this began and that nobody uses.

@@ -6,6 +6,9 @@
 #include <fstream>
 #include <sstream>
 
+#include "base/unique_fd.h"
+#include "simulation/common/checked.h"
+
 namespace simulation {
 
 namespace {
@@ -52,10 +55,10 @@ void MountTmpfs(const std::string& target, const char* mode) {
     Mount("vemo-appliance", target, "tmpfs", 0, std::string("mode=") + mode);
 }
 
-UniqueFd OpenOwnProc() {
-    const UniqueFd context(Checked(fsopen("proc", FSOPEN_CLOEXEC), "proc"));
+base::UniqueFd OpenOwnProc() {
+    const base::UniqueFd context(Checked(fsopen("proc", FSOPEN_CLOEXEC), "proc"));
     Checked(fsconfig(context.Get(), FSCONFIG_CMD_CREATE, nullptr, nullptr, 0), "proc");
-    return UniqueFd(Checked(fsmount(context.Get(), FSMOUNT_CLOEXEC, 0), "proc"));
+    return base::UniqueFd(Checked(fsmount(context.Get(), FSMOUNT_CLOEXEC, 0), "proc"));
 }
 
 std::vector<std::string> MountPoints() {

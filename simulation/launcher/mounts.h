@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "simulation/common/unique_fd.h"
+#include "base/unique_fd.h"
 
 namespace simulation {
 
@@ -16,7 +16,7 @@ class DetachedMount {
     void AttachAt(const std::string& target) const;
 
   private:
-    UniqueFd tree_;
+    base::UniqueFd tree_;
 };
 
 void Mount(const std::string& source, const std::string& target, const char* type, unsigned long flags,
@@ -24,7 +24,7 @@ void Mount(const std::string& source, const std::string& target, const char* typ
 void MountTmpfs(const std::string& target, const char* mode);
 
 // An instance of /proc for our PID namespace that is mounted nowhere.
-UniqueFd OpenOwnProc();
+base::UniqueFd OpenOwnProc();
 
 // The mount points of this mount namespace, in the order in which they were mounted.
 std::vector<std::string> MountPoints();

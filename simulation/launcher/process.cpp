@@ -11,6 +11,8 @@
 #include <cstring>
 #include <iostream>
 
+#include "base/unique_fd.h"
+#include "simulation/common/checked.h"
 #include "simulation/launcher/options.h"
 
 namespace simulation {
@@ -41,14 +43,14 @@ PidNamespaceScope::~PidNamespaceScope() {
     setns(own_.Get(), CLONE_NEWPID);
 }
 
-UniqueFd TakeSignals() {
+base::UniqueFd TakeSignals() {
     sigset_t signals;
     sigemptyset(&signals);
     for (const int number : {SIGCHLD, SIGTERM, SIGHUP, SIGINT, SIGQUIT}) {
         sigaddset(&signals, number);
     }
     Checked(sigprocmask(SIG_BLOCK, &signals, nullptr), "signals");
-    return UniqueFd(Checked(signalfd(-1, &signals, SFD_CLOEXEC), "signals"));
+    return base::UniqueFd(Checked(signalfd(-1, &signals, SFD_CLOEXEC), "signals"));
 }
 
 int BecomeCommand(const std::vector<std::string>& command, const std::string& folder) {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "simulation/common/unique_fd.h"
+#include "base/unique_fd.h"
 
 namespace simulation {
 
@@ -31,12 +31,12 @@ class PidNamespaceScope {
     PidNamespaceScope& operator=(const PidNamespaceScope&) = delete;
 
   private:
-    UniqueFd own_;
+    base::UniqueFd own_;
 };
 
 // Blocks the signals that launcher and init take through the descriptor returned: their child's end, and the
 // requests to end or to pass on.
-UniqueFd TakeSignals();
+base::UniqueFd TakeSignals();
 
 // Becomes a command, found by PATH, in `folder` (in "/" where that is not there), with no signal blocked.
 // Returns, with a message, the exit code that tells why it failed.

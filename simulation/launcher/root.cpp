@@ -11,6 +11,7 @@
 #include <fstream>
 #include <optional>
 
+#include "simulation/common/checked.h"
 #include "simulation/common/programs.h"
 #include "simulation/kernel/kernel.h"
 #include "simulation/launcher/mounts.h"

@@ -13,6 +13,9 @@
 #include <thread>
 #include <utility>
 
+#include "base/unique_fd.h"
+#include "simulation/common/checked.h"
+
 namespace simulation {
 
 namespace {
@@ -31,7 +34,7 @@ std::pair<pid_t, pid_t> NotedProcesses(const std::string& folder) {
 
 // A process that has ended but is not waited for yet is not alive.
 bool IsAlive(pid_t process) {
-    const UniqueFd handle(process > 0 ? static_cast<int>(syscall(SYS_pidfd_open, process, 0)) : -1);
+    const base::UniqueFd handle(process > 0 ? static_cast<int>(syscall(SYS_pidfd_open, process, 0)) : -1);
     pollfd ended{handle.Get(), POLLIN, 0};
     return handle && poll(&ended, 1, 0) == 0;
 }
@@ -49,7 +52,8 @@ State::State(std::string folder) : folder_(std::move(folder)) {
 void State::Lock() {
     using std::chrono_literals::operator""ms;
     constexpr int kTries = 500;  // a killed appliance is gone within a few seconds
-    lock_ = UniqueFd(Checked(open(LockFile(folder_).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600), folder_));
+    lock_ =
+        base::UniqueFd(Checked(open(LockFile(folder_).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600), folder_));
     for (int i = 0; i < kTries; ++i) {
         if (flock(lock_.Get(), LOCK_EX | LOCK_NB) == 0) {
             Checked(ftruncate(lock_.Get(), 0), folder_);
@@ -75,13 +79,14 @@ void State::Publish(pid_t launcher, pid_t init) const {
     }
 }
 
-UniqueFd State::OpenFile(const std::string& name, int extraFlags) const {
+base::UniqueFd State::OpenFile(const std::string& name, int extraFlags) const {
     if (IsKept()) {
         const std::string path = folder_ + "/" + name;
-        return UniqueFd(Checked(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | extraFlags, 0600), path));
+        return base::UniqueFd(
+            Checked(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | extraFlags, 0600), path));
     }
     for (const char* folder : {"/var/tmp", "/tmp", "/dev/shm"}) {
-        UniqueFd file(open(folder, O_RDWR | O_TMPFILE | O_CLOEXEC | extraFlags, 0600));
+        base::UniqueFd file(open(folder, O_RDWR | O_TMPFILE | O_CLOEXEC | extraFlags, 0600));
         if (file) {
             return file;
         }
@@ -89,8 +94,8 @@ UniqueFd State::OpenFile(const std::string& name, int extraFlags) const {
     ThrowErrno("a temporary file");
 }
 
-UniqueFd State::OpenDisk(const std::string& name, uint64_t size) const {
-    UniqueFd file = OpenFile(name + ".img", 0);
+base::UniqueFd State::OpenDisk(const std::string& name, uint64_t size) const {
+    base::UniqueFd file = OpenFile(name + ".img", 0);
     struct stat status{};
     Checked(fstat(file.Get(), &status), name);
     if (status.st_size == 0) {
@@ -99,11 +104,11 @@ UniqueFd State::OpenDisk(const std::string& name, uint64_t size) const {
     return file;
 }
 
-UniqueFd State::OpenUnflushed(const std::string& diskName) const {
+base::UniqueFd State::OpenUnflushed(const std::string& diskName) const {
     return OpenFile(diskName + ".unflushed", 0);
 }
 
-UniqueFd State::OpenLog() const {
+base::UniqueFd State::OpenLog() const {
     return OpenFile("messages", O_APPEND);
 }
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "simulation/common/unique_fd.h"
+#include "base/unique_fd.h"
 
 namespace simulation {
 
@@ -18,21 +18,21 @@ class State {
 
     bool IsKept() const { return !folder_.empty(); }
     // The file of a disk; made sparse with `size` bytes when it is not there yet.
-    UniqueFd OpenDisk(const std::string& name, uint64_t size) const;
+    base::UniqueFd OpenDisk(const std::string& name, uint64_t size) const;
     // The file beside a kept disk that tells what that has not flushed.
-    UniqueFd OpenUnflushed(const std::string& diskName) const;
-    UniqueFd OpenLog() const;
+    base::UniqueFd OpenUnflushed(const std::string& diskName) const;
+    base::UniqueFd OpenLog() const;
     // The path of a folder that is kept, made if need be.
     std::string Folder(const std::string& name) const;
     // Notes in the lock file which processes run here.
     void Publish(pid_t launcher, pid_t init) const;
 
   private:
-    UniqueFd OpenFile(const std::string& name, int extraFlags) const;
+    base::UniqueFd OpenFile(const std::string& name, int extraFlags) const;
     void Lock();
 
     std::string folder_;
-    UniqueFd lock_;
+    base::UniqueFd lock_;
 };
 
 // The init process of the appliance that runs on a state folder; 0 when none does.

@@ -6,13 +6,11 @@
 #include <chrono>
 #include <thread>
 
-#include "simulation/common/unique_fd.h"
+#include "base/unique_fd.h"
 #include "simulation/platform/errors.h"
 #include "simulation/platform/whole_file.h"
 
 using namespace vemo::platform;
-
-using simulation::UniqueFd;
 
 namespace {
 
@@ -46,7 +44,7 @@ int VLIBCFileCheckDir(const char* path) {
 
 int VLIBCFileTouch(const char* path) {
     if (path == nullptr) return Fail(VLIBC_ERR_BAD_PARAMETER);
-    const UniqueFd file(open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666));
+    const base::UniqueFd file(open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666));
     if (!file || futimens(file.Get(), nullptr) != 0) return Fail(VLIBC_ERR_OPEN_FAILED);
     return 0;
 }
@@ -57,9 +55,10 @@ int VLIBCFileLockTimeByFile(const char* path, int mode, int seconds, int* fd) {
     constexpr std::chrono::milliseconds kPause{20};
     if (path == nullptr || fd == nullptr) return Fail(VLIBC_ERR_BAD_PARAMETER);
     const auto deadline = Clock::now() + std::chrono::seconds(std::max(seconds, 0));
-    UniqueFd file;
+    base::UniqueFd file;
     for (;;) {
-        if (!file) file = UniqueFd(open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644));
+        if (!file)
+            file = base::UniqueFd(open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644));
         if (!file) return Fail(VLIBC_ERR_OPEN_FAILED);
         const Attempt attempt = TryLock(file.Get(), path, mode == 0 ? LOCK_SH : LOCK_EX);
         if (attempt == Attempt::kLocked) break;

@@ -1,9 +1,7 @@
-#include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 
-#include <array>
 #include <cstdarg>
 #include <cstring>
 #include <memory>
@@ -13,13 +11,11 @@
 #include <unordered_map>
 #include <vector>
 
-#include "simulation/common/unique_fd.h"
+#include "base/pipe.h"
 #include "simulation/platform/errors.h"
 #include "simulation/platform/whole_file.h"
 
 using namespace vemo::platform;
-
-using simulation::UniqueFd;
 
 namespace {
 
@@ -158,16 +154,14 @@ int Run(const char* program, va_list rest) {
 // Starts a program that writes its descriptor `source` to the stream.
 FILE* OpenStream(const char* program, int source, va_list rest) {
     const auto arguments = ArgumentVector(program, rest);
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) return nullptr;
-    UniqueFd readEnd(ends[0]);
-    const UniqueFd writeEnd(ends[1]);
-    std::unique_ptr<FILE, DropStream> stream(fdopen(readEnd.Get(), "r"));
+    base::Pipe pipe = base::MakePipe();
+    if (!pipe.read) return nullptr;
+    std::unique_ptr<FILE, DropStream> stream(fdopen(pipe.read.Get(), "r"));
     if (!stream) return nullptr;
-    readEnd.Release();
+    pipe.read.Release();
     Children::Instance().Set(stream.get(), -1);  // what may fail for want of memory, before there is a child
     pid_t pid = -1;
-    if (!SpawnPlan(writeEnd.Get(), source).Start(program, arguments.data(), pid)) return nullptr;
+    if (!SpawnPlan(pipe.write.Get(), source).Start(program, arguments.data(), pid)) return nullptr;
     Children::Instance().Set(stream.get(), pid);
     return stream.release();
 }

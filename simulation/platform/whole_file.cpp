@@ -6,12 +6,11 @@
 #include <climits>
 #include <cstdio>
 
-#include "simulation/common/unique_fd.h"
+#include "base/unique_fd.h"
+#include "base/write_all.h"
 #include "simulation/platform/errors.h"
 
 namespace vemo::platform {
-
-using simulation::UniqueFd;
 
 namespace {
 
@@ -37,22 +36,12 @@ bool ReadAll(int fd, size_t expected, std::string& text) {
     return true;
 }
 
-bool WriteAll(int fd, std::string_view content) {
-    while (!content.empty()) {
-        const ssize_t count = write(fd, content.data(), content.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return false;
-        content.remove_prefix(static_cast<size_t>(count));
-    }
-    return true;
-}
-
 // Follows the symbolic links at the end of `path`; the file itself need not exist. A link of somebody else,
 // who may have laid it in a folder that all can write to, is not followed: nothing on failure.
 std::optional<std::string> FollowLinks(std::string path) {
     constexpr int kMostLinks = 40;
     for (int hops = 0; hops < kMostLinks; ++hops) {
-        const UniqueFd entry(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        const base::UniqueFd entry(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
         struct stat status{};
         if (!entry && errno == ENOENT) return path;
         if (!entry || fstat(entry.Get(), &status) != 0) return std::nullopt;
@@ -79,12 +68,12 @@ class NewFile {
   public:
     NewFile(int folder, bool nameless, mode_t mode) : folder_(folder) {
         if (nameless) {
-            file_ = UniqueFd(openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
+            file_ = base::UniqueFd(openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
             return;
         }
         WithFreshName([&] {
-            file_ =
-                UniqueFd(openat(folder_, name_, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC | O_NOFOLLOW, mode));
+            file_ = base::UniqueFd(
+                openat(folder_, name_, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC | O_NOFOLLOW, mode));
             return static_cast<bool>(file_);
         });
     }
@@ -127,14 +116,14 @@ class NewFile {
     }
 
     int folder_;
-    UniqueFd file_;
+    base::UniqueFd file_;
     bool named_ = false;
     char name_[24] = "";
 };
 
 // Fills the new file and puts it in the place of `name`; `old` is what stands there, if anything.
 bool Install(NewFile& file, int folder, const char* name, std::string_view content, const struct stat* old) {
-    if (!WriteAll(file.Fd(), content)) return false;
+    if (!base::WriteAll(file.Fd(), content)) return false;
     if (old != nullptr) {  // owner first: a change of owner may clear bits of the mode
         if (fchown(file.Fd(), old->st_uid, old->st_gid) != 0) return false;
         if (fchmod(file.Fd(), old->st_mode & 07777) != 0) return false;
@@ -149,7 +138,7 @@ std::optional<std::string> ReadWholeFile(const char* path, struct stat* status) 
     struct stat own{};
     struct stat& found = status == nullptr ? own : *status;
     // Without O_NONBLOCK a named pipe would hold us up for ever.
-    const UniqueFd file(open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    const base::UniqueFd file(open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
     std::string text;
     bool good = file && fstat(file.Get(), &found) == 0;
     if (good && !S_ISREG(found.st_mode)) {
@@ -180,7 +169,7 @@ int ReplaceFile(const char* path, std::string_view content) {
     const size_t nameAt = target->rfind('/') + 1;
     const char* const name = target->c_str() + nameAt;
     const std::string folderPath = nameAt == 0 ? "." : target->substr(0, nameAt);
-    const UniqueFd folder(open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const base::UniqueFd folder(open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder) return Fail(VLIBC_ERR_OPEN_FAILED);
     struct stat old{};
     const bool exists = fstatat(folder.Get(), name, &old, AT_SYMLINK_NOFOLLOW) == 0;

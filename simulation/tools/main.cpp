@@ -7,13 +7,14 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "base/unique_fd.h"
 #include "simulation/common/programs.h"
 #include "simulation/tools/tool.h"
 
 namespace simulation {
 
 Answer AskKernel(const Words& request) {
-    const UniqueFd connection = ConnectTo(kControlSocket);
+    const base::UniqueFd connection = ConnectTo(kControlSocket);
     if (!connection) {
         return {ENOTCONN, "this is not a simulated appliance"};
     }

@@ -11,7 +11,8 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "simulation/common/unique_fd.h"
+#include "base/unique_fd.h"
+#include "simulation/common/checked.h"
 
 namespace simulation {
 
@@ -35,7 +36,7 @@ void MarkExtent(Bitmap& bitmap, const fiemap_extent& extent) {
 // Marks where a file lies on its volume.
 void MarkFile(Bitmap& bitmap, const std::string& path) {
     constexpr uint32_t kExtents = 64;
-    const UniqueFd file(Checked(open(path.c_str(), O_RDONLY | O_CLOEXEC), path));
+    const base::UniqueFd file(Checked(open(path.c_str(), O_RDONLY | O_CLOEXEC), path));
     alignas(fiemap) std::byte buffer[sizeof(fiemap) + kExtents * sizeof(fiemap_extent)]{};
     auto* const map = reinterpret_cast<fiemap*>(buffer);
     uint32_t flags = 0;

@@ -12,6 +12,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "base/unique_fd.h"
+#include "simulation/common/checked.h"
 #include "simulation/tools/pin_bitmap.h"
 #include "simulation/tools/tool.h"
 
@@ -195,7 +197,7 @@ int PinTool(const Words& arguments) {
         request.files = Lines(std::istringstream(arguments[1]));
     }
     try {
-        const UniqueFd lock(
+        const base::UniqueFd lock(
             Checked(open("/run/lock/flashcache_pin.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0600), "lock"));
         Checked(flock(lock.Get(), LOCK_EX), "lock");
         return verb->run(request);

@@ -10,6 +10,8 @@
 #include <iostream>
 #include <sstream>
 
+#include "base/unique_fd.h"
+#include "simulation/common/checked.h"
 #include "simulation/tools/tool.h"
 
 namespace simulation {
@@ -23,8 +25,8 @@ constexpr char kUpdateUsage[] =
     "\"cut\" breaks off in the middle of the first answer and is gone.";
 
 // A socket that listens on a free port; `address` receives it.
-UniqueFd Listen(sockaddr_in& address) {
-    UniqueFd listener(Checked(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "a socket"));
+base::UniqueFd Listen(sockaddr_in& address) {
+    base::UniqueFd listener(Checked(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "a socket"));
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
@@ -75,7 +77,7 @@ void SendAll(int client, std::string_view answer) {
 // Until the appliance goes down, or the first answer was cut.
 void Serve(int listener, const std::string& mode, const std::string& path) {
     for (;;) {
-        const UniqueFd client(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
+        const base::UniqueFd client(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
         if (!client || !TakeRequest(client.Get())) {
             continue;
         }
@@ -92,7 +94,7 @@ void Serve(int listener, const std::string& mode, const std::string& path) {
 // Lets go of whoever waits for our output to end.
 void LeaveForeground() {
     setsid();
-    const UniqueFd null(Checked(open("/dev/null", O_RDWR | O_CLOEXEC), "/dev/null"));
+    const base::UniqueFd null(Checked(open("/dev/null", O_RDWR | O_CLOEXEC), "/dev/null"));
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         dup2(null.Get(), stream);
     }
@@ -106,7 +108,7 @@ int UpdateServer(const Words& arguments) {
         return Refuse(kUpdateUsage);
     }
     sockaddr_in address{};
-    const UniqueFd listener = Listen(address);
+    const base::UniqueFd listener = Listen(address);
     if (Checked(fork(), "a process") == 0) {
         LeaveForeground();
         Serve(listener.Get(), mode, arguments[1]);

@@ -1,8 +1,6 @@
 // Owners of what C interfaces hand out.
 #pragma once
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -61,29 +59,5 @@ inline Text CopyText(const char* text) {
     }
     return copy;
 }
-
-// Owns one file descriptor, -1 for none.
-class Descriptor {
-  public:
-    explicit Descriptor(int fd = -1) noexcept : fd_(fd) {}
-    Descriptor(Descriptor&& other) noexcept : fd_(other.release()) {}
-    Descriptor& operator=(Descriptor&&) = delete;
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (fd_ >= 0) {
-            const int callersErrno = errno;
-            close(fd_);
-            errno = callersErrno;
-        }
-    }
-
-    int get() const noexcept { return fd_; }
-    int release() noexcept { return std::exchange(fd_, -1); }
-    explicit operator bool() const noexcept { return fd_ >= 0; }
-
-  private:
-    int fd_;
-};
 
 }  // namespace flashcache

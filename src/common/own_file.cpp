@@ -6,16 +6,14 @@
 
 #include <cerrno>
 
+#include "base/ours.h"
+#include "base/unique_fd.h"
+
 namespace flashcache {
 namespace {
 
 // How often a name is claimed while somebody lays things there all the time.
 constexpr int kMostAttempts = 100;
-
-bool IsOurs(const struct stat& status) noexcept {
-    return S_ISREG(status.st_mode) && status.st_nlink == 1 &&
-           (status.st_uid == 0 || status.st_uid == geteuid());
-}
 
 const char* KindName(const struct stat& status) noexcept {
     switch (status.st_mode & S_IFMT) {
@@ -43,7 +41,7 @@ Claim ClearName(const char* path, Where where) noexcept {
     if (lstat(path, &status) != 0) {
         return Claim::kMade;
     }
-    if (IsOurs(status)) {
+    if (base::IsOurs(status)) {
         return Claim::kOurs;
     }
     if ((S_ISDIR(status.st_mode) ? rmdir(path) : unlink(path)) != 0 && errno != ENOENT) {
@@ -62,7 +60,7 @@ Found LookForOurs(const char* path, Where where) noexcept {
     if (lstat(path, &status) != 0) {
         return Found::kNothing;
     }
-    if (!IsOurs(status)) {
+    if (!base::IsOurs(status)) {
         LogRefusal(path, status, where);
         return Found::kForeign;
     }
@@ -71,26 +69,26 @@ Found LookForOurs(const char* path, Where where) noexcept {
 
 File OpenOurFile(const char* path, Where where) noexcept {
     // A pipe would keep us waiting without O_NONBLOCK, which a regular file does not know.
-    Descriptor fd(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    base::UniqueFd fd(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status{};
-    if (!fd || fstat(fd.get(), &status) != 0) {
+    if (!fd || fstat(fd.Get(), &status) != 0) {
         return File();
     }
-    if (!IsOurs(status)) {
+    if (!base::IsOurs(status)) {
         LogRefusal(path, status, where);
         errno = EPERM;
         return File();
     }
-    File file(fdopen(fd.get(), "r"));
+    File file(fdopen(fd.Get(), "r"));
     if (file) {
-        fd.release();
+        fd.Release();
     }
     return file;
 }
 
 Claim ClaimFile(const char* path, mode_t mode, Where where) noexcept {
     for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
-        const Descriptor made(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+        const base::UniqueFd made(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
         if (made) {
             return Claim::kMade;
         }

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/unique_fd.h"
 #include "common/handle.h"
 #include "common/log.h"
 #include "vemoflashcache.h"
@@ -65,19 +66,19 @@ int VEMOFlashCacheLock(const char* path, int exclusive, int* fd) {
         LogError()("Incorrect Parameter");
         return 0;
     }
-    Descriptor file(open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+    base::UniqueFd file(open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0644));
     if (!file) {
         LogError()("Failed to open lock file %s: %s", path, strerror(errno));
         return 0;
     }
     Attempts attempts;
-    if (!LockWithin30Seconds(file.get(), exclusive != 0 ? LOCK_EX : LOCK_SH, attempts)) {
+    if (!LockWithin30Seconds(file.Get(), exclusive != 0 ? LOCK_EX : LOCK_SH, attempts)) {
         LogError()("Failed to lock %s. EINTR: %d, ENOLCK: %d, last err: %s (timeout %d second)", path,
                    attempts.interrupted, attempts.noLocks, strerror(attempts.lastError),
                    attempts.number * kPauseMs / 1000);
         return 0;
     }
-    *fd = file.release();
+    *fd = file.Release();
     return 1;
 }
 

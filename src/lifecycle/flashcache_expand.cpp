@@ -7,6 +7,7 @@
 #include <cinttypes>
 #include <optional>
 
+#include "base/unique_fd.h"
 #include "common/guard.h"
 #include "common/handle.h"
 #include "common/line_reader.h"
@@ -58,12 +59,12 @@ std::optional<FLASHCACHE_WRITE_MODE> ModeForTool(FLASHCACHE_WRITE_MODE mode) noe
 }
 
 int FlashCacheDeviceSizeGet(const char* path, uint64_t* size) noexcept {
-    const Descriptor device(open(path, O_RDONLY | O_CLOEXEC));
+    const base::UniqueFd device(open(path, O_RDONLY | O_CLOEXEC));
     if (!device) {
         LogError()("Failed to open %s", path);
         return -1;
     }
-    if (ioctl(device.get(), BLKGETSIZE64, size) != 0) {
+    if (ioctl(device.Get(), BLKGETSIZE64, size) != 0) {
         LogError()("Failed to get size for %s", path);
         return -1;
     }

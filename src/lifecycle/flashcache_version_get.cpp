@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "base/unique_fd.h"
 #include "common/handle.h"
 #include "common/log.h"
 #include "config/config.h"
@@ -17,9 +18,9 @@ constexpr uint32_t kOriginalSuperblock = 2;
 constexpr uint32_t kNewSuperblock = 10;
 
 // The superblock's version word, little-endian; bytes that cannot be read count as 0.
-uint32_t ReadVersionWord(const Descriptor& device) noexcept {
+uint32_t ReadVersionWord(const base::UniqueFd& device) noexcept {
     unsigned char bytes[4] = {};
-    if (read(device.get(), bytes, sizeof bytes) < 0) {
+    if (read(device.Get(), bytes, sizeof bytes) < 0) {
         LogError()("Read superblock failed");
     }
     return bytes[0] | static_cast<uint32_t>(bytes[1]) << 8U | static_cast<uint32_t>(bytes[2]) << 16U |
@@ -47,12 +48,12 @@ FLASHCACHE_VERSION VEMOFlashCacheVersionGet(const char* ssdPath) {
         SetError(VLIBC_ERR_BAD_PARAMETER);
         return -1;
     }
-    const Descriptor device(open(ssdPath, O_RDONLY | O_CLOEXEC));
+    const base::UniqueFd device(open(ssdPath, O_RDONLY | O_CLOEXEC));
     if (!device) {
         __extension__ LogError()("Can't open device [%s], error=%m", ssdPath);
         return -1;
     }
-    if (lseek(device.get(), kVersionOffset, SEEK_SET) < 0) {
+    if (lseek(device.Get(), kVersionOffset, SEEK_SET) < 0) {
         LogError()("Lseek failed");
         return -1;
     }

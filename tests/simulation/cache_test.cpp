@@ -10,6 +10,7 @@
 #include <random>
 #include <set>
 
+#include "base/unique_fd.h"
 #include "simulation/kernel/cache.h"
 #include "simulation/kernel/system_log.h"
 #include "simulation/seed.h"
@@ -21,18 +22,18 @@ constexpr uint64_t kSector = 512;
 constexpr uint64_t kSpaceBytes = 4 * 1024 * 1024 + 3 * kSector;  // the last block is not a whole one
 constexpr uint64_t kSectors = kSpaceBytes / kSector;
 
-UniqueFd MakeFile(uint64_t bytes) {
-    UniqueFd file(open("/tmp", O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
+base::UniqueFd MakeFile(uint64_t bytes) {
+    base::UniqueFd file(open("/tmp", O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
     EXPECT_EQ(ftruncate(file.Get(), static_cast<off_t>(bytes)), 0);
     return file;
 }
 
 Disk MakeDisk(const std::string& path, uint64_t bytes) {
-    return {path, MakeFile(bytes), UniqueFd()};
+    return {path, MakeFile(bytes), base::UniqueFd()};
 }
 
-UniqueFd Copy(const UniqueFd& file) {
-    return UniqueFd(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
+base::UniqueFd Copy(const base::UniqueFd& file) {
+    return base::UniqueFd(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
 }
 
 struct PowerCut {};
@@ -44,7 +45,7 @@ class VolatileDisk {
 
     void PowerUp(uint64_t seed, std::function<void()> beforeUse) {
         Unflushed::TakeBack(unflushed_.Get(), file_.Get());
-        disk_ = Disk(path_, Copy(file_), UniqueFd(), Unflushed(Copy(unflushed_), seed));
+        disk_ = Disk(path_, Copy(file_), base::UniqueFd(), Unflushed(Copy(unflushed_), seed));
         disk_.BeforeEachUse(std::move(beforeUse));
     }
     Disk& operator*() { return disk_; }
@@ -52,9 +53,9 @@ class VolatileDisk {
 
   private:
     std::string path_;
-    UniqueFd file_;
-    UniqueFd unflushed_ = MakeFile(0);
-    Disk disk_{path_, Copy(file_), UniqueFd()};
+    base::UniqueFd file_;
+    base::UniqueFd unflushed_ = MakeFile(0);
+    Disk disk_{path_, Copy(file_), base::UniqueFd()};
 };
 
 using Sector = std::array<uint32_t, kSector / sizeof(uint32_t)>;
