@@ -61,6 +61,7 @@ class Kernel {
     Answer ListCaches(const Words& arguments);
     Answer TakeFault(const Words& arguments);
     Answer SetFault(const Words& arguments);
+    Answer MoveClock(const Words& arguments);
     Answer ShutDown(const Words& arguments);
 
     Answer SetCleaning(const std::string& value);

@@ -21,6 +21,7 @@ const Kernel::Request Kernel::kRequests[] = {
     {"list", 0, 0, &Kernel::ListCaches},       //
     {"take-fault", 1, 1, &Kernel::TakeFault},  // NAME
     {"fault", 2, 2, &Kernel::SetFault},        // NAME VALUE
+    {"clock", 1, 1, &Kernel::MoveClock},       // SECONDS
     {"shutdown", 0, 0, &Kernel::ShutDown},     //
 };
 
@@ -234,6 +235,16 @@ Answer Kernel::ListCaches(const Words& /*arguments*/) {
         names += name + "\n";
     }
     return {0, names};
+}
+
+Answer Kernel::MoveClock(const Words& arguments) {
+    constexpr uint64_t kMost = 366 * 24 * 3600;
+    const auto seconds = ParseCount(arguments[0]);
+    if (!seconds || *seconds > kMost) {
+        return {EINVAL, "the clock moves forward by at most a year"};
+    }
+    pace_.MoveForward(std::chrono::seconds(*seconds));
+    return {};
 }
 
 Answer Kernel::ShutDown(const Words& /*arguments*/) {
