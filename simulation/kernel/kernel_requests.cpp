@@ -238,7 +238,7 @@ Answer Kernel::ListCaches(const Words& /*arguments*/) {
 }
 
 Answer Kernel::MoveClock(const Words& arguments) {
-    constexpr uint64_t kMost = 366 * 24 * 3600;
+    constexpr uint64_t kMost = uint64_t{366} * 24 * 3600;
     const auto seconds = ParseCount(arguments[0]);
     if (!seconds || *seconds > kMost) {
         return {EINVAL, "the clock moves forward by at most a year"};
