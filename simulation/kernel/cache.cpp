@@ -29,7 +29,7 @@ Cache::Cache(const Superblock& superblock, Disk& ssd, Disk& space, Faults& fault
       pace_(pace),
       size_(space.Size()),
       map_(ssd, space, superblock.slots),
-      writtenAt_(superblock.slots, Clock::now()),  // what is loaded dirty does not lie fallow at once
+      writtenAt_(superblock.slots, pace_.Now()),  // what is loaded dirty does not lie fallow at once
       block_(superblock.blockSize) {}
 
 Cache::Piece Cache::PieceAt(uint64_t offset, uint64_t length) const {
@@ -195,7 +195,7 @@ void Cache::Touch(Slot slot) {
 }
 
 void Cache::MarkDirty(Slot slot) {
-    writtenAt_[slot] = Clock::now();
+    writtenAt_[slot] = pace_.Now();
     if (!map_.IsDirty(slot)) {
         map_.SetDirty(slot, true);
         Count(Counter::kMetadataDirties);

@@ -37,7 +37,7 @@ void Cache::BeginSync() {
         syncing_ = true;
         syncErrors_ = 0;
         initialDirty_ = static_cast<int64_t>(map_.Dirty());
-        lastCleaned_ = Clock::now();
+        lastCleaned_ = pace_.Now();
     }
 }
 
@@ -53,7 +53,7 @@ int Cache::SetAttribute(std::string_view text) {
 bool Cache::IsFallow() const {
     const int32_t delay = knobs_[Knob::kFallowDelay];
     return delay > 0 && map_.Dirty() > 0 &&
-           Clock::now() - writtenAt_[map_.OldestDirty()] >= std::chrono::seconds(delay);
+           pace_.Now() - writtenAt_[map_.OldestDirty()] >= std::chrono::seconds(delay);
 }
 
 // The number of dirty blocks to come down to; nothing when none needs cleaning.
@@ -74,14 +74,14 @@ std::optional<uint64_t> Cache::DirtyGoal() const {
 }
 
 void Cache::Work() {
-    if (Clock::now() < stalledUntil_) {
+    if (pace_.Now() < stalledUntil_) {
         return;
     }
     const auto goal = DirtyGoal();
     if (!goal && MayCleanUnasked() && IsFallow() && !pace_.Paused()) {
         const uint64_t speed = static_cast<uint64_t>(knobs_[Knob::kFallowCleanSpeed]);
         Count(Counter::kFallowCleanings, CleanBlocks(std::min(speed, map_.Dirty())));
-        stalledUntil_ = Clock::now() + std::chrono::seconds(1);
+        stalledUntil_ = pace_.Now() + std::chrono::seconds(1);
     }
     if (!goal || map_.Dirty() < *goal) {
         return;
@@ -98,7 +98,7 @@ int Cache::WorkWaitMs() const {
         return mayLieFallow ? 1000 : -1;
     }
     const auto stalled =
-        std::chrono::duration_cast<std::chrono::milliseconds>(stalledUntil_ - Clock::now()).count();
+        std::chrono::duration_cast<std::chrono::milliseconds>(stalledUntil_ - pace_.Now()).count();
     const int wait = pace_.WaitMs();
     return wait < 0 ? wait : std::max(wait, static_cast<int>(std::max<int64_t>(stalled + 1, 0)));
 }
@@ -107,7 +107,7 @@ uint64_t Cache::CleanBlocks(uint64_t count) {
     uint64_t cleaned = 0;
     while (cleaned < count && map_.Dirty() > 0) {
         if (!CleanOldest()) {
-            stalledUntil_ = Clock::now() + std::chrono::seconds(1);
+            stalledUntil_ = pace_.Now() + std::chrono::seconds(1);
             break;
         }
         ++cleaned;

@@ -6,14 +6,17 @@
 
 namespace simulation {
 
-// How fast dirty blocks are written back, for all caches: from outside the cleaning can be paused and
-// slowed.
+// When and how fast dirty blocks are written back, for all caches: from outside the cleaning can be paused
+// and slowed, and the time moved forward.
 class CleanPace {
   public:
     using Clock = std::chrono::steady_clock;
 
     // `rate` in blocks per second; 0: as fast as it goes.
     explicit CleanPace(uint64_t rate) : rate_(rate) {}
+
+    Clock::time_point Now() const { return Clock::now() + ahead_; }
+    void MoveForward(Clock::duration time) { ahead_ += time; }
 
     void Pause(bool paused) { paused_ = paused; }
     bool Paused() const { return paused_; }
@@ -24,7 +27,7 @@ class CleanPace {
         if (paused_ || rate_ == 0) {
             return paused_ ? 0 : kBatch;
         }
-        const Clock::time_point now = Clock::now();
+        const Clock::time_point now = Now();
         last = std::max(last, now - std::max<Clock::duration>(std::chrono::milliseconds(100), Interval()));
         const auto budget = static_cast<uint64_t>((now - last) / Interval());
         last += Interval() * budget;
@@ -47,6 +50,7 @@ class CleanPace {
 
     uint64_t rate_;
     bool paused_ = false;
+    Clock::duration ahead_{0};
 };
 
 }  // namespace simulation

@@ -62,6 +62,7 @@ class Kernel {
     Answer TakeFault(const Words& arguments);
     Answer SetFault(const Words& arguments);
     Answer ListFaults(const Words& arguments);
+    Answer MoveClock(const Words& arguments);
     Answer ShutDown(const Words& arguments);
 
     Answer SetCleaning(const std::string& value);

@@ -24,6 +24,7 @@ const Kernel::Request Kernel::kRequests[] = {
     {"take-fault", 1, 1, &Kernel::TakeFault},    // NAME
     {"fault", 2, 2, &Kernel::SetFault},          // NAME VALUE
     {"list-faults", 0, 0, &Kernel::ListFaults},  //
+    {"clock", 1, 1, &Kernel::MoveClock},         // SECONDS
     {"shutdown", 0, 0, &Kernel::ShutDown},       //
 };
 
@@ -237,6 +238,16 @@ Answer Kernel::ListCaches(const Words& /*arguments*/) {
         names += name + "\n";
     }
     return {0, names};
+}
+
+Answer Kernel::MoveClock(const Words& arguments) {
+    constexpr uint64_t kMost = uint64_t{366} * 24 * 3600;
+    const auto seconds = ParseCount(arguments[0]);
+    if (!seconds || *seconds > kMost) {
+        return {EINVAL, "the clock moves forward by at most a year"};
+    }
+    pace_.MoveForward(std::chrono::seconds(*seconds));
+    return {};
 }
 
 Answer Kernel::ShutDown(const Words& /*arguments*/) {

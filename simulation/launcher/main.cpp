@@ -108,6 +108,25 @@ void AddGrow(CLI::App& app, Arguments& arguments) {
     });
 }
 
+void AddClock(CLI::App& app, Arguments& arguments) {
+    CLI::App* clock = app.add_subcommand("clock",
+                                         "Moves forward the time that a running appliance's kernel waits by, "
+                                         "such as for blocks to lie fallow");
+    AddWhich(*clock, arguments.which);
+    const std::map<std::string, uint64_t> units = {{"s", 1}, {"m", 60}, {"h", 3600}};
+    // The later transformation is done first.
+    clock->add_option("TIME", arguments.size, "How far, such as +15m or +30s")
+        ->required()
+        ->transform(CLI::AsNumberWithUnit(units, CLI::AsNumberWithUnit::UNIT_REQUIRED))
+        ->transform([](const std::string& text) {
+            return text.starts_with('+') ? text.substr(1)
+                                         : throw CLI::ValidationError("such as +15m, not " + text);
+        });
+    clock->callback([&arguments] {
+        simulation::SendRequest(arguments.which, {"clock", std::to_string(arguments.size)});
+    });
+}
+
 void AddEnter(CLI::App& app, Arguments& arguments) {
     CLI::App* enter = app.add_subcommand("enter", "Runs a second command on a running appliance");
     AddWhich(*enter, arguments.which);
@@ -150,6 +169,7 @@ int Serve(int argc, char** argv) {
     AddOptions(app, arguments.options);
     AddFault(app, arguments);
     AddGrow(app, arguments);
+    AddClock(app, arguments);
     AddEnter(app, arguments);
     try {
         app.parse(argc, argv);

@@ -307,6 +307,18 @@ TEST_F(CacheOnAppliance, KnobsTakeWhatLiesInTheirRange) {
     }
 }
 
+TEST_F(CacheOnAppliance, CleansWhatLiesFallow) {
+    WriteBlocks(0, 10);
+    Set("fallow_clean_speed", 100);
+    Fault("cleaning", "run");
+    Must("vemo-appliance clock +14m");
+    EXPECT_EQ(DirtyBlocks(), 10U) << "fallow_delay is 15 minutes";
+    Must("vemo-appliance clock +1m");
+    EXPECT_EQ(DirtyBlocks(), 0U);
+    EXPECT_THAT(ReadFile(kProc + "flashcache_stats"), HasSubstr("fallow_cleanings=10 "));
+    EXPECT_NE(Shell("vemo-appliance clock 15m").status, 0) << "it goes forward alone";
+}
+
 TEST_F(CacheOnAppliance, KnobsTakeFaults) {
     EXPECT_EQ(Must("sysctl dev.flashcache_md3+volume_1.fallow_delay"),
               "dev.flashcache_md3+volume_1.fallow_delay = 900\n");
