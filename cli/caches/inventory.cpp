@@ -112,7 +112,7 @@ std::string Cache::ForeignVolume() const {
     return onSsd && !SameDevice(onSsd->volume, Volume()) ? onSsd->volume : "";
 }
 
-Inventory TakeInventory() {
+Inventory TakeInventory(std::uint64_t mostBlocks) {
     Inventory inventory;
     ReadEntries(inventory);
     LookForDamage(inventory);
@@ -128,7 +128,8 @@ Inventory TakeInventory() {
             running.erase(match);
         } else {
             cache.mayBeUp = !allKnown && IsKnownToKernel(*entry);
-            cache.onSsd = cache.mayBeUp ? std::nullopt : ReadSsdContent(TextOrEmpty(entry->SSDDevPath));
+            cache.onSsd =
+                cache.mayBeUp ? std::nullopt : ReadSsdContent(TextOrEmpty(entry->SSDDevPath), mostBlocks);
         }
         cache.entry = entry;
         inventory.caches.push_back(std::move(cache));

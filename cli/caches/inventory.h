@@ -48,7 +48,8 @@ struct Inventory {
     [[nodiscard]] const Failure* ConfigProblem() const;
 };
 
-Inventory TakeInventory();
+// Of SSDs whose cache is not up, the dirty blocks are counted if there are at most so many blocks.
+Inventory TakeInventory(std::uint64_t mostBlocks = kAnyBlocks);
 
 // Throws what is wrong with the configuration, if anything is.
 void RequireWholeConfig(const Inventory& inventory);

@@ -89,9 +89,9 @@ RunningCache Look(const std::string& device) {
     cache.stat.reset(stat);
     cache.statError = outcome.slot;
     if (cache.stat) {
-        cache.pair =
-            Pair{cache.stat->SSDDevPath, cache.stat->SpacePath, cache.stat->WriteMode,
-                 static_cast<std::uint64_t>(cache.stat->BlockSizeKB) * 1024, cache.stat->TotalBlocks};
+        cache.pair = Pair{cache.stat->SSDDevPath,  cache.stat->SpacePath,
+                          cache.stat->WriteMode,   static_cast<std::uint64_t>(cache.stat->BlockSizeKB) * 1024,
+                          cache.stat->TotalBlocks, cache.stat->CachedBlocks};
     } else {
         cache.pair = PairIn(TableOf(device));
     }
@@ -106,9 +106,10 @@ std::optional<Pair> PairIn(std::string_view table) {
     if (!ssd || !volume || ssd->empty() || volume->empty()) {
         return std::nullopt;
     }
-    Pair pair{std::move(*ssd), std::move(*volume), ModeOf(TakeBracketed(table, "cache mode")), 0, {}};
+    Pair pair{std::move(*ssd), std::move(*volume), ModeOf(TakeBracketed(table, "cache mode")), 0, {}, {}};
     pair.blockSize = NumberIn(TakeBracketed(table, "data block size"), "K").value_or(0) * 1024;
     pair.blocks = NumberIn(TakeBracketed(table, "total blocks"), "");
+    pair.cachedBlocks = NumberIn(TakeBracketed(table, "cached blocks"), "");
     return pair;
 }
 

@@ -19,6 +19,7 @@ struct Pair {
     std::optional<std::int32_t> mode;  // a FLASHCACHE_WRITE_MODE, as the kernel tells modes
     std::uint64_t blockSize = 0;       // bytes; 0: not known
     std::optional<std::uint64_t> blocks;
+    std::optional<std::uint64_t> cachedBlocks;
 };
 
 struct RunningCache {
