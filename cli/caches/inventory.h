@@ -48,8 +48,13 @@ struct Inventory {
     [[nodiscard]] const Failure* ConfigProblem() const;
 };
 
-// Of SSDs whose cache is not up, the dirty blocks are counted if there are at most so many blocks.
-Inventory TakeInventory(std::uint64_t mostBlocks = kAnyBlocks);
+struct InventoryOptions {
+    std::uint64_t mostBlocks =
+        kAnyBlocks;          // up to which the dirty blocks are counted on SSDs whose cache is down
+    bool withStatus = true;  // false: the tables alone, with one program for each device and nothing else
+};
+
+Inventory TakeInventory(const InventoryOptions& options = {});
 
 // Throws what is wrong with the configuration, if anything is.
 void RequireWholeConfig(const Inventory& inventory);

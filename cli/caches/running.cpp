@@ -78,9 +78,13 @@ std::optional<std::uint64_t> NumberIn(const std::optional<std::string>& text, st
     return isWhole ? std::optional(number) : std::nullopt;
 }
 
-RunningCache Look(const std::string& device) {
+RunningCache Look(const std::string& device, bool withStatus) {
     RunningCache cache;
     cache.device = device;
+    if (!withStatus) {
+        cache.pair = PairIn(TableOf(device));
+        return cache;
+    }
     FLASHCACHE_STAT_SEARCH search{};
     search.type = FLASHCACHE_SEARCH_BY_CACHE_DEV_PATH;
     search.CacheDevPath = cache.device.c_str();
@@ -113,12 +117,12 @@ std::optional<Pair> PairIn(std::string_view table) {
     return pair;
 }
 
-std::vector<RunningCache> RunningCaches() {
+std::vector<RunningCache> RunningCaches(bool withStatus) {
     std::vector<RunningCache> running;
     for (const auto& device : DevicePaths()) {
         // A plain file of that name is no cache device.
         if (IsBlockDevice(device)) {
-            running.push_back(Look(device));
+            running.push_back(Look(device, withStatus));
         }
     }
     return running;

@@ -30,8 +30,8 @@ struct RunningCache {
 };
 
 // All that are up, by name. The library's own search by SSD or volume compares beginnings of paths and takes
-// /dev/md3 for /dev/md30; this asks each device for itself.
-std::vector<RunningCache> RunningCaches();
+// /dev/md3 for /dev/md30; this asks each device for itself. Without the status, only the table is read.
+std::vector<RunningCache> RunningCaches(bool withStatus = true);
 
 // The pair in the table of a cache device, which has lines such as
 // "\tssd dev (/dev/md3), disk dev (/dev/vg1/volume_1) cache mode(WRITE_BACK)",

@@ -3,8 +3,8 @@
 //     const Facts facts = GatherFacts();
 //     const std::vector<Finding> findings = Diagnose(facts);
 //
-// GatherFacts reads, once, and never fails: what it could not read stands among the facts. Diagnose judges
-// the facts alone. Whoever wants the mutes of the admin to count calls Mutes::Apply (doctor/mutes.h) then.
+// GatherFacts reads, once, and does not fail: what it could not read stands among the facts. Diagnose judges
+// the facts alone. Whoever wants the mutes of the admin to count calls ApplyMutes (doctor/mutes.h) then.
 #pragma once
 
 #include <set>
@@ -19,10 +19,14 @@ namespace cli {
 
 struct GatherOptions {
     bool deep = false;  // reads what takes long, too: the lists of blocks of large caches that are not up
+    // A cache as an admin names it, which Facts::chosen tells the name of. Throws a Failure when there is
+    // none. NOLINTNEXTLINE(readability-redundant-member-init): g++ warns of a member left out, unless it has
+    // one.
+    std::string cache = {};
 };
 
-// Starts one program for each cache device that is up (two for write-through), reads some twenty small files
-// of each, and of each cache that is not up the ends and samples of its volume.
+// Starts one program for each cache device that is up, reads some twenty small files of each, and of each
+// cache that is not up the ends and samples of its volume.
 Facts GatherFacts(const GatherOptions& options = {});
 
 // What the checks of these codes find, the worst first, then by code and cache; none: all checks. A check

@@ -96,6 +96,7 @@ struct CacheFacts {
     std::optional<EntryFacts> entry;
     bool entryIsUnknown = false;  // there may be one, but the configuration is damaged
     bool mayBeUp = false;         // whether it is up is not known
+    bool mayBeChanging = false;   // some vemocachectl creates, loads, unloads or deletes a cache
     std::optional<KernelFacts> kernel;
     SsdFacts ssdSide;
     VolumeFacts volumeSide;
@@ -144,6 +145,7 @@ struct MemoryFacts {
 
 struct Facts {
     std::vector<CacheFacts> caches;
+    std::string chosen;  // the name of the one that was asked for; empty: all were
     ConfigFacts config;
     std::vector<LockFacts> locks;  // those that are held or not ours
     MemoryFacts memory;

@@ -12,7 +12,9 @@ constexpr std::uint64_t kMostBlocks = 8U << 20U;
 Facts GatherFacts(const GatherOptions& options) {
     const std::uint64_t mostBlocks = options.deep ? kAnyBlocks : kMostBlocks;
     Facts facts;
-    const Inventory inventory = TakeInventory(mostBlocks);
+    const bool wasChanging = IsChangeUnderWay();
+    Inventory inventory = TakeInventory({mostBlocks, false});
+    facts.chosen = options.cache.empty() ? "" : Find(inventory, options.cache).Name();
     facts.config = GatherConfig(inventory);
     const Gathering gathering{mostBlocks, Mounts(), facts.unread};
     if (facts.config.damage) {
@@ -22,6 +24,11 @@ Facts GatherFacts(const GatherOptions& options) {
         facts.caches.push_back(GatherCache(cache, gathering));
     }
     GatherAppliance(facts, gathering);
+    // A change that began or ended meanwhile may be seen half-way.
+    const bool mayBeChanging = wasChanging || IsChangeUnderWay();
+    for (auto& cache : facts.caches) {
+        cache.mayBeChanging = mayBeChanging;
+    }
     return facts;
 }
 

@@ -156,6 +156,10 @@ void GatherMarkers(Facts& facts) {
 
 }  // namespace
 
+bool IsChangeUnderWay() {
+    return !LockHolders(HeldLocks(), kLifecycleLockPath).empty();
+}
+
 ConfigFacts GatherConfig(const Inventory& inventory) {
     ConfigFacts facts;
     const std::string text = TextAt(kConfigPath);

@@ -31,6 +31,9 @@ FlushFacts GatherFlush(const CacheFacts& cache, bool runs);
 
 ConfigFacts GatherConfig(const Inventory& inventory);
 
+// Whether a process holds the lock under which caches are created, loaded, unloaded and deleted.
+bool IsChangeUnderWay();
+
 // All that concerns no single cache.
 void GatherAppliance(Facts& facts, const Gathering& gathering);
 

@@ -126,17 +126,17 @@ std::vector<Mute> ReadMutes(std::int64_t now) {
     return mutes;
 }
 
-bool ApplyMutes(std::vector<Finding>& findings, std::int64_t now) {
+bool ApplyMutes(std::vector<Finding>& shown, const std::vector<Finding>& all, std::int64_t now) {
     auto mutes = ReadMutes(now);
-    const auto ended = std::erase_if(mutes, [&](const Mute& mute) { return HasGrown(mute, findings); });
-    for (auto& finding : findings) {
+    const auto ended = std::erase_if(mutes, [&](const Mute& mute) { return HasGrown(mute, all); });
+    for (auto& finding : shown) {
         for (const auto& mute : mutes) {
             if (IsMutedBy(finding, mute)) {
                 finding.mutedUntil = std::max(finding.mutedUntil.value_or(0), mute.until);
             }
         }
     }
-    return ended == 0 || EndGrown(findings, now);
+    return ended == 0 || EndGrown(all, now);
 }
 
 Mute MuteFindings(Mute mute, const std::vector<Finding>& findings, std::int64_t now) {

@@ -26,9 +26,9 @@ std::string NameOf(const Mute& mute);
 // Those in force at this time. Throws a Failure when they cannot be read.
 std::vector<Mute> ReadMutes(std::int64_t now);
 
-// Marks the findings that are muted, and ends the mutes of those that have grown worse; false when an end
-// could not be stored, so that it may come back. Only findings of all checks tell whether one has grown.
-bool ApplyMutes(std::vector<Finding>& findings, std::int64_t now);
+// Marks those of `shown` that are muted, and ends the mutes of what has grown worse by `all`, the findings of
+// all checks; false when an end could not be stored, so that the mute may come back.
+bool ApplyMutes(std::vector<Finding>& shown, const std::vector<Finding>& all, std::int64_t now);
 
 // Mutes what these findings tell of it. Throws a Failure when none does, or when that cannot be stored.
 Mute MuteFindings(Mute mute, const std::vector<Finding>& findings, std::int64_t now);

@@ -10,7 +10,8 @@ bool IsVolumeInUse(const CacheFacts& cache) {
 }
 
 std::optional<Finding> NotUp(const CacheFacts& cache) {
-    if (!cache.entry || !cache.entry->isLoaded || cache.entry->isUnfinished || !cache.IsKnownDown()) {
+    if (!cache.entry || !cache.entry->isLoaded || cache.entry->isUnfinished || !cache.IsKnownDown() ||
+        cache.mayBeChanging) {
         return std::nullopt;
     }
     Finding finding{"The cache is recorded as loaded, but it is not up."};
@@ -41,7 +42,7 @@ std::optional<Finding> DirtyAndDown(const CacheFacts& cache) {
 }
 
 std::optional<Finding> NotConfigured(const CacheFacts& cache) {
-    if (!cache.IsUp() || cache.entry || cache.entryIsUnknown) {
+    if (!cache.IsUp() || cache.entry || cache.entryIsUnknown || cache.mayBeChanging) {
         return std::nullopt;
     }
     Finding finding{"The cache runs, but no entry configures it."};
@@ -52,7 +53,7 @@ std::optional<Finding> NotConfigured(const CacheFacts& cache) {
 }
 
 std::optional<Finding> Unfinished(const CacheFacts& cache) {
-    if (!cache.entry || !cache.entry->isUnfinished || cache.mayBeUp) {
+    if (!cache.entry || !cache.entry->isUnfinished || cache.mayBeUp || cache.mayBeChanging) {
         return std::nullopt;
     }
     const bool isThere = cache.IsUp() || (cache.ssdSide.content && !cache.ssdSide.isOfOtherVolume);
@@ -70,7 +71,8 @@ std::optional<Finding> Unfinished(const CacheFacts& cache) {
 }
 
 std::optional<Finding> RecordedAsDown(const CacheFacts& cache) {
-    if (!cache.IsUp() || !cache.entry || cache.entry->isLoaded || cache.entry->isUnfinished) {
+    if (!cache.IsUp() || !cache.entry || cache.entry->isLoaded || cache.entry->isUnfinished ||
+        cache.mayBeChanging) {
         return std::nullopt;
     }
     Finding finding{"The cache is up, but recorded as not loaded."};

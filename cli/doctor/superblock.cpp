@@ -28,7 +28,8 @@ std::optional<Finding> OtherVolume(const CacheFacts& cache) {
 std::optional<Finding> NoCacheThere(const CacheFacts& cache) {
     const auto& ssd = cache.ssdSide;
     const bool isBeingMade = cache.entry && cache.entry->isUnfinished;
-    if (!ssd.isThere || ssd.content || ssd.isOfUnknownLayout || isBeingMade || cache.mayBeUp) {
+    if (!ssd.isThere || ssd.content || ssd.isOfUnknownLayout || isBeingMade || cache.mayBeUp ||
+        cache.mayBeChanging) {
         return std::nullopt;
     }
     Finding finding{fmt::format("Its SSD {} shows no cache.", cache.ssd)};
@@ -65,7 +66,7 @@ std::optional<Finding> OtherFormat(const CacheFacts& cache) {
 std::optional<Finding> NotInOrder(const CacheFacts& cache) {
     const auto& content = cache.ssdSide.content;
     if (!cache.entry || !content || cache.ssdSide.isOfOtherVolume || content->inOrder ||
-        !cache.IsKnownDown() || cache.entry->isUnfinished) {
+        !cache.IsKnownDown() || cache.entry->isUnfinished || cache.mayBeChanging) {
         return std::nullopt;
     }
     Finding finding{"Its cache device was not taken down in order."};

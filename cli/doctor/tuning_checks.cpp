@@ -62,7 +62,7 @@ std::optional<TuningKnobs> TuningKnobsOf(const CacheFacts& cache) {
 
 std::optional<Finding> OtherTuning(const CacheFacts& cache) {
     const auto knobs = TuningKnobsOf(cache);
-    if (!cache.entry || !knobs || cache.flush.runs) {
+    if (!cache.entry || !knobs || cache.flush.runs || cache.mayBeChanging) {
         return std::nullopt;
     }
     const auto differences = TuningDifferences(cache.entry->policy, *knobs);

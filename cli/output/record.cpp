@@ -121,7 +121,7 @@ std::string ToText(const Field& field, bool exactBytes) {
             } else if constexpr (std::is_same_v<Kind, std::string>) {
                 return Printable(value);
             } else if constexpr (std::is_same_v<Kind, Texts>) {
-                return Printable(fmt::format("{}", fmt::join(value, ", ")));
+                return value.empty() ? "-" : Printable(fmt::format("{}", fmt::join(value, ", ")));
             } else {
                 return NumberText(value, format);
             }

@@ -27,7 +27,8 @@ std::optional<HeldLock> LockIn(const std::string& line) {
 std::string ProcessText(pid_t pid) {
     std::string name;
     std::getline(std::ifstream(fmt::format("/proc/{}/comm", pid)), name);
-    return pid <= 0 ? "a process that is not told" : fmt::format("{} ({})", name.empty() ? "?" : name, pid);
+    return pid <= 0 ? "a process that is not told"
+                    : fmt::format("{} ({})", name.empty() ? "a process that is gone" : name, pid);
 }
 
 }  // namespace

@@ -44,20 +44,28 @@ void KeepThoseOf(std::vector<Finding>& findings, const std::string& cache) {
     });
 }
 
-// The name that findings have of a cache that the admin names in some way.
-std::string NameOfCache(const std::string& name) {
-    Inventory inventory = TakeInventory(0);
-    return Find(inventory, name).Name();
+std::string NothingWrong(const Facts& facts, bool ofAllChecks) {
+    const std::size_t count = facts.caches.size();
+    const std::string whole = !facts.chosen.empty() ? fmt::format(" with {}.", facts.chosen)
+                              : count == 0          ? "; there are no caches."
+                              : count == 1          ? " with 1 cache."
+                                                    : fmt::format(" with {} caches.", count);
+    return (ofAllChecks ? "Nothing is wrong" : "The chosen checks find nothing wrong") + whole;
 }
 
-std::string NothingWrong(const Facts& facts, const std::string& cache) {
-    if (!cache.empty()) {
-        return fmt::format("Nothing is wrong with {}.", cache);
+// The findings to be shown, those that are muted last.
+std::vector<Finding> FindingsOf(const Facts& facts, const std::set<std::string>& codes) {
+    const auto all = Diagnose(facts);
+    auto shown = Diagnose(facts, codes);
+    if (!ApplyMutes(shown, all, Now())) {
+        Note("a mute has ended, but that could not be stored: it may come back");
     }
-    const std::size_t count = facts.caches.size();
-    return count == 0   ? "Nothing is wrong; there are no caches."
-           : count == 1 ? "Nothing is wrong with 1 cache."
-                        : fmt::format("Nothing is wrong with {} caches.", count);
+    if (!facts.chosen.empty()) {
+        KeepThoseOf(shown, facts.chosen);
+    }
+    std::stable_partition(shown.begin(), shown.end(),
+                          [](const Finding& finding) { return !finding.mutedUntil; });
+    return shown;
 }
 
 void Examine(Context& context, const DoctorOptions& options) {
@@ -65,30 +73,9 @@ void Examine(Context& context, const DoctorOptions& options) {
     for (const auto& code : codes) {
         static_cast<void>(CheckOf(code));
     }
-    const std::string cache = options.cache.empty() ? "" : NameOfCache(options.cache);
-    const Facts facts = GatherFacts({options.deep});
-    // Mutes are of all findings; what is shown is chosen afterwards.
-    auto findings = Diagnose(facts);
-    if (!ApplyMutes(findings, Now())) {
-        Note("a mute has ended, but that could not be stored: it may come back");
-    }
-    if (!codes.empty()) {
-        auto chosen = Diagnose(facts, codes);
-        for (auto& finding : chosen) {
-            const auto same = std::find_if(findings.begin(), findings.end(), [&](const Finding& one) {
-                return one.code == finding.code && one.caches == finding.caches &&
-                       one.summary == finding.summary;
-            });
-            finding.mutedUntil = same == findings.end() ? std::nullopt : same->mutedUntil;
-        }
-        findings = std::move(chosen);
-    }
-    if (!cache.empty()) {
-        KeepThoseOf(findings, cache);
-    }
-    std::stable_partition(findings.begin(), findings.end(),
-                          [](const Finding& finding) { return !finding.mutedUntil; });
-    Answer answer{"findings", Layout::kTable, {}, "", NothingWrong(facts, cache)};
+    const Facts facts = GatherFacts({options.deep, options.cache});
+    const auto findings = FindingsOf(facts, codes);
+    Answer answer{"findings", Layout::kTable, {}, "", NothingWrong(facts, codes.empty())};
     for (const auto& finding : findings) {
         answer.records.push_back(DescribeFinding(finding, context.form));
     }
@@ -134,6 +121,13 @@ std::pair<std::string, std::string> SplitMute(const std::string& text) {
     return {code, colon == std::string::npos ? "" : text.substr(colon + 1)};
 }
 
+// What changes the mutes cannot be refused for its form any more.
+void BeginChange(const Context& context) {
+    Form form = context.form;
+    form.isTooLate = true;
+    SetForm(form);
+}
+
 void AddMute(Context& context, const DoctorOptions& options) {
     const auto [code, cache] = SplitMute(options.mute);
     const auto seconds = DurationOf(options.duration);
@@ -144,8 +138,9 @@ void AddMute(Context& context, const DoctorOptions& options) {
             fmt::format("vemocachectl doctor --mute {} --for 7d", options.mute), std::nullopt,
             FailureKind::kUsage};
     }
-    Mute mute{code, cache.empty() ? "" : NameOfCache(cache), Now() + *seconds};
-    const Mute muted = MuteFindings(std::move(mute), Diagnose(GatherFacts({options.deep})), Now());
+    const Facts facts = GatherFacts({options.deep, cache});
+    BeginChange(context);
+    const Mute muted = MuteFindings({code, facts.chosen, Now() + *seconds}, Diagnose(facts), Now());
     Print(One("mute", DescribeMute(muted),
               fmt::format("Muted {} until {}, unless it grows worse.", NameOf(muted), TimeText(muted.until))),
           context.json);
@@ -153,6 +148,7 @@ void AddMute(Context& context, const DoctorOptions& options) {
 
 void RemoveMute(Context& context, const DoctorOptions& options) {
     const auto [code, cache] = SplitMute(options.unmute);
+    BeginChange(context);
     Unmute(code, cache, Now());
     Print(One("unmuted", Record{{{"code", "Code", code}, {"cache", "Cache", KnownText(cache)}}},
               fmt::format("{} is muted no more.", options.unmute)),
@@ -186,18 +182,31 @@ std::vector<Argument> DeclareDoctor(DoctorOptions& options) {
             {.name = "--deep",
              .help = "also read what takes long: the block lists of large caches that are not up",
              .target = &options.deep},
-            {.name = "--explain", .help = "tell what a check's code means", .target = &options.explain},
-            {.name = "--list-checks", .help = "list all checks", .target = &options.listChecks},
+            {.name = "--explain",
+             .help = "tell what a check's code means",
+             .target = &options.explain,
+             .excludes = {"CACHE", "--check"}},
+            {.name = "--list-checks",
+             .help = "list all checks",
+             .target = &options.listChecks,
+             .excludes = {"CACHE", "--check", "--explain"}},
             {.name = "--mute",
              .help = "do not count CODE or CODE:CACHE for a time, until it grows worse",
              .target = &options.mute,
-             .needs = {"--for"}},
+             .needs = {"--for"},
+             .excludes = {"CACHE", "--check", "--explain", "--list-checks"}},
             {.name = "--for",
              .help = "how long: 30m, 12h, 7d, 4w",
              .target = &options.duration,
              .needs = {"--mute"}},
-            {.name = "--unmute", .help = "end the mute CODE or CODE:CACHE", .target = &options.unmute},
-            {.name = "--mutes", .help = "list the mutes", .target = &options.listMutes}};
+            {.name = "--unmute",
+             .help = "end the mute CODE or CODE:CACHE",
+             .target = &options.unmute,
+             .excludes = {"CACHE", "--check", "--explain", "--list-checks", "--mute"}},
+            {.name = "--mutes",
+             .help = "list the mutes",
+             .target = &options.listMutes,
+             .excludes = {"CACHE", "--check", "--explain", "--list-checks", "--mute", "--unmute"}}};
 }
 
 }  // namespace

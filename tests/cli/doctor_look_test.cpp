@@ -92,10 +92,14 @@ TEST(DoctorLook, SeesAnSsdThatIsNotSupportedBeneathItsRaid) {
 }
 
 TEST(DoctorLook, SeesWhoHoldsALock) {
+    CreateCache();
+    ASSERT_EQ(RunProgram({"dmsetup", "remove", "cachedev_0"}).code, 0);
+    EXPECT_EQ(OneFinding("VFC-D010", kWarning)["code"], "VFC-D010");
     const int lock = open("/run/lock/vemocachectl.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0644);
     ASSERT_EQ(flock(lock, LOCK_EX), 0);
     const std::string mine = "vemocachectl create (pid " + std::to_string(getpid()) + "), since now\n";
     ASSERT_EQ(pwrite(lock, mine.data(), mine.size(), 0), static_cast<ssize_t>(mine.size()));
+    EXPECT_EQ(Tool({"doctor", "--check", "VFC-D010"}).code, 0) << "it may be under way";
     const auto held = OneFinding("VFC-D091", 0);
     EXPECT_EQ(held["severity"], "info");
     EXPECT_THAT(held["summary"], HasSubstr("(" + std::to_string(getpid()) + ") holds the lock"));
@@ -103,7 +107,28 @@ TEST(DoctorLook, SeesWhoHoldsALock) {
     ASSERT_EQ(pwrite(lock, gone.data(), gone.size(), 0), static_cast<ssize_t>(gone.size()));
     EXPECT_THAT(OneFinding("VFC-D091", kWarning)["summary"], HasSubstr("is gone"));
     close(lock);
-    EXPECT_EQ(Tool({"doctor"}).code, 0);
+    EXPECT_EQ(Tool({"doctor", "--check", "VFC-D091"}).code, 0);
+}
+
+TEST(DoctorLook, TellsTheHandleStateAsTheLibraryDoes) {
+    CreateCache();
+    for (const char* state : {"flush", "repairing", "stop-writeback"}) {
+        ASSERT_EQ(Tool({"state", "set", "cachedev_0", state}).code, 0);
+        EXPECT_EQ(Answer({"state", "get", "cachedev_0"})["state"]["handle_state"], state);
+        EXPECT_EQ(OneFinding("VFC-D062", kWarning)["details"]["handle_state"], state);
+    }
+}
+
+TEST(DoctorLook, ReckonsTheMemoryAsTheLibraryDoes) {
+    CreateCache();
+    ASSERT_EQ(Tool({"create", "/dev/md4", "/dev/vg1/volume_2", "--size", "32M", "--format", "original"}).code,
+              0);
+    const auto needed = Answer({"memory"})["total"]["needed_bytes"];
+    std::ofstream("/tmp/meminfo") << "MemTotal:  100000 kB\nMemAvailable:  90000 kB\n";
+    ASSERT_EQ(RunProgram({"mount", "--bind", "/tmp/meminfo", "/proc/meminfo"}).code, 0);
+    EXPECT_EQ(OneFinding("VFC-D094", kWarning)["details"]["needed_bytes"], needed);
+    std::ofstream("/tmp/meminfo") << "MemFree:  1 kB\n";
+    EXPECT_EQ(OneFinding("VFC-D094", kUnknown)["code"], "VFC-D111");
 }
 
 // A list of 9 million blocks is more than is read unasked.
