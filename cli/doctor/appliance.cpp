@@ -117,9 +117,7 @@ std::vector<Finding> Overrides(const Facts& facts) {
     return findings;
 }
 
-}  // namespace
-
-std::vector<Check> ApplianceChecks() {
+std::vector<Check> ChecksOfLeftovers() {
     return {
         {"VFC-D090",
          Severity::kWarning,
@@ -151,6 +149,11 @@ std::vector<Check> ApplianceChecks() {
          {},
          nullptr,
          ForeignLocks},
+    };
+}
+
+std::vector<Check> ChecksOfTheMachine() {
+    return {
         {"VFC-D093",
          Severity::kWarning,
          DataLoss::kNo,
@@ -184,6 +187,16 @@ std::vector<Check> ApplianceChecks() {
          nullptr,
          Overrides},
     };
+}
+
+}  // namespace
+
+std::vector<Check> ApplianceChecks() {
+    auto checks = ChecksOfLeftovers();
+    for (auto& check : ChecksOfTheMachine()) {
+        checks.push_back(std::move(check));
+    }
+    return checks;
 }
 
 }  // namespace cli

@@ -12,11 +12,10 @@ struct Blocks {
 
 // Of a running write-back cache; nothing when they are not known.
 std::optional<Blocks> BlocksOf(const CacheFacts& cache) {
-    if (!cache.kernel || !cache.MayHoldDirty() || cache.kernel->blocks.value_or(0) == 0 ||
-        !cache.kernel->dirtyBlocks) {
-        return std::nullopt;
-    }
-    return Blocks{*cache.kernel->blocks, *cache.kernel->dirtyBlocks};
+    const auto total = cache.kernel ? cache.kernel->blocks : std::nullopt;
+    const auto dirty = cache.kernel ? cache.kernel->dirtyBlocks : std::nullopt;
+    return total && *total > 0 && dirty && cache.MayHoldDirty() ? std::optional(Blocks{*total, *dirty})
+                                                                : std::nullopt;
 }
 
 // So much above the threshold is more than a burst of writes.
@@ -55,9 +54,7 @@ std::optional<Finding> AllDirty(const CacheFacts& cache) {
     Finding finding{"All of its blocks are dirty: there is no room for another."};
     finding.details = DirtyFields(cache);
     finding.details.push_back(Number("total_blocks", "Blocks", blocks->total));
-    if (const auto refused = cache.Counter("no_room")) {
-        finding.details.push_back({"no_room", "Times without room", *refused});
-    }
+    finding.details.push_back(CountField("no_room", "Times without room", cache.Counter("no_room")));
     finding.commands = {CommandOn("status", cache)};
     finding.advice = fmt::format(
         "All I/O waits for the volume now. See why it takes nothing back: its handle state, its errors, "

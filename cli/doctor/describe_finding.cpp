@@ -48,8 +48,8 @@ std::string HeadOf(const Finding& finding, const std::string& rank) {
 
 std::string MutedText(const Finding& finding, const Form& form) {
     return HeadOf(finding, "muted") +
-           Wrapped(fmt::format("{} ({}, muted until {})", finding.summary, SeverityText(*finding.severity),
-                               TimeText(*finding.mutedUntil)),
+           Wrapped(fmt::format("{} ({}, muted until {})", finding.summary, SeverityText(SeverityOf(finding)),
+                               TimeText(finding.mutedUntil.value_or(0))),
                    "  ", ProseWidth(form));
 }
 
@@ -57,10 +57,10 @@ std::string ProseOf(const Finding& finding, const Form& form) {
     if (finding.mutedUntil) {
         return MutedText(finding, form);
     }
-    std::string text = HeadOf(finding, SeverityText(*finding.severity)) +
+    std::string text = HeadOf(finding, SeverityText(SeverityOf(finding))) +
                        Wrapped(finding.summary, "  ", ProseWidth(form)) + DetailLines(finding.details, form);
-    if (*finding.severity != Severity::kUnknown) {
-        text += fmt::format("  Can data be lost: {}\n", LossText(*finding.dataLoss));
+    if (SeverityOf(finding) != Severity::kUnknown) {
+        text += fmt::format("  Can data be lost: {}\n", LossText(LossOf(finding)));
     }
     text += Wrapped(finding.advice, "  ", ProseWidth(form));
     for (const auto& command : finding.commands) {
@@ -76,15 +76,15 @@ std::string Counted(std::uint64_t number, const char* one, const char* many) {
 }  // namespace
 
 Record DescribeFinding(const Finding& finding, const Form& form) {
-    const bool isMuted = finding.mutedUntil.has_value();
-    Record record{{{"severity", "Severity", SeverityText(*finding.severity)},
+    const Value until = finding.mutedUntil ? Value(IsoTime(*finding.mutedUntil)) : Value();
+    Record record{{{"severity", "Severity", SeverityText(SeverityOf(finding))},
                    {"code", "Code", finding.code},
                    {"caches", "Caches", finding.caches},
                    {"summary", "Summary", finding.summary, Format::kSentence},
                    {"count", "Count", finding.count},
-                   {"data_loss", "Data loss", LossValue(*finding.dataLoss)},
-                   {"muted", "Muted", isMuted},
-                   {"muted_until", "Muted until", isMuted ? Value(IsoTime(*finding.mutedUntil)) : Value()},
+                   {"data_loss", "Data loss", LossValue(LossOf(finding))},
+                   {"muted", "Muted", finding.mutedUntil.has_value()},
+                   {"muted_until", "Muted until", until},
                    {"details", "Details", {}, Format::kParts},
                    {"commands", "Commands", finding.commands},
                    {"advice", "Advice", KnownText(finding.advice)}}};

@@ -75,7 +75,8 @@ std::optional<std::int64_t> Growth(const CacheFacts& cache) {
 
 std::vector<Field> SizeFields(const CacheFacts& cache) {
     return {Number("volume_bytes", "Volume", cache.volumeSide.bytes, Format::kBytes),
-            Number("device_bytes", "Cache device", cache.kernel->bytes, Format::kBytes)};
+            Number("device_bytes", "Cache device", cache.kernel ? cache.kernel->bytes : std::nullopt,
+                   Format::kBytes)};
 }
 
 std::optional<Finding> GrownVolume(const CacheFacts& cache) {

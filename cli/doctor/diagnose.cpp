@@ -35,17 +35,17 @@ void RunCheck(const Check& check, const Facts& facts, std::vector<Finding>& find
 }
 
 // What could not be read, with the chosen checks that were not made for it.
-void TellUnread(const Check& teller, const Facts& facts, const std::vector<const Check*>& chosen,
-                std::vector<Finding>& findings) {
+void TellUnread(const Check& teller, Source source, const Facts& facts,
+                const std::vector<const Check*>& chosen, std::vector<Finding>& findings) {
     Texts codes;
     for (const Check* check : chosen) {
-        if (Needs(*check, *teller.tellsUnread)) {
+        if (Needs(*check, source)) {
             codes.emplace_back(check->code);
         }
     }
     const bool isChosen = std::find(chosen.begin(), chosen.end(), &teller) != chosen.end();
     for (const auto& unread : facts.unread) {
-        if (unread.source != teller.tellsUnread || (codes.empty() && !isChosen)) {
+        if (unread.source != source || (codes.empty() && !isChosen)) {
             continue;
         }
         Finding finding{fmt::format("{}: {}.", teller.title, unread.why)};
@@ -72,7 +72,7 @@ std::vector<Finding> Diagnose(const Facts& facts, const std::set<std::string>& c
     }
     for (const auto& check : AllChecks()) {
         if (check.tellsUnread) {
-            TellUnread(check, facts, chosen, findings);
+            TellUnread(check, *check.tellsUnread, facts, chosen, findings);
         }
     }
     std::sort(findings.begin(), findings.end(), [](const Finding& a, const Finding& b) {

@@ -20,9 +20,8 @@ namespace cli {
 struct GatherOptions {
     bool deep = false;  // reads what takes long, too: the lists of blocks of large caches that are not up
     // A cache as an admin names it, which Facts::chosen tells the name of. Throws a Failure when there is
-    // none. NOLINTNEXTLINE(readability-redundant-member-init): g++ warns of a member left out, unless it has
-    // one.
-    std::string cache = {};
+    // none.
+    std::string cache = {};  // NOLINT(readability-redundant-member-init): g++ warns of one that is left out
 };
 
 // Starts one program for each cache device that is up, reads some twenty small files of each, and of each

@@ -16,8 +16,7 @@ std::uint64_t ErrorCount(const CacheFacts& cache, std::initializer_list<const ch
 void AddCounts(Finding& finding, const CacheFacts& cache,
                std::initializer_list<std::pair<const char*, const char*>> names) {
     for (const auto& [name, label] : names) {
-        const auto count = cache.Error(name);
-        finding.details.push_back({name, label, count ? Value(*count) : Value()});
+        finding.details.push_back(CountField(name, label, cache.Error(name)));
     }
 }
 

@@ -6,10 +6,9 @@ namespace {
 std::optional<std::int64_t> CountOf(const std::optional<KernelFacts>& kernel,
                                     const std::optional<Counts> KernelFacts::* counts,
                                     std::string_view name) {
-    if (!kernel || !((*kernel).*counts)) {
-        return std::nullopt;
-    }
-    return CountIn(*((*kernel).*counts), name);
+    const std::optional<Counts> none;
+    const auto& known = kernel ? (*kernel).*counts : none;
+    return known ? CountIn(*known, name) : std::nullopt;
 }
 
 }  // namespace

@@ -36,4 +36,12 @@ struct Finding {
     // NOLINTEND(readability-redundant-member-init)
 };
 
+// Of a finding that Diagnose handed out.
+inline Severity SeverityOf(const Finding& finding) {
+    return finding.severity.value_or(Severity::kUnknown);
+}
+inline DataLoss LossOf(const Finding& finding) {
+    return finding.dataLoss.value_or(DataLoss::kUnknown);
+}
+
 }  // namespace cli

@@ -90,7 +90,7 @@ std::optional<Finding> OddState(const CacheFacts& cache) {
                             : "Its knobs make up no known handle state."};
     finding.details = {{"handle_state", "Handle state", StateText(*state)}};
     for (const char* knob : {"cache_all", "do_sync", "max_clean_ios_total", "max_clean_ios_set"}) {
-        finding.details.push_back({knob, knob, cache.Knob(knob) ? Value(*cache.Knob(knob)) : Value()});
+        finding.details.push_back(CountField(knob, knob, cache.Knob(knob)));
     }
     finding.commands = {CommandOn("state set", cache, "normal")};
     finding.advice =

@@ -76,7 +76,7 @@ Mute Measured(const Mute& mute, const std::vector<Finding>& findings) {
     now.count = 0;
     for (const auto& finding : findings) {
         if (IsMutedBy(finding, mute)) {
-            now.severity = std::max(now.severity, finding.severity.value_or(Severity::kInfo));
+            now.severity = std::max(now.severity, SeverityOf(finding));
             now.count += finding.count;
         }
     }
@@ -167,7 +167,7 @@ void Unmute(const std::string& code, const std::string& cache, std::int64_t now)
 std::optional<std::int64_t> DurationOf(const std::string& text) {
     constexpr std::array<std::pair<char, std::int64_t>, 4> kUnits = {
         {{'m', 60}, {'h', 3600}, {'d', 86400}, {'w', 604800}}};
-    constexpr std::int64_t kLongest = 366 * 86400;
+    constexpr std::int64_t kLongest = std::int64_t{366} * 86400;
     std::int64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     for (const auto& [unit, seconds] : kUnits) {

@@ -21,6 +21,11 @@ inline Field Number(const std::string& key, const std::string& label,
     return {key, label, number ? Value(*number) : Value(), format};
 }
 
+inline Field CountField(const std::string& key, const std::string& label,
+                        const std::optional<std::int64_t>& number) {
+    return {key, label, number ? Value(*number) : Value()};
+}
+
 inline Field DeviceField(const std::string& key, const std::string& label, const std::string& path) {
     return {key, label, KnownText(path), Format::kDevice};
 }
