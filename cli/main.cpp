@@ -18,9 +18,9 @@ constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
 constexpr int kExitNo = 3;
 
-int Refuse(const cli::Failure& failure, bool json) {
-    cli::Print(failure, json);
-    return failure.kind == cli::FailureKind::kUsage ? kExitUsage : kExitFailed;
+int Refuse(const cli::Failure& failure, const cli::Context& context) {
+    cli::Print(failure, context.json);
+    return context.failureCode.value_or(failure.kind == cli::FailureKind::kUsage ? kExitUsage : kExitFailed);
 }
 
 int Run(const cli::Request& request, cli::Context& context) {
@@ -29,11 +29,11 @@ int Run(const cli::Request& request, cli::Context& context) {
             throw cli::Failure{"vemocachectl must be run by root", "devices and knobs are root's", ""};
         }
         request.action(context);
-        return context.failed ? kExitFailed : context.saidNo ? kExitNo : 0;
+        return context.exitCode.value_or(context.failed ? kExitFailed : context.saidNo ? kExitNo : 0);
     } catch (const cli::Failure& failure) {
-        return Refuse(failure, context.json);
+        return Refuse(failure, context);
     } catch (const std::exception& error) {
-        return Refuse(cli::Failure{"unexpected error", error.what(), ""}, context.json);
+        return Refuse(cli::Failure{"unexpected error", error.what(), ""}, context);
     }
 }
 
@@ -54,13 +54,13 @@ void OccupyStandardDescriptors() {
 }
 
 // The exit code, where an answer that nobody got is a failure.
-int End(int code) {
+int End(int code, const cli::Context& context) {
     const auto lost = cli::LostOutput();
     if (!lost) {
         return code;
     }
     cli::Print(*lost, false);
-    return kExitFailed;
+    return context.failureCode.value_or(kExitFailed);
 }
 
 }  // namespace
@@ -74,12 +74,12 @@ int main(int argc, char** argv) {
     context.form.columns = cli::TerminalWidth(STDOUT_FILENO);
     cli::SetForm(context.form);
     if (request.refusal) {
-        return End(Refuse(*request.refusal, context.json));
+        return End(Refuse(*request.refusal, context), context);
     }
     if (!request.action) {
         cli::PrintText(request.text);
-        return End(0);
+        return End(0, context);
     }
     cli::OpenSystemLog(context.verbose);
-    return End(Run(request, context));
+    return End(Run(request, context), context);
 }

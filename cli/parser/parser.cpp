@@ -93,9 +93,10 @@ void DeclareArguments(CLI::App& app, const Verb& verb) {
 
 std::string FooterOf(const Verb& verb) {
     const std::string example = verb.example.empty() ? "" : "Example:\n  " + verb.example + "\n\n";
-    const std::string exits =
-        verb.no.empty() ? "" : fmt::format("Exit codes:\n  0  yes\n  3  no: {}\n\n", verb.no);
-    return exits + example + "General options and exit codes: vemocachectl --help";
+    const std::string yesOrNo = verb.no.empty() ? "" : fmt::format("  0  yes\n  3  no: {}\n", verb.no);
+    const std::string codes = verb.exits.empty() ? yesOrNo : verb.exits;
+    return (codes.empty() ? "" : fmt::format("Exit codes:\n{}\n", codes)) + example +
+           "General options and exit codes: vemocachectl --help";
 }
 
 void AddVerb(CLI::App& parent, const Verb& verb, Request& request, Context& context) {
@@ -103,9 +104,11 @@ void AddVerb(CLI::App& parent, const Verb& verb, Request& request, Context& cont
     DeclareArguments(*app, verb);
     app->footer(FooterOf(verb));
     if (verb.action) {
-        app->callback([&request, &context, action = verb.action, changes = !verb.onlyReports] {
+        app->callback([&request, &context, action = verb.action, changes = !verb.onlyReports,
+                       failureCode = verb.failureCode] {
             request.action = action;
             context.form.isTooLate = changes;
+            context.failureCode = failureCode;
         });
     }
     for (const auto& child : verb.verbs) {
@@ -145,6 +148,15 @@ std::string KinOf(const std::string& stranger, const CLI::App& app) {
     }
     const std::string kin = base::Nearest(stranger, verbs);
     return kin.empty() ? "" : fmt::format("; did you mean {}?", kin);
+}
+
+// What stands for a failure of the verb that the command line names, though it cannot be understood.
+std::optional<int> FailureCodeOf(const CLI::App& app, const std::vector<Verb>& verbs) {
+    const auto chosen = app.get_subcommands();
+    const auto verb = std::find_if(verbs.begin(), verbs.end(), [&](const Verb& one) {
+        return !chosen.empty() && chosen.front()->get_name() == one.name;
+    });
+    return verb == verbs.end() ? std::nullopt : verb->failureCode;
 }
 
 Failure WrongUsage(const CLI::App& app, const std::string& why) {
@@ -221,6 +233,7 @@ Request Parse(int argc, char** argv, const std::vector<Verb>& verbs, Context& co
         }
         // The flag may stand behind the argument at which parsing stopped.
         context.json = std::any_of(argv, argv + argc, [](std::string_view word) { return word == "--json"; });
+        context.failureCode = FailureCodeOf(app, verbs);
         request.refusal = WrongUsage(app, error.what());
         return request;
     }

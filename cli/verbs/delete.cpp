@@ -82,7 +82,7 @@ Settled SettleDirtyBlocks(const Context& context, const DeleteOptions& options, 
     // The library's own removal goes on when its flush is cancelled, and wipes the SSD then: a flush that
     // may be cancelled has to be over before. Its progress goes to standard error: the answer is one JSON
     // object.
-    const Flushed flushed = RunFlush(cache, false);
+    const Flushed flushed = RunFlush(cache, false, {.keepsState = true});
     if (flushed.end == FlushEnd::kCancelled) {
         Failure failure{fmt::format("the flush was cancelled, {} is not deleted", cache.Name()),
                         "the cache runs as before", ""};

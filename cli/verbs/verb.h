@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <variant>
@@ -20,6 +21,9 @@ struct Context {
     Form form;            // of all answers
     bool failed = false;  // part of the work failed, and the printed answer says what
     bool saidNo = false;  // the answer to the verb's question is "no"
+    // Of a verb that has exit codes of its own: what its answer says, and what stands for every failure.
+    std::optional<int> exitCode;
+    std::optional<int> failureCode;
 };
 
 // What a shell may offer for an argument.
@@ -63,6 +67,9 @@ struct Verb {
     bool onlyReports = false;  // it changes nothing
     std::string no = {};       // what "no" means, where the exit code answers a question; empty: it does not
     std::vector<Verb> verbs = {};  // of a group, which has no action of its own
+    // Exit codes of its own, a line each for the help, and the one that stands for every failure.
+    std::string exits = {};
+    std::optional<int> failureCode = {};
 };
 
 // NOLINTEND(readability-redundant-member-init)
