@@ -91,7 +91,7 @@ Fields Reads() {
             Counter("uncached_reads", "Uncached reads", kRequests, "uncached_reads",
                     "reads that the cache did not take up"),
             Rate("reads_per_second", "Reads/s", "reads", "read requests"),
-            Gauge("interval_read_hit_percent", "Read hits", kPercent, kInterval, IntervalReadHitPercent,
+            Gauge("interval_read_hit_percent", "Hits", kPercent, kInterval, IntervalReadHitPercent,
                   "hits among the interval's reads that did not bypass the cache as sequential"),
             Rate("uncached_sequential_reads_per_second", "Sequential reads/s", "uncached_sequential_reads",
                  "reads that bypassed the cache as sequential"),

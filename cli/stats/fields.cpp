@@ -17,11 +17,12 @@ Format FormatOf(Unit unit) {
             return Format::kPercent;
         case Unit::kSeconds:
             return Format::kSeconds;
-        case Unit::kNone:
         case Unit::kRequests:
         case Unit::kBlocks:
         case Unit::kErrors:
         case Unit::kPerSecond:
+            return Format::kNumber;
+        case Unit::kNone:
             break;
     }
     return Format::kPlain;

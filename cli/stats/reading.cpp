@@ -2,9 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 #include "caches/describe.h"
 #include "caches/kernel_state.h"
@@ -12,10 +13,8 @@
 namespace cli {
 namespace {
 
-// Read at once and whole: of two readings the later one may show hits whose requests the earlier one lacks.
-Numbers NumbersInFile(const std::string& kernelName, const char* file) {
-    std::ifstream stream(fmt::format("/proc/flashcache/{}/{}", kernelName, file));
-    return NumbersIn(std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()));
+std::string FileOf(const std::string& kernelName, const char* file) {
+    return fmt::format("/proc/flashcache/{}/{}", kernelName, file);
 }
 
 }  // namespace
@@ -40,6 +39,15 @@ Numbers NumbersIn(std::string_view text) {
     return numbers;
 }
 
+// Read at once and whole: of two readings the later one may show hits whose requests the earlier one lacks.
+Numbers NumbersInFile(const std::string& path) {
+    const std::ifstream stream(path);
+    std::ostringstream text;
+    // Unlike iterators it does not throw when the cache, and its file, go just then.
+    text << stream.rdbuf();
+    return text.good() ? NumbersIn(text.str()) : Numbers();
+}
+
 std::optional<std::uint64_t> NumberOf(const Numbers& numbers, std::string_view name) {
     const auto found = numbers.find(name);
     return found == numbers.end() ? std::nullopt : std::optional(found->second);
@@ -53,8 +61,8 @@ Reading ReadingOf(const Cache& cache) {
     reading.blockSize = cache.BlockSize();
     if (cache.IsUp() && cache.pair) {
         const std::string kernelName = KernelName(cache.pair->ssd, cache.pair->volume);
-        reading.counters = NumbersInFile(kernelName, "flashcache_stats");
-        reading.errors = NumbersInFile(kernelName, "flashcache_errors");
+        reading.counters = NumbersInFile(FileOf(kernelName, "flashcache_stats"));
+        reading.errors = NumbersInFile(FileOf(kernelName, "flashcache_errors"));
         reading.totalBlocks = cache.pair->blocks;
         reading.cachedBlocks = cache.stat ? std::optional(cache.stat->CachedBlocks) : std::nullopt;
     }

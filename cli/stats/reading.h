@@ -40,6 +40,9 @@ Reading Gone(const std::string& name);
 // out.
 Numbers NumbersIn(std::string_view text);
 
+// The numbers in a file of that form; none when it cannot be read.
+Numbers NumbersInFile(const std::string& path);
+
 // The number of this name; nothing where the kernel has none.
 std::optional<std::uint64_t> NumberOf(const Numbers& numbers, std::string_view name);
 

