@@ -141,7 +141,7 @@ Flushed RunFlush(const Cache& cache, bool json) {
     try {
         RequireStopped(cache, outcome, former);
     } catch (Failure& failure) {
-        AddLoss(failure, cache, lost);
+        AddLoss(failure, cache.Volume(), lost);
         throw;
     }
     return {FlushEnd::kCancelled, lost};

@@ -33,7 +33,7 @@ Record DescribeFlush(const std::string& name, const std::string& result, const s
     const auto progress = FieldsOf(ProgressMeter(cache).Read());
     record.fields.insert(record.fields.end(), progress.begin(), progress.end());
     if (lost) {
-        const auto losses = lost->Fields();
+        const auto losses = FieldsOf(*lost);
         record.fields.insert(record.fields.end(), losses.begin(), losses.end());
     }
     return record;
@@ -61,7 +61,7 @@ void FlushOne(Context& context, const Cache& cache) {
     const Flushed flushed = RunFlush(cache, context.json);
     std::string headline = HeadlineOfFlush(cache, flushed);
     if (!flushed.lost.IsNone()) {
-        headline = flushed.lost.Text(cache) + " " + headline;
+        headline = TextOf(flushed.lost, cache.Volume()) + " " + headline;
     }
     context.failed = flushed.end == FlushEnd::kCancelled || !flushed.lost.IsNone();
     TellFlushed(context, cache, flushed.end == FlushEnd::kDone ? "done" : "cancelled", headline,

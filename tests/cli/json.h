@@ -50,12 +50,12 @@ class Json {
     friend bool operator==(const Json& json, std::string_view text) {
         return json.IsText() && json.text_ == text;
     }
-    friend bool operator==(const Json& json, std::same_as<bool> auto flag) {
+    friend bool operator==(const Json& json, const char* text) { return json == std::string_view(text); }
+    friend bool operator==(const Json& json, bool flag) {
         return json.IsBool() && (json.text_ == "true") == flag;
     }
-    friend bool operator==(const Json& json, std::integral auto number)
-        requires(!std::same_as<decltype(number), bool>)
-    {
+    template <std::integral Number>
+    friend bool operator==(const Json& json, Number number) {
         return json.kind_ == Kind::kNumber && json.text_ == std::to_string(number);
     }
     friend bool operator==(const Json& json, const Json& other) {
