@@ -16,7 +16,8 @@ using Value = std::variant<std::monostate, bool, std::int64_t, std::uint64_t, do
 
 // How text shows a number; JSON always holds the bare number in the unit that the field's key names.
 // A device's path loses its folder in tables alone; a sentence stands below a table that it makes too wide.
-enum class Format { kPlain, kBytes, kPercent, kSeconds, kDevice, kBar, kSentence };
+// A kNumber is a plain one, known or not.
+enum class Format { kPlain, kNumber, kBytes, kPercent, kSeconds, kDevice, kBar, kSentence };
 
 struct Field {
     std::string key;    // in JSON; never renamed, since scripts read it

@@ -27,6 +27,9 @@ class Json {
     [[nodiscard]] bool IsText() const { return kind_ == Kind::kText; }
     [[nodiscard]] bool IsObject() const { return kind_ == Kind::kObject; }
 
+    // As JSON Schema calls its type; "integer" for a number without a point.
+    [[nodiscard]] std::string TypeName() const;
+
     // Of an array or object.
     [[nodiscard]] std::size_t size() const { return items_.size(); }
     [[nodiscard]] bool empty() const { return items_.empty(); }
