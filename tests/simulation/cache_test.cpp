@@ -43,7 +43,7 @@ class VolatileDisk {
   public:
     VolatileDisk(std::string path, uint64_t bytes) : path_(std::move(path)), file_(MakeFile(bytes)) {}
 
-    void PowerUp(uint64_t seed, std::function<void()> beforeUse) {
+    void PowerUp(uint64_t seed, std::function<void(const DiskRequest&)> beforeUse) {
         Unflushed::TakeBack(unflushed_.Get(), file_.Get());
         disk_ = Disk(path_, Copy(file_), base::UniqueFd(), Unflushed(Copy(unflushed_), seed));
         disk_.BeforeEachUse(std::move(beforeUse));
@@ -184,8 +184,8 @@ class Model {
 
     void PowerUp() {
         for (VolatileDisk* disk : {&ssd_, &space_}) {
-            disk->PowerUp(random_(), [this] {
-                if (usesLeft_ > 0 && --usesLeft_ == 0) {
+            disk->PowerUp(random_(), [this](const DiskRequest& request) {
+                if (request.use != DiskUse::kRead && usesLeft_ > 0 && --usesLeft_ == 0) {
                     throw PowerCut{};
                 }
             });
