@@ -123,7 +123,10 @@ void Cache::WriteSsd(Job& job, const Test& wanted) {
         }
         job.failed = job.failed || run.isDirty;
         for (Step* step : run.steps) {
-            if (!run.isDirty) {
+            if (run.isDirty) {
+                placement_.MarkDirty(*step->slot);
+                step->toSpace = false;  // or the volume would have what the slot has not
+            } else {
                 GiveUpSlot(*step);
                 Count(Counter::kDiskWrites, step->toSpace ? 0 : 1);
                 step->toSpace = true;

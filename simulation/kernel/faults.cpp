@@ -58,7 +58,7 @@ std::string Faults::Take(const std::string& name) {
     if (rule.times == 0) {
         return "";
     }
-    --rule.times;
+    rule.times -= rule.times == kAlways ? 0 : 1;
     return rule.action;
 }
 
