@@ -15,8 +15,6 @@
 namespace cli {
 namespace {
 
-constexpr const char* kConfigLock = "/run/lock/ssdcache.lock";
-
 FLASHCACHE_CONFIG_SEARCH BySection(const std::string& section) {
     FLASHCACHE_CONFIG_SEARCH search{};
     search.type = FLASHCACHE_SEARCH_BY_SECTION;

@@ -11,6 +11,9 @@ namespace cli {
 inline constexpr const char* kConfigAdvice =
     "check that /usr/vemo/etc, /tmp and /run/lock can be written and have room, then try again";
 
+// The lock under which the library reads and writes entries.
+inline constexpr const char* kConfigLock = "/run/lock/ssdcache.lock";
+
 // What a new entry holds besides the cache's own numbers.
 struct NewEntry {
     std::string section;

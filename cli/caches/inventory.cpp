@@ -112,11 +112,11 @@ std::string Cache::ForeignVolume() const {
     return onSsd && !SameDevice(onSsd->volume, Volume()) ? onSsd->volume : "";
 }
 
-Inventory TakeInventory() {
+Inventory TakeInventory(const InventoryOptions& options) {
     Inventory inventory;
     ReadEntries(inventory);
     LookForDamage(inventory);
-    std::vector<RunningCache> running = RunningCaches();
+    std::vector<RunningCache> running = RunningCaches(options.withStatus);
     const bool allKnown =
         std::all_of(running.begin(), running.end(), [](const auto& one) { return one.pair.has_value(); });
     for (const FLASHCACHE_CONFIG* entry = inventory.entries.get(); entry != nullptr; entry = entry->Next) {
@@ -128,7 +128,8 @@ Inventory TakeInventory() {
             running.erase(match);
         } else {
             cache.mayBeUp = !allKnown && IsKnownToKernel(*entry);
-            cache.onSsd = cache.mayBeUp ? std::nullopt : ReadSsdContent(TextOrEmpty(entry->SSDDevPath));
+            cache.onSsd = cache.mayBeUp ? std::nullopt
+                                        : ReadSsdContent(TextOrEmpty(entry->SSDDevPath), options.mostBlocks);
         }
         cache.entry = entry;
         inventory.caches.push_back(std::move(cache));

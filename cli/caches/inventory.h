@@ -48,7 +48,13 @@ struct Inventory {
     [[nodiscard]] const Failure* ConfigProblem() const;
 };
 
-Inventory TakeInventory();
+struct InventoryOptions {
+    std::uint64_t mostBlocks =
+        kAnyBlocks;          // up to which the dirty blocks are counted on SSDs whose cache is down
+    bool withStatus = true;  // false: the tables alone, with one program for each device and nothing else
+};
+
+Inventory TakeInventory(const InventoryOptions& options = {});
 
 // Throws what is wrong with the configuration, if anything is.
 void RequireWholeConfig(const Inventory& inventory);

@@ -78,9 +78,13 @@ std::optional<std::uint64_t> NumberIn(const std::optional<std::string>& text, st
     return isWhole ? std::optional(number) : std::nullopt;
 }
 
-RunningCache Look(const std::string& device) {
+RunningCache Look(const std::string& device, bool withStatus) {
     RunningCache cache;
     cache.device = device;
+    if (!withStatus) {
+        cache.pair = PairIn(TableOf(device));
+        return cache;
+    }
     FLASHCACHE_STAT_SEARCH search{};
     search.type = FLASHCACHE_SEARCH_BY_CACHE_DEV_PATH;
     search.CacheDevPath = cache.device.c_str();
@@ -89,9 +93,9 @@ RunningCache Look(const std::string& device) {
     cache.stat.reset(stat);
     cache.statError = outcome.slot;
     if (cache.stat) {
-        cache.pair =
-            Pair{cache.stat->SSDDevPath, cache.stat->SpacePath, cache.stat->WriteMode,
-                 static_cast<std::uint64_t>(cache.stat->BlockSizeKB) * 1024, cache.stat->TotalBlocks};
+        cache.pair = Pair{cache.stat->SSDDevPath,  cache.stat->SpacePath,
+                          cache.stat->WriteMode,   static_cast<std::uint64_t>(cache.stat->BlockSizeKB) * 1024,
+                          cache.stat->TotalBlocks, cache.stat->CachedBlocks};
     } else {
         cache.pair = PairIn(TableOf(device));
     }
@@ -106,18 +110,19 @@ std::optional<Pair> PairIn(std::string_view table) {
     if (!ssd || !volume || ssd->empty() || volume->empty()) {
         return std::nullopt;
     }
-    Pair pair{std::move(*ssd), std::move(*volume), ModeOf(TakeBracketed(table, "cache mode")), 0, {}};
+    Pair pair{std::move(*ssd), std::move(*volume), ModeOf(TakeBracketed(table, "cache mode")), 0, {}, {}};
     pair.blockSize = NumberIn(TakeBracketed(table, "data block size"), "K").value_or(0) * 1024;
     pair.blocks = NumberIn(TakeBracketed(table, "total blocks"), "");
+    pair.cachedBlocks = NumberIn(TakeBracketed(table, "cached blocks"), "");
     return pair;
 }
 
-std::vector<RunningCache> RunningCaches() {
+std::vector<RunningCache> RunningCaches(bool withStatus) {
     std::vector<RunningCache> running;
     for (const auto& device : DevicePaths()) {
         // A plain file of that name is no cache device.
         if (IsBlockDevice(device)) {
-            running.push_back(Look(device));
+            running.push_back(Look(device, withStatus));
         }
     }
     return running;

@@ -19,6 +19,7 @@ struct Pair {
     std::optional<std::int32_t> mode;  // a FLASHCACHE_WRITE_MODE, as the kernel tells modes
     std::uint64_t blockSize = 0;       // bytes; 0: not known
     std::optional<std::uint64_t> blocks;
+    std::optional<std::uint64_t> cachedBlocks;
 };
 
 struct RunningCache {
@@ -29,8 +30,8 @@ struct RunningCache {
 };
 
 // All that are up, by name. The library's own search by SSD or volume compares beginnings of paths and takes
-// /dev/md3 for /dev/md30; this asks each device for itself.
-std::vector<RunningCache> RunningCaches();
+// /dev/md3 for /dev/md30; this asks each device for itself. Without the status, only the table is read.
+std::vector<RunningCache> RunningCaches(bool withStatus = true);
 
 // The pair in the table of a cache device, which has lines such as
 // "\tssd dev (/dev/md3), disk dev (/dev/vg1/volume_1) cache mode(WRITE_BACK)",

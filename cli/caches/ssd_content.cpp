@@ -48,7 +48,7 @@ std::optional<std::uint64_t> CountDirty(int device, std::uint64_t slots) {
 
 }  // namespace
 
-std::optional<SsdContent> ReadSsdContent(const std::string& ssd) {
+std::optional<SsdContent> ReadSsdContent(const std::string& ssd, std::uint64_t mostBlocks) {
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): open has no other form.
     const base::UniqueFd device(open(ssd.c_str(), O_RDONLY | O_CLOEXEC));
     base::Superblock superblock;
@@ -67,7 +67,9 @@ std::optional<SsdContent> ReadSsdContent(const std::string& ssd) {
     content.blockSize = superblock.blockSize;
     content.blocks = superblock.slots;
     content.inOrder = superblock.clean != 0;
-    content.dirtyBlocks = CountDirty(device.Get(), superblock.slots);
+    if (superblock.slots <= mostBlocks) {
+        content.dirtyBlocks = CountDirty(device.Get(), superblock.slots);
+    }
     return content;
 }
 

@@ -24,7 +24,11 @@ struct SsdContent {
     [[nodiscard]] std::uint64_t Bytes() const { return blocks * blockSize; }
 };
 
-// Nothing when no cache lies there, or in a layout that is not known.
-std::optional<SsdContent> ReadSsdContent(const std::string& ssd);
+// No limit to what is read of an SSD's list of blocks, of 8 bytes each.
+inline constexpr std::uint64_t kAnyBlocks = UINT64_MAX;
+
+// Nothing when no cache lies there, or in a layout that is not known. The dirty blocks of a cache with more
+// than `mostBlocks` blocks are not counted.
+std::optional<SsdContent> ReadSsdContent(const std::string& ssd, std::uint64_t mostBlocks = kAnyBlocks);
 
 }  // namespace cli

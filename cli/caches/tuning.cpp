@@ -21,11 +21,7 @@ bool StaysDirty(std::int32_t mode) {
     return mode == FLASHCACHE_WRITE_BACK || mode == FLASHCACHE_WRITE_BACK_CRASH;
 }
 
-}  // namespace
-
-std::optional<FLASHCACHE_POLICY> RunningTuning(const Cache& cache) {
-    FLASHCACHE_POLICY policy{};
-    policy.WriteMode = cache.Mode().value_or(FLASHCACHE_WRITE_BACK);
+std::optional<TuningKnobs> ReadTuningKnobs(const Cache& cache) {
     const auto reclaim = ReadKnob(FLASHCACHE_SYSCTL_RECLAIM_POLICY, cache);
     const auto sequential = ReadKnob(FLASHCACHE_SYSCTL_SKIP_SEQ_THRESH_KB, cache);
     const auto delay = ReadKnob(FLASHCACHE_SYSCTL_FALLOW_DELAY, cache);
@@ -33,21 +29,32 @@ std::optional<FLASHCACHE_POLICY> RunningTuning(const Cache& cache) {
     if (!reclaim || !sequential || !delay || !threshold) {
         return std::nullopt;
     }
-    // The kernel numbers the reclaim policies the other way round.
-    policy.ReclaimPolicy = *reclaim == 1 ? FLASHCACHE_RECLAIM_LRU : FLASHCACHE_RECLAIM_FIFO;
-    policy.SkipSeqIO = *sequential > 0 ? 1 : 0;
-    policy.DelaySeconds = *delay;
-    policy.DirtyThreshPercent = *threshold;
+    return TuningKnobs{*reclaim, *sequential, *delay, *threshold, {}};
+}
+
+// The kernel numbers the reclaim policies the other way round.
+std::int32_t ReclaimPolicyOf(const TuningKnobs& knobs) {
+    return knobs.reclaimPolicy == 1 ? FLASHCACHE_RECLAIM_LRU : FLASHCACHE_RECLAIM_FIFO;
+}
+
+}  // namespace
+
+std::optional<FLASHCACHE_POLICY> RunningTuning(const Cache& cache) {
+    const auto knobs = ReadTuningKnobs(cache);
+    if (!knobs) {
+        return std::nullopt;
+    }
+    FLASHCACHE_POLICY policy{};
+    policy.WriteMode = cache.Mode().value_or(FLASHCACHE_WRITE_BACK);
+    policy.ReclaimPolicy = ReclaimPolicyOf(*knobs);
+    policy.SkipSeqIO = knobs->skipSequentialKb > 0 ? 1 : 0;
+    policy.DelaySeconds = knobs->fallowDelay;
+    policy.DirtyThreshPercent = knobs->dirtyThreshold;
     return policy;
 }
 
-std::vector<std::string> TuningDifferences(const Cache& cache) {
-    const auto running = cache.entry == nullptr ? std::nullopt : RunningTuning(cache);
+std::vector<std::string> TuningDifferences(const FLASHCACHE_POLICY& wanted, const TuningKnobs& knobs) {
     std::vector<std::string> differences;
-    if (!running) {
-        return differences;
-    }
-    const FLASHCACHE_POLICY& wanted = cache.entry->Policy;
     const auto compare = [&](const char* knob, auto is, auto configured) {
         if (is != configured) {
             differences.push_back(fmt::format("{} is {}, configured {}", knob, is, configured));
@@ -55,21 +62,32 @@ std::vector<std::string> TuningDifferences(const Cache& cache) {
     };
     // The entry leaves these two to the kernel with 0.
     if (wanted.DelaySeconds > 0) {
-        compare("fallow_delay", running->DelaySeconds, wanted.DelaySeconds);
+        compare("fallow_delay", knobs.fallowDelay, wanted.DelaySeconds);
     }
     if (wanted.DirtyThreshPercent > 0) {
-        compare("dirty_thresh_pct", running->DirtyThreshPercent, wanted.DirtyThreshPercent);
+        compare("dirty_thresh_pct", knobs.dirtyThreshold, wanted.DirtyThreshPercent);
     }
     const auto policyText = [](std::int32_t policy) { return ToText({"", "", ReclaimPolicyText(policy)}); };
-    compare("reclaim_policy", policyText(running->ReclaimPolicy),
+    compare("reclaim_policy", policyText(ReclaimPolicyOf(knobs)),
             policyText(wanted.ReclaimPolicy == FLASHCACHE_RECLAIM_LRU ? FLASHCACHE_RECLAIM_LRU
                                                                       : FLASHCACHE_RECLAIM_FIFO));
-    compare("the bypass of sequential I/O", running->SkipSeqIO != 0 ? "on" : "off",
+    compare("the bypass of sequential I/O", knobs.skipSequentialKb > 0 ? "on" : "off",
             wanted.SkipSeqIO != 0 ? "on" : "off");
     if (StaysDirty(wanted.WriteMode)) {
-        compare("fast_remove", ReadKnob(FLASHCACHE_SYSCTL_FAST_REMOVE, cache).value_or(1), 1);
+        compare("fast_remove", knobs.fastRemove.value_or(1), 1);
     }
     return differences;
+}
+
+std::vector<std::string> TuningDifferences(const Cache& cache) {
+    auto knobs = cache.entry == nullptr ? std::nullopt : ReadTuningKnobs(cache);
+    if (!knobs) {
+        return {};
+    }
+    if (StaysDirty(cache.entry->Policy.WriteMode)) {
+        knobs->fastRemove = ReadKnob(FLASHCACHE_SYSCTL_FAST_REMOVE, cache);
+    }
+    return TuningDifferences(cache.entry->Policy, *knobs);
 }
 
 void ApplyTuning(const Cache& cache) {

@@ -20,10 +20,10 @@ Json ToJson(const Value& value) {
         value);
 }
 
-Json ToJson(const Record& record) {
+Json ToJson(const std::vector<Field>& fields) {
     Json object = Json::object();
-    for (const auto& field : record.fields) {
-        object[field.key] = ToJson(field.value);
+    for (const auto& field : fields) {
+        object[field.key] = field.format == Format::kParts ? ToJson(field.parts) : ToJson(field.value);
     }
     return object;
 }
@@ -46,15 +46,15 @@ std::string Dump(const Json& object) {
 std::string JsonOf(const Answer& answer) {
     Json object = {{"format_version", kFormatVersion}};
     if (answer.layout == Layout::kRecord) {
-        object[answer.key] = answer.records.empty() ? Json() : ToJson(answer.records.front());
+        object[answer.key] = answer.records.empty() ? Json() : ToJson(answer.records.front().fields);
     } else {
         object[answer.key] = Json::array();
         for (const auto& record : answer.records) {
-            object[answer.key].push_back(ToJson(record));
+            object[answer.key].push_back(ToJson(record.fields));
         }
     }
     if (answer.total) {
-        object["total"] = ToJson(*answer.total);
+        object["total"] = ToJson(answer.total->fields);
     }
     if (!answer.remark.empty()) {
         object["remark"] = answer.remark;

@@ -1,6 +1,7 @@
 #include "output/record.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <array>
@@ -32,9 +33,19 @@ std::string NumberText(Number number, Format format) {
         case Format::kNumber:
         case Format::kDevice:
         case Format::kSentence:
+        case Format::kParts:
             break;
     }
     return fmt::format("{}", number);
+}
+
+std::string PartsText(const std::vector<Field>& parts, bool exactBytes) {
+    Texts texts;
+    texts.reserve(parts.size());
+    for (const auto& part : parts) {
+        texts.push_back(fmt::format("{} {}", part.key, ToText(part, exactBytes)));
+    }
+    return fmt::format("{}", fmt::join(texts, ", "));
 }
 
 }  // namespace
@@ -92,10 +103,14 @@ void MayGiveWay(Record& record, std::initializer_list<std::string_view> keys) {
 }
 
 bool IsUnknown(const Field& field) {
-    return std::holds_alternative<std::monostate>(field.value);
+    return field.format == Format::kParts ? field.parts.empty()
+                                          : std::holds_alternative<std::monostate>(field.value);
 }
 
 std::string ToText(const Field& field, bool exactBytes) {
+    if (field.format == Format::kParts) {
+        return PartsText(field.parts, exactBytes);
+    }
     const Format format = exactBytes && field.format == Format::kBytes ? Format::kPlain : field.format;
     return std::visit(
         [&](const auto& value) -> std::string {
@@ -106,6 +121,8 @@ std::string ToText(const Field& field, bool exactBytes) {
                 return value ? "yes" : "no";
             } else if constexpr (std::is_same_v<Kind, std::string>) {
                 return Printable(value);
+            } else if constexpr (std::is_same_v<Kind, Texts>) {
+                return value.empty() ? "-" : Printable(fmt::format("{}", fmt::join(value, ", ")));
             } else {
                 return NumberText(value, format);
             }

@@ -11,13 +11,16 @@
 
 namespace cli {
 
+using Texts = std::vector<std::string>;
+
 // A fact; nothing (std::monostate) is "not known": "-" in text, null in JSON.
-using Value = std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::string>;
+using Value = std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::string, Texts>;
 
 // How text shows a number; JSON always holds the bare number in the unit that the field's key names.
 // A device's path loses its folder in tables alone; a sentence stands below a table that it makes too wide.
-// A kNumber is a plain one, known or not.
-enum class Format { kPlain, kNumber, kBytes, kPercent, kSeconds, kDevice, kBar, kSentence };
+// A kNumber is a plain one, known or not. Parts are fields in the place of a value; in JSON they are an
+// object.
+enum class Format { kPlain, kNumber, kBytes, kPercent, kSeconds, kDevice, kBar, kSentence, kParts };
 
 struct Field {
     std::string key;    // in JSON; never renamed, since scripts read it
@@ -27,11 +30,16 @@ struct Field {
     bool opensGroup = false;       // text sets it apart from the fields before it
     bool hiddenIfUnknown = false;  // text leaves it out when it is not known (in a table: in no row)
     int rank = 0;                  // a table that is too wide leaves the highest out first; 0 stays
+    // NOLINTNEXTLINE(readability-redundant-member-init): g++ warns of a member left out, unless it has one.
+    std::vector<Field> parts = {};
 };
 
 // Everything told about one cache, entry, knob, ...
 struct Record {
     std::vector<Field> fields;
+    // What text says in the place of the fields, unless some were chosen.
+    // NOLINTNEXTLINE(readability-redundant-member-init): g++ warns of a member left out, unless it has one.
+    std::optional<std::string> prose = {};
 };
 
 // The columns of these keys may be left out of a table that is too wide, the first one first.

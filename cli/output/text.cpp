@@ -10,6 +10,9 @@ namespace cli {
 namespace {
 
 std::string BlockOf(const Record& record, const Form& form) {
+    if (record.prose && !form.noHeadings) {
+        return *record.prose;
+    }
     std::size_t width = 0;
     for (const auto& field : record.fields) {
         width = std::max(width, field.label.size());
@@ -34,7 +37,9 @@ std::string RecordsOf(const Answer& answer, const Form& form) {
         const bool isSaid = !answer.whenNone.empty() && !form.quiet && !form.noHeadings;
         return isSaid ? answer.whenNone + "\n" : "";
     }
-    if (answer.layout == Layout::kTable) {
+    const bool isTold = std::all_of(answer.records.begin(), answer.records.end(),
+                                    [](const Record& record) { return record.prose.has_value(); });
+    if (answer.layout == Layout::kTable && (form.noHeadings || !isTold)) {
         return TableOf(answer.records, form);
     }
     std::string text;
@@ -53,7 +58,7 @@ std::string HeadlineOf(const Answer& answer, const Form& form) {
 
 std::string TextOf(const Answer& answer, const Form& form) {
     std::string text = HeadlineOf(answer, form) + RecordsOf(answer, form);
-    if (!answer.total) {
+    if (!answer.total || (answer.total->prose && (answer.total->prose->empty() || form.noHeadings))) {
         return text;
     }
     return text + (form.noHeadings ? "" : "\n") + BlockOf(*answer.total, form);

@@ -19,6 +19,7 @@ constexpr const char* kFooter =
     "  1  failed, in part or as a whole, or the answer could not be written\n"
     "  2  wrong usage, nothing was tried\n"
     "  3  the answer to a question is no; the verbs that ask one say so in their help\n"
+    "  doctor, as monitoring expects: 0 well, 1 warning, 2 critical, 3 could not tell\n"
     "\n"
     "Answers go to standard output, remarks, questions and errors to standard error;\n"
     "with --json everything is one JSON object on standard output, errors too.\n"

@@ -88,16 +88,24 @@ std::optional<std::uint64_t> DeviceSize(const std::string& path) {
     return size;
 }
 
-std::vector<std::string> MountPoints(const std::string& path) {
-    std::vector<std::string> points;
+std::vector<Mount> Mounts() {
+    std::vector<Mount> mounts;
     const std::unique_ptr<FILE, int (*)(FILE*)> table(setmntent("/proc/mounts", "r"), endmntent);
     while (table) {
         const mntent* entry = getmntent(table.get());
         if (entry == nullptr) {
             break;
         }
-        if (SameDevice(entry->mnt_fsname, path)) {
-            points.emplace_back(entry->mnt_dir);
+        mounts.push_back({entry->mnt_fsname, entry->mnt_dir});
+    }
+    return mounts;
+}
+
+std::vector<std::string> MountPoints(const std::string& path) {
+    std::vector<std::string> points;
+    for (const auto& mount : Mounts()) {
+        if (SameDevice(mount.device, path)) {
+            points.push_back(mount.folder);
         }
     }
     return points;

@@ -20,6 +20,14 @@ bool SameDevice(const std::string& a, const std::string& b);
 // In bytes; nothing when it cannot be told.
 std::optional<std::uint64_t> DeviceSize(const std::string& path);
 
+struct Mount {
+    std::string device;  // as the table of mounts has it
+    std::string folder;
+};
+
+// All that is mounted.
+std::vector<Mount> Mounts();
+
 // Where the device is mounted.
 std::vector<std::string> MountPoints(const std::string& path);
 

@@ -1,8 +1,11 @@
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "caches/adopt.h"
+#include "caches/correct.h"
 #include "caches/describe_entry.h"
 #include "caches/entry.h"
+#include "caches/flush_lock.h"
 #include "caches/fresh_pair.h"
 #include "caches/inventory.h"
 #include "caches/lost.h"
@@ -122,6 +125,30 @@ void Adopt(Context& context, const AdoptOptions& options) {
           context.json);
 }
 
+void Refresh(Context& context, const ConfigOptions& /*options*/) {
+    RequireWholeConfig(Configured());  // what running caches need may be in the copy alone
+    RefreshCopy();
+    Print(One("copy", Record{{{"refreshed", "Refreshed", true}}},
+              "The temporary copy of the configuration is what the file holds."),
+          context.json);
+}
+
+void Correct(Context& context, const ConfigOptions& options) {
+    const LifecycleLock lock("config correct");
+    Inventory inventory = Configured();
+    RequireWholeConfig(inventory);
+    const Cache& cache = FindEntry(inventory, options.entry);
+    RequireKnownState(cache);
+    const FlushLock noFlush(cache);  // a changed entry would cancel it
+    const auto changes = CorrectEntry(cache);
+    Inventory after = Configured();
+    Print(One("entry", EntryDetails(*FindEntry(after, options.entry).entry),
+              changes.empty()
+                  ? fmt::format("The entry {} is right as it is.", cache.Name())
+                  : fmt::format("Corrected the entry {}: {}.", cache.Name(), fmt::join(changes, ", "))),
+          context.json);
+}
+
 std::vector<Argument> DeclareAdopt(AdoptOptions& options) {
     return {CacheArgument(options.cache), EntryNameArgument(options.name),
             MountPathArgument(options.mountPath)};
@@ -156,6 +183,16 @@ Verb ConfigVerb() {
              ShowEntry)),
          MakeVerb<AdoptOptions>("adopt", "Make the entry of a running cache that has none",
                                 "vemocachectl config adopt cachedev_0", DeclareAdopt, Adopt),
+         MakeVerb<ConfigOptions>(
+             "refresh", "Make the temporary copy anew, which flushes read", "vemocachectl config refresh",
+             [](ConfigOptions&) { return NoArguments(); }, Refresh),
+         MakeVerb<ConfigOptions>(
+             "correct",
+             "Make an entry tell the mode, size and format of the cache on its SSD, and that its devices are "
+             "there",
+             "vemocachectl config correct md3+volume_1",
+             [](ConfigOptions& options) -> std::vector<Argument> { return {EntryArgument(options)}; },
+             Correct),
          MakeVerb<ConfigOptions>("remove", "Remove an entry; its cache cannot be loaded without it",
                                  "vemocachectl config remove md3+volume_1 --forget-cache", DeclareRemove,
                                  ForgetEntry)});

@@ -2,6 +2,8 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 #include "caches/file_ages.h"
@@ -39,8 +41,8 @@ void RequireNoRun(const std::string& mount) {
     }
     if (access(kMarker, F_OK) == 0) {
         throw Failure{"the marker of an earlier run is still there", "that run died and left it behind",
-                      fmt::format("rm {}; vemocachectl filestat run {}", kMarker, mount), std::nullopt,
-                      FailureKind::kRefused};
+                      fmt::format("vemocachectl filestat clear; vemocachectl filestat run {}", mount),
+                      std::nullopt, FailureKind::kRefused};
     }
 }
 
@@ -85,6 +87,22 @@ void ShowWalk(const Context& context, const NoFilestatOptions& /*options*/) {
     Print(One("filestat", record), context.json);
 }
 
+void ClearMarker(const Context& context, const NoFilestatOptions& /*options*/) {
+    std::string volume;
+    if (IsRunning(volume)) {
+        throw Failure{"a run is in progress", volume.empty() ? "" : "it walks the volume " + volume,
+                      "vemocachectl filestat status", std::nullopt, FailureKind::kInUse};
+    }
+    const bool isCleared = unlink(kMarker) == 0;
+    if (!isCleared && errno != ENOENT) {
+        throw Failure{"the marker of the dead run could not be taken away", std::strerror(errno),
+                      fmt::format("ls -l {}", kMarker)};
+    }
+    Print(One("filestat", Record{{{"cleared", "Cleared", isCleared}}},
+              isCleared ? "The marker of a dead run is gone." : "There was no marker of a dead run."),
+          context.json);
+}
+
 std::vector<Argument> DeclareRun(RunOptions& options) {
     return {{.name = "MOUNT",
              .help = "mount path of the volume",
@@ -114,7 +132,10 @@ Verb FilestatVerb() {
              "vemocachectl filestat show", [](NoFilestatOptions&) { return NoArguments(); }, ShowAges)),
          Report(MakeVerb<NoFilestatOptions>(
              "status", "Tell whether a run is in progress", "vemocachectl filestat status",
-             [](NoFilestatOptions&) { return NoArguments(); }, ShowWalk))});
+             [](NoFilestatOptions&) { return NoArguments(); }, ShowWalk)),
+         MakeVerb<NoFilestatOptions>(
+             "clear", "Take away the marker of a run that died, which keeps others from running",
+             "vemocachectl filestat clear", [](NoFilestatOptions&) { return NoArguments(); }, ClearMarker)});
 }
 
 }  // namespace cli

@@ -1,5 +1,7 @@
 #include <fmt/format.h>
 
+#include <filesystem>
+
 #include "caches/inventory.h"
 #include "caches/pinning.h"
 #include "output/answer.h"
@@ -93,16 +95,23 @@ Value BitmapSize(const std::string& mount) {
 
 void Bitmap(const Context& context, const PinOptions& options) {
     RequireModel();
+    // The pins of a volume that is gone must go, too.
+    const bool isThere = std::filesystem::is_directory(options.mount);
+    if (!isThere && !options.remove) {
+        throw Failure{"wrong usage", fmt::format("there is no folder {}", options.mount), "", std::nullopt,
+                      FailureKind::kUsage};
+    }
     if (options.send) {
         Demand("sending the pin bitmap of", options.mount, VEMOFlashCachePinSendVolumeBitmap);
     }
     if (options.remove) {
         Demand("deleting the pin bitmap of", options.mount, VEMOFlashCachePinDeleteVolumeBitmap);
     }
-    const Record record{{{"mount_path", "Mount path", options.mount},
-                         {"bitmap_bytes", "Bitmap", BitmapSize(options.mount), Format::kBytes},
-                         {"sent", "Sent", options.send},
-                         {"deleted", "Deleted", options.remove}}};
+    const Record record{
+        {{"mount_path", "Mount path", options.mount},
+         {"bitmap_bytes", "Bitmap", isThere ? BitmapSize(options.mount) : Value(), Format::kBytes},
+         {"sent", "Sent", options.send},
+         {"deleted", "Deleted", options.remove}}};
     Print(One("bitmap", record), context.json);
 }
 
@@ -144,6 +153,7 @@ std::vector<Argument> OneFile(PinOptions& options) {
 
 std::vector<Argument> MountAndActions(PinOptions& options) {
     std::vector<Argument> arguments = Mount(options);
+    arguments.front().isFolder = false;
     arguments.push_back({.name = "--send", .help = "send it to the kernel", .target = &options.send});
     arguments.push_back({.name = "--delete",
                          .help = "delete it; its files are pinned no more",

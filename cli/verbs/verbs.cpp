@@ -8,6 +8,7 @@ Verb AttributeVerb();
 Verb ConfigVerb();
 Verb CreateVerb();
 Verb DeleteVerb();
+Verb DoctorVerb();
 Verb ExpandVerb();
 Verb FilestatVerb();
 Verb FlushVerb();
@@ -30,11 +31,11 @@ Verb UnloadVerb();
 Verb WipeVerb();
 
 std::vector<Verb> AllVerbs() {
-    return {CreateVerb(), ListVerb(),     StatusVerb(),    StatsVerb(),  TopVerb(),
-            LoadVerb(),   UnloadVerb(),   FlushVerb(),     DeleteVerb(), ExpandVerb(),
-            KnobVerb(),   StateVerb(),    AttributeVerb(), ConfigVerb(), ModulesVerb(),
-            WipeVerb(),   SizeVerb(),     MemoryVerb(),    ProbeVerb(),  SsdVerb(),
-            PinVerb(),    FilestatVerb(), SerialsVerb(),   NotifyVerb(), ApmVerb()};
+    return {CreateVerb(), ListVerb(),      StatusVerb(), DoctorVerb(),  StatsVerb(),    TopVerb(),
+            LoadVerb(),   UnloadVerb(),    FlushVerb(),  DeleteVerb(),  ExpandVerb(),   KnobVerb(),
+            StateVerb(),  AttributeVerb(), ConfigVerb(), ModulesVerb(), WipeVerb(),     SizeVerb(),
+            MemoryVerb(), ProbeVerb(),     SsdVerb(),    PinVerb(),     FilestatVerb(), SerialsVerb(),
+            NotifyVerb(), ApmVerb()};
 }
 
 }  // namespace cli

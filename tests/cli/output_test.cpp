@@ -2,11 +2,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fmt/format.h>
+
 #include "cli/json.h"
 #include "output/filter.h"
 #include "output/json.h"
 #include "output/shape.h"
 #include "output/text.h"
+#include "output/wrap.h"
 
 namespace cli {
 namespace {
@@ -36,6 +39,40 @@ TEST(Output, KeepsNumbersRealAndTheUnknownNull) {
               tests::Json::Parse(R"({"format_version": 2, "thing": {"size_bytes": 1536,
                                         "device": "/dev/mapper/cachedev_0", "none": null, "why": null}})"));
     EXPECT_EQ(TextOf(answer), "  Size    1.5 KiB\n  Device  /dev/mapper/cachedev_0\n  None    -\n");
+}
+
+TEST(Output, HasListsAndPartsInBothForms) {
+    Field parts{"details", "Details", {}, Format::kParts};
+    parts.parts = {{"size_bytes", "Size", std::uint64_t{1536}, Format::kBytes}, {"none", "None", Value()}};
+    Record record{{{"names", "Names", Texts{"a", "b\x1b"}}, {"no_names", "No names", Texts{}}, parts}};
+    const Answer answer = One("thing", record);
+    EXPECT_EQ(tests::Json::Parse(JsonOf(answer)),
+              tests::Json::Parse(R"({"format_version": 2, "thing": {"names": ["a", "b\u001b"], "no_names": [],
+                                        "details": {"size_bytes": 1536, "none": null}}})"));
+    EXPECT_EQ(TextOf(answer), "  Names     a, b?\n  No names  -\n  Details   size_bytes 1.5 KiB, none -\n");
+}
+
+TEST(Output, TellsProseInThePlaceOfFieldsUnlessSomeAreChosen) {
+    Answer answer{"things", Layout::kTable, {}, "", ""};
+    for (const char* name : {"b", "a"}) {
+        answer.records.push_back({{{"name", "Name", name}}});
+        answer.records.back().prose = fmt::format("This is {}.\n", name);
+    }
+    answer.total = Record{{{"count", "Count", std::uint64_t{2}}}};
+    answer.total->prose = "Two.\n";
+    EXPECT_EQ(TextOf(Shaped(answer, {.sort = "name"})), "This is a.\n\nThis is b.\n\nTwo.\n");
+    EXPECT_EQ(TextOf(Shaped(answer, {.fields = "name"})), "NAME\nb\na\n");
+    EXPECT_EQ(TextOf(answer, {.noHeadings = true}), "b\na\n");
+    EXPECT_EQ(tests::Json::Parse(JsonOf(answer))["total"]["count"], 2);
+    answer.total->prose = "";
+    EXPECT_EQ(TextOf(answer), "This is b.\n\nThis is a.\n");
+}
+
+TEST(Output, WrapsProse) {
+    EXPECT_EQ(Wrapped("one two three", "  ", 9), "  one two\n  three\n");
+    EXPECT_EQ(Wrapped("a-word-too-long b", "", 5), "a-word-too-long\nb\n");
+    EXPECT_EQ(Wrapped("tab\tand\x1b[m", "", 80), "tab?and?[m\n");
+    EXPECT_EQ(Wrapped("", "  ", 80), "");
 }
 
 TEST(Output, AlignsATable) {

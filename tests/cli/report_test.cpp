@@ -203,9 +203,7 @@ TEST(Report, MarkerOfADeadRunIsNamed) {
     EXPECT_EQ(Answer({"filestat", "status"})["filestat"]["stale_marker"], true);
     const Ran ran = Tool({"filestat", "run", "/volume1"});
     EXPECT_EQ(ran.code, 1);
-    EXPECT_THAT(
-        ran.err,
-        HasSubstr("rm /tmp/flashcache_file_statistics_processing; vemocachectl filestat run /volume1"));
+    EXPECT_THAT(ran.err, HasSubstr("vemocachectl filestat clear; vemocachectl filestat run /volume1"));
 }
 
 }  // namespace
