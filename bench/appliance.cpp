@@ -85,8 +85,12 @@ void RunOnAppliance(char** argv) {
     const std::string self = fs::read_symlink(kOwnProgram);
     const std::string appliance = fs::path(self).parent_path() / "vemo-appliance";
     const std::string pairs = std::to_string(kMostCaches);
-    std::vector<const char*> arguments = {appliance.c_str(), "--pairs", pairs.c_str(),
-                                          "--ssd-size",      "16M",     self.c_str()};
+    std::vector<const char*> arguments = {appliance.c_str(), "--pairs", pairs.c_str(), "--ssd-size", "16M"};
+    // For what needs a cache of its own making, and a bare device; after all status of caches was measured.
+    for (const char* pair : {"md90+vg2/volume_1", "md91+vg2/volume_2", "md92+vg2/volume_3"}) {
+        arguments.insert(arguments.end(), {"--pair", pair});
+    }
+    arguments.push_back(self.c_str());
     while (*++argv != nullptr) {
         arguments.push_back(*argv);
     }

@@ -7,6 +7,7 @@ void RegisterStatus();
 void RegisterKnobs();
 void RegisterConfig();
 void RegisterWalk();
+void RegisterDevice();
 void RegisterSsdSupport();
 
 // Does the statistics of a volume and prints the most memory that this process needed. For main alone.

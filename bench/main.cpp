@@ -26,6 +26,7 @@ constexpr const char* kHelp =
     "  config  reading the configuration of 1 to 10,000 caches\n"
     "  ssd     the SSD compatibility database\n"
     "  walk    file statistics over 200,000 files\n"
+    "  device  reads and writes of the simulated cache device: blocks of 64 KiB, and of 4 KiB\n"
     "  knobs   a knob write from a process of 4 GB (needs as much free memory)\n"
     "\n"
     "All groups by default. Of Google Benchmark's options, --benchmark_filter=REGEX and\n"
@@ -61,6 +62,7 @@ int RunBenchmarks(int argc, char** argv) {
     bench::RegisterConfig();
     bench::RegisterSsdSupport();
     bench::RegisterWalk();
+    bench::RegisterDevice();
     bench::RegisterKnobs();  // last: its large process stays
     bench::Table table;
     const bool any = benchmark::RunSpecifiedBenchmarks(&table) > 0;

@@ -5,6 +5,7 @@
 #include "caches/describe_entry.h"
 #include "caches/kernel_state.h"
 #include "caches/problems.h"
+#include "stats/fields.h"
 
 namespace cli {
 namespace {
@@ -28,22 +29,8 @@ Value FromWriteBack(const Cache& cache, Read read) {
     return cache.stat && cache.stat->WriteMode == FLASHCACHE_WRITE_BACK ? Value(read(*cache.stat)) : Value();
 }
 
-std::optional<std::uint64_t> Dirty(const Cache& cache) {
-    if (cache.IsUp()) {
-        return DirtyBlocks(cache.Ssd(), cache.Volume());
-    }
-    return cache.onSsd && cache.ForeignVolume().empty() ? cache.onSsd->dirtyBlocks : std::nullopt;
-}
-
 Value DirtyBytes(const Cache& cache, const std::optional<std::uint64_t>& blocks) {
     return BytesOf(blocks, cache.BlockSize());
-}
-
-const char* State(const Cache& cache) {
-    if (!IsStateKnown(cache)) {
-        return "unknown";
-    }
-    return cache.IsUp() ? "running" : "unloaded";
 }
 
 Value Size(const Cache& cache) {
@@ -60,23 +47,18 @@ Value CachedPercent(const FLASHCACHE_STAT& stat) {
     return stat.TotalBlocks == 0 ? Value() : Value(stat.CachedBlocks * 100 / stat.TotalBlocks);
 }
 
-Value WriteMode(const Cache& cache) {
-    const auto mode = cache.Mode();
-    return mode ? WriteModeText(*mode, cache.entry) : Value();
-}
-
 void AddIdentity(Record& record, const Cache& cache) {
     record.fields.insert(record.fields.end(),
                          {{"name", "Name", cache.Name()},
-                          {"state", "State", State(cache)},
+                          {"state", "State", StateText(cache)},
                           {"device", "Device", KnownText(cache.device), Format::kDevice},
                           {"ssd", "SSD", KnownText(cache.Ssd()), Format::kDevice},
                           {"volume", "Volume", KnownText(cache.Volume()), Format::kDevice},
-                          {"write_mode", "Mode", WriteMode(cache)}});
+                          {"write_mode", "Mode", WriteModeOf(cache)}});
 }
 
 void AddBlocks(Record& record, const Cache& cache) {
-    const auto dirty = Dirty(cache);
+    const auto dirty = DirtyBlocksOf(cache);
     const auto cachedBytes = [&](const auto& stat) { return stat.CachedBlocks * cache.BlockSize(); };
     record.fields.insert(record.fields.end(),
                          {{"size_bytes", "Size", Size(cache), Format::kBytes, true},
@@ -110,34 +92,41 @@ void AddTuning(Record& record, const Cache& cache) {
           FromStat(cache, [](const auto& stat) { return stat.SupportPin != 0; })}});
 }
 
-// The counters of a cache, each of them not known without its status.
+// The counters of a cache, each of them not known without its status, nor where its mode has none: the
+// status then holds 0.
 struct Counters {
     bool known = false;
+    bool countsWrites = false;
     FLASHCACHE_COUNT_STAT numbers{};
 
     [[nodiscard]] Value Get(std::uint64_t number) const { return known ? Value(number) : Value(); }
+    [[nodiscard]] Value GetOfWrites(std::uint64_t number) const {
+        return countsWrites ? Value(number) : Value();
+    }
 };
 
 Counters CountersOf(const Cache& cache) {
-    return cache.stat ? Counters{true, cache.stat->CountStat} : Counters{};
+    return cache.stat
+               ? Counters{true, cache.stat->WriteMode != FLASHCACHE_WRITE_AROUND, cache.stat->CountStat}
+               : Counters{};
 }
 
 void AddCounters(Record& record, const Cache& cache) {
     const auto counts = CountersOf(cache);
+    const auto& numbers = counts.numbers;
+    const auto first = record.fields.size();
     record.fields.insert(
         record.fields.end(),
-        {{"reads", "Reads", counts.Get(counts.numbers.Reads), Format::kPlain, true},
-         {"read_hits", "Read hits", counts.Get(counts.numbers.ReadHits)},
-         {"read_hit_percent", "Read hit rate", counts.Get(counts.numbers.ReadHitPercent), Format::kPercent},
-         {"uncached_sequential_reads", "Uncached sequential reads",
-          counts.Get(counts.numbers.UncachedSeqReads)},
-         {"writes", "Writes", counts.Get(counts.numbers.Writes)},
-         {"write_hits", "Write hits", counts.Get(counts.numbers.WriteHits)},
-         {"write_misses_to_ssd", "Write misses to SSD", counts.Get(counts.numbers.WriteMissSSD)},
-         {"write_hit_percent", "Write hit rate", counts.Get(counts.numbers.WriteHitPercent),
-          Format::kPercent},
-         {"uncached_sequential_writes", "Uncached sequential writes",
-          counts.Get(counts.numbers.UncachedSeqWrites)}});
+        {DescribedField("reads", counts.Get(numbers.Reads)),
+         DescribedField("read_hits", counts.Get(numbers.ReadHits)),
+         DescribedField("read_hit_percent", counts.Get(numbers.ReadHitPercent)),
+         DescribedField("uncached_sequential_reads", counts.Get(numbers.UncachedSeqReads)),
+         DescribedField("writes", counts.Get(numbers.Writes)),
+         DescribedField("write_hits", counts.GetOfWrites(numbers.WriteHits)),
+         DescribedField("write_misses_to_ssd", counts.GetOfWrites(numbers.WriteMissSSD)),
+         DescribedField("write_hit_percent", counts.GetOfWrites(numbers.WriteHitPercent)),
+         DescribedField("uncached_sequential_writes", counts.Get(numbers.UncachedSeqWrites))});
+    record.fields[first].opensGroup = true;
 }
 
 void AddConfigured(Record& record, const Cache& cache) {
@@ -160,6 +149,25 @@ Field ProblemField(const Cache& cache) {
 
 }  // namespace
 
+const char* StateText(const Cache& cache) {
+    if (!IsStateKnown(cache)) {
+        return "unknown";
+    }
+    return cache.IsUp() ? "running" : "unloaded";
+}
+
+Value WriteModeOf(const Cache& cache) {
+    const auto mode = cache.Mode();
+    return mode ? WriteModeText(*mode, cache.entry) : Value();
+}
+
+std::optional<std::uint64_t> DirtyBlocksOf(const Cache& cache) {
+    if (cache.IsUp()) {
+        return DirtyBlocks(cache.Ssd(), cache.Volume());
+    }
+    return cache.onSsd && cache.ForeignVolume().empty() ? cache.onSsd->dirtyBlocks : std::nullopt;
+}
+
 Record Identity(const Cache& cache) {
     return {{{"name", "Name", cache.Name()},
              {"device", "Device", KnownText(cache.device), Format::kDevice},
@@ -175,9 +183,10 @@ Record Summary(const Cache& cache) {
         record.fields.end(),
         {{"size_bytes", "Size", Size(cache), Format::kBytes},
          {"cached_percent", "Cached", cache.stat ? CachedPercent(*cache.stat) : Value(), Format::kPercent},
-         {"dirty_bytes", "Dirty", DirtyBytes(cache, Dirty(cache)), Format::kBytes},
+         {"dirty_bytes", "Dirty", DirtyBytes(cache, DirtyBlocksOf(cache)), Format::kBytes},
          {"read_hit_percent", "Read hits", counts.Get(counts.numbers.ReadHitPercent), Format::kPercent},
-         {"write_hit_percent", "Write hits", counts.Get(counts.numbers.WriteHitPercent), Format::kPercent},
+         {"write_hit_percent", "Write hits", counts.GetOfWrites(counts.numbers.WriteHitPercent),
+          Format::kPercent},
          ProblemField(cache)});
     MayGiveWay(record, {"write_hit_percent", "read_hit_percent", "cached_percent", "write_mode", "volume",
                         "ssd", "size_bytes", "device", "dirty_bytes", "state"});

@@ -1,12 +1,23 @@
 // The one description of a cache from which table, text and JSON are formed.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 #include "caches/inventory.h"
 #include "output/record.h"
 
 namespace cli {
+
+// "running", "unloaded", or "unknown" where the kernel cannot be asked.
+const char* StateText(const Cache& cache);
+
+// The name of its mode; nothing when it is not known.
+Value WriteModeOf(const Cache& cache);
+
+// The blocks that are not on the volume yet, as the kernel tells, or the SSD of a cache that is not up.
+std::optional<std::uint64_t> DirtyBlocksOf(const Cache& cache);
 
 // Which cache it is and where.
 Record Identity(const Cache& cache);

@@ -9,7 +9,6 @@
 #include "caches/tuning.h"
 #include "caches/unload_record.h"
 #include "support/background_call.h"
-#include "support/consent.h"
 #include "support/device.h"
 
 namespace cli {
@@ -38,18 +37,16 @@ void CheckBefore(const Cache& cache) {
 
 // What was written to the volume without its cache is newer than the blocks on the SSD, which would hide it.
 // False when that is not known.
-bool RequireFreshBlocks(const Cache& cache, const StaleConsent& consent) {
+bool RequireFreshBlocks(const Cache& cache, const Consent& consent) {
     const SinceUnload since = LookSinceUnload(cache);
     if (since.volume == SinceUnload::Volume::kWritten) {
-        RequireConsent(
-            {fmt::format("bring up the cache {} with stale blocks: its volume {} was written without "
-                         "it, after it was unloaded at {}; reads would give old data, and dirty "
-                         "blocks would overwrite new data. To give the blocks up instead: "
-                         "vemocachectl wipe {} --discard-metadata; vemocachectl config remove {} "
-                         "--forget-cache",
-                         cache.Name(), cache.Volume(), since.when, cache.Ssd(), cache.Name()),
-             "--accept-stale"},
-            consent.given, consent.mayAsk);
+        consent.Require(
+            fmt::format("bring up the cache {} with stale blocks: its volume {} was written without "
+                        "it, after it was unloaded at {}; reads would give old data, and dirty "
+                        "blocks would overwrite new data. To give the blocks up instead: "
+                        "vemocachectl wipe {} --discard-metadata; vemocachectl config remove {} "
+                        "--forget-cache",
+                        cache.Name(), cache.Volume(), since.when, cache.Ssd(), cache.Name()));
     }
     return since.volume != SinceUnload::Volume::kUnknown;
 }
@@ -105,7 +102,7 @@ void FinishLoaded(const Cache& cache) {
 
 }  // namespace
 
-bool LoadCache(const Cache& cache, const StaleConsent& consent) {
+bool LoadCache(const Cache& cache, const Consent& consent) {
     if (cache.IsUp()) {
         FinishLoaded(cache);
         return true;

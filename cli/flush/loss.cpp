@@ -1,7 +1,5 @@
 #include "flush/loss.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 
 #include "caches/kernel_state.h"
@@ -14,29 +12,6 @@ bool IsForced(const Cache& cache) {
 }
 
 }  // namespace
-
-std::vector<Field> Lost::Fields() const {
-    return {{"lost_blocks", "Lost blocks", blocks ? Value(*blocks) : Value()},
-            {"lost_bytes", "Lost", BytesOf(blocks, blockSize), Format::kBytes}};
-}
-
-std::string Lost::Text(const Cache& cache) const {
-    std::string number = "an unknown number of blocks may be LOST";
-    if (blocks) {
-        const std::string bytes = blockSize == 0 ? "" : fmt::format(", {} bytes", *blocks * blockSize);
-        number = fmt::format("{} block{}{} are LOST", *blocks, blocks == 1U ? "" : "s", bytes);
-    }
-    return isAgreed ? fmt::format("{}: they were dropped, as agreed.", number)
-                    : fmt::format("{}: the volume {} refused them, and force-remove gave them up.", number,
-                                  cache.Volume());
-}
-
-void AddLoss(Failure& failure, const Cache& cache, const Lost& lost) {
-    if (!lost.IsNone()) {
-        failure.what = lost.Text(cache) + " Then: " + failure.what;
-        failure.kind = FailureKind::kDataLost;
-    }
-}
 
 LossWatch::LossWatch(const Cache& cache)
     : cache_(cache),

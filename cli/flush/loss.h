@@ -1,30 +1,13 @@
-// Blocks that never reached the volume: those that a flush gave up (with the attribute force-remove, each
-// that the volume refused), and those that a deletion drops by consent.
+// Blocks that a flush gave up: with the attribute force-remove, each that the volume refused.
 #pragma once
 
 #include <cstdint>
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "caches/inventory.h"
-#include "output/record.h"
-#include "support/failure.h"
+#include "caches/lost.h"
 
 namespace cli {
-
-struct Lost {
-    std::optional<std::uint64_t> blocks = 0;  // nothing: some may be lost, and how many is not known
-    std::uint64_t blockSize = 0;              // bytes; 0: not known
-    bool isAgreed = false;                    // dropped by consent
-
-    [[nodiscard]] bool IsNone() const { return blocks == 0U; }
-    [[nodiscard]] std::vector<Field> Fields() const;
-    [[nodiscard]] std::string Text(const Cache& cache) const;  // a sentence
-};
-
-// Has a failure tell the loss, too, if there is one.
-void AddLoss(Failure& failure, const Cache& cache, const Lost& lost);
 
 // Follows the kernel's count of failed write-backs over one flush. The kernel may begin a new count with a
 // flush or go on with the old one, so the count is looked at again and again.

@@ -43,7 +43,8 @@ void ProgressMeter::Rate(Progress& progress, std::uint64_t dirty) {
     while (samples_.size() > 2 && now - samples_.front().time > kRateWindow) {
         samples_.pop_front();
     }
-    progress.stalled = dirty > 0 && now - lastAdvance_ > kStallTime;
+    progress.idle = std::chrono::duration_cast<seconds>(dirty > 0 ? now - lastAdvance_ : Clock::duration(0));
+    progress.stalled = progress.idle > kStallTime;
     const std::chrono::duration<double> span = now - samples_.front().time;
     const std::uint64_t before = samples_.front().dirtyBlocks;
     if (span.count() > 0 && before >= dirty) {

@@ -17,8 +17,9 @@ struct Progress {
     std::optional<std::uint64_t> dirtyBlocks;  // still to be written back
     std::optional<std::uint64_t> writeErrors;  // write-backs that the volume refused
     std::optional<double> blocksPerSecond;
-    std::uint64_t blockSize = 0;  // bytes
-    bool stalled = false;         // no block came clean for a while
+    std::uint64_t blockSize = 0;   // bytes
+    std::chrono::seconds idle{0};  // since a block came clean last, while some are dirty
+    bool stalled = false;          // no block came clean for a while
 };
 
 // Watches one cache; each reading adds to what rate and time left are told from.

@@ -30,10 +30,9 @@ void EnsureState(const Cache& cache, FLASHCACHE_HANDLE_STATE former) {
     const Outcome outcome = Attempt(
         [&] { return VEMOFlashCacheHandleStateSet(cache.Ssd().c_str(), cache.Volume().c_str(), former); });
     if (outcome.result != 0) {
-        throw LibraryFailure(
-            fmt::format("the flush of {} was stopped, but its state {} could not be restored", cache.Name(),
-                        ToText({"", "", HandleStateText(former)})),
-            outcome, fmt::format("vemocachectl state set {} normal", cache.Name()));
+        throw LibraryFailure(fmt::format("the flush of {} is over, but its state {} could not be restored",
+                                         cache.Name(), ToText({"", "", HandleStateText(former)})),
+                             outcome, fmt::format("vemocachectl state set {} normal", cache.Name()));
     }
 }
 

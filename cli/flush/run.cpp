@@ -5,16 +5,14 @@
 #include "caches/entry.h"
 #include "caches/flush_lock.h"
 #include "caches/kernel_state.h"
-#include "flush/display.h"
 #include "flush/progress.h"
 #include "flush/record.h"
+#include "flush/watch.h"
 #include "output/answer.h"
 #include "support/background_call.h"
 
 namespace cli {
 namespace {
-
-using std::chrono::milliseconds;
 
 void RequireRecord(const Cache& cache) {
     if (cache.entryIsUnknown) {
@@ -30,41 +28,6 @@ void RequireRecord(const Cache& cache) {
     }
     // Flushes read the copy; after a restart nothing else may have made it yet.
     After(fmt::format("the cache {} is not flushed and runs on: ", cache.Name()), RefreshCopy);
-}
-
-// In the background too: further Ctrl-Cs of an impatient admin would kill the tools that the cancellation
-// runs, and it rewrites the configuration.
-int Cancel(const Cache& cache) {
-    BackgroundCall cancellation([&] { return VEMOFlashCacheFlushCancel(cache.device.c_str()); });
-    while (cancellation.WaitFor(std::chrono::hours(1)) != BackgroundCall::Event::kOver) {
-    }
-    return cancellation.Result().result;
-}
-
-// Shows the flush until it is over; an interruption cancels it.
-void Watch(BackgroundCall& flush, const Cache& cache, LossWatch& losses, bool json) {
-    ProgressMeter meter(cache);
-    ProgressDisplay display(cache.Name(), json);
-    bool wanted = false;
-    bool asked = false;
-    for (;;) {
-        const Progress progress = meter.Read();
-        losses.See(progress.writeErrors);
-        display.Show(progress);
-        // A flush that is just beginning has not recorded itself and cannot be cancelled yet.
-        const auto event = flush.WaitFor(wanted && !asked ? milliseconds(100) : display.Interval());
-        if (event == BackgroundCall::Event::kOver) {
-            display.Show(meter.Read());
-            return;
-        }
-        if (event == BackgroundCall::Event::kInterrupted && !wanted) {
-            wanted = true;
-            display.Say("cancelling: the flush sees it within some 5 seconds and restores the former state");
-        }
-        if (wanted && !asked) {
-            asked = Cancel(cache) >= 0;
-        }
-    }
 }
 
 Failure WhyFailed(const Cache& cache, const Outcome& outcome) {
@@ -105,10 +68,16 @@ void LeaveEarlierFlush(const Cache& cache) {
 }
 
 // Runs the library's flush to its end, whatever that is.
-Outcome FlushAndWatch(const Cache& cache, LossWatch& losses, bool json) {
+Outcome FlushAndWatch(const Cache& cache, LossWatch& losses, FlushWatch& watch) {
     BackgroundCall flush([&] { return VEMOFlashCacheFlush(cache.device.c_str()); });
-    Watch(flush, cache, losses, json);
+    watch.Follow(flush, losses);
     return flush.Result();
+}
+
+// The library leaves the cache as one that is to be taken down.
+void ReturnToCaching(const Cache& cache, FLASHCACHE_HANDLE_STATE former) {
+    EnsureState(cache, former);
+    After(fmt::format("{} is flushed and caches again, but ", cache.Name()), [&] { MendFlushRecord(cache); });
 }
 
 void RequireStopped(const Cache& cache, const Outcome& outcome, FLASHCACHE_HANDLE_STATE former) {
@@ -120,7 +89,7 @@ void RequireStopped(const Cache& cache, const Outcome& outcome, FLASHCACHE_HANDL
 
 }  // namespace
 
-Flushed RunFlush(const Cache& cache, bool json) {
+Flushed RunFlush(const Cache& cache, bool json, const FlushPlan& plan) {
     if (!cache.MayHoldDirty()) {
         return {};
     }
@@ -133,18 +102,20 @@ Flushed RunFlush(const Cache& cache, bool json) {
         Note(fmt::format("the attribute of {} is force-remove: blocks that the volume refuses are LOST",
                          cache.Name()));
     }
-    const Outcome outcome = FlushAndWatch(cache, losses, json);
+    FlushWatch watch(cache, plan, json);
+    const Outcome outcome = FlushAndWatch(cache, losses, watch);
     const Lost lost = losses.Read();
-    if (outcome.result == 1) {
-        return {FlushEnd::kDone, lost};
-    }
     try {
-        RequireStopped(cache, outcome, former);
+        if (outcome.result != 1) {
+            RequireStopped(cache, outcome, former);
+        } else if (!plan.keepsState) {
+            ReturnToCaching(cache, former);
+        }
     } catch (Failure& failure) {
-        AddLoss(failure, cache, lost);
+        AddLoss(failure, cache.Volume(), lost);
         throw;
     }
-    return {FlushEnd::kCancelled, lost};
+    return {outcome.result == 1 ? FlushEnd::kDone : watch.End(), lost, watch.Why()};
 }
 
 }  // namespace cli

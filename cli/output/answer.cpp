@@ -7,6 +7,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "output/csv.h"
 #include "output/json.h"
 #include "output/shape.h"
 #include "output/text.h"
@@ -87,6 +88,24 @@ void Print(const Answer& answer, bool json) {
         Note(shaped.remark);
     }
     Write(json ? JsonOf(shaped) : TextOf(shaped, form));
+}
+
+std::string TextInForm(const Answer& answer, std::size_t columns) {
+    Form forTerminal = form;
+    forTerminal.columns = columns;
+    return TextOf(InForm(answer), forTerminal);
+}
+
+void PrintCsv(const Answer& answer, bool withHeading) {
+    const Answer shaped = InForm(answer);
+    if (!shaped.remark.empty()) {
+        Note(shaped.remark);
+    }
+    if (shaped.records.empty()) {
+        return;
+    }
+    Write((withHeading && !form.noHeadings ? CsvHeadingOf(shaped.records.front()) : "") +
+          CsvOf(shaped.records));
 }
 
 void PrintStep(const Answer& step) {

@@ -39,6 +39,12 @@ void SetForm(const Form& form);
 // answer has not; if that is too late, the answer comes as it is, and LostOutput tells of it.
 void Print(const Answer& answer, bool json);
 
+// What Print shows as text, for a terminal of so many columns; without the remark.
+std::string TextInForm(const Answer& answer, std::size_t columns);
+
+// The records as lines of CSV, below the line of their keys if wanted; a remark as Print has it.
+void PrintCsv(const Answer& answer, bool withHeading);
+
 // One of the objects ahead of an answer that tell how far it has come, whose form is their own.
 void PrintStep(const Answer& step);
 

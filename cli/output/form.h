@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 namespace cli {
 
@@ -10,6 +11,7 @@ struct Form {
     // NOLINTBEGIN(readability-redundant-member-init): g++ warns of a member left out, unless it has one.
     std::string fields = {};  // keys of the fields to show, in this order, with commas between; empty: all
     std::string sort = {};    // key of the field to sort records by, behind a "-" from high to low
+    std::vector<std::string> filters = {};  // texts of filters, all of which a record must pass
     // NOLINTEND(readability-redundant-member-init)
     bool bytes = false;       // sizes as exact numbers of bytes
     bool noHeadings = false;  // text holds values alone: no headings, labels, headlines, remarks on emptiness

@@ -30,6 +30,7 @@ std::string NumberText(Number number, Format format) {
         case Format::kSeconds:
             return fmt::format("{} s", number);
         case Format::kPlain:
+        case Format::kNumber:
         case Format::kDevice:
         case Format::kSentence:
         case Format::kParts:

@@ -18,8 +18,9 @@ using Value = std::variant<std::monostate, bool, std::int64_t, std::uint64_t, do
 
 // How text shows a number; JSON always holds the bare number in the unit that the field's key names.
 // A device's path loses its folder in tables alone; a sentence stands below a table that it makes too wide.
-// Parts are fields in the place of a value; in JSON they are an object.
-enum class Format { kPlain, kBytes, kPercent, kSeconds, kDevice, kBar, kSentence, kParts };
+// A kNumber is a plain one, known or not. Parts are fields in the place of a value; in JSON they are an
+// object.
+enum class Format { kPlain, kNumber, kBytes, kPercent, kSeconds, kDevice, kBar, kSentence, kParts };
 
 struct Field {
     std::string key;    // in JSON; never renamed, since scripts read it

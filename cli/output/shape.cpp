@@ -9,6 +9,9 @@
 #include <list>
 #include <utility>
 
+#include "base/nearest.h"
+#include "output/filter.h"
+
 namespace cli {
 namespace {
 
@@ -36,10 +39,11 @@ const Field& Named(const Record& record, const std::string& key) {
         for (const auto& one : record.fields) {
             known.push_back(one.key);
         }
-        throw Failure{
-            "wrong usage",
-            fmt::format("the answer has no field \"{}\"; its fields are {}", key, fmt::join(known, ", ")), "",
-            std::nullopt, FailureKind::kUsage};
+        const std::string kin = base::Nearest(key, known);
+        throw Failure{"wrong usage",
+                      fmt::format("the answer has no field \"{}\"; its fields are {}{}", key,
+                                  fmt::join(known, ", "), kin.empty() ? "" : "; did you mean " + kin + "?"),
+                      "", std::nullopt, FailureKind::kUsage};
     }
     return *field;
 }
@@ -83,9 +87,33 @@ void Sort(std::vector<Record>& records, const std::string& sort) {
     records.assign(std::make_move_iterator(sorted.begin()), std::make_move_iterator(sorted.end()));
 }
 
+bool PassesAll(const Record& record, const std::vector<Filter>& filters) {
+    // All of them are looked at: a key that is none is told of, whatever the others say.
+    return std::count_if(filters.begin(), filters.end(), [&](const Filter& filter) {
+               return Passes(Named(record, filter.key), filter);
+           }) == static_cast<std::ptrdiff_t>(filters.size());
+}
+
+void Choose(Answer& answer, const std::vector<std::string>& texts) {
+    if (answer.layout == Layout::kRecord) {
+        throw Failure{"wrong usage", "--filter chooses among records, and this answer is a single one",
+                      "vemocachectl --help", std::nullopt, FailureKind::kUsage};
+    }
+    std::vector<Filter> filters;
+    std::transform(texts.begin(), texts.end(), std::back_inserter(filters), FilterOf);
+    if (!answer.records.empty()) {
+        answer.whenNone = "The filter leaves nothing.";
+    }
+    std::erase_if(answer.records, [&](const Record& record) { return !PassesAll(record, filters); });
+    answer.total.reset();  // it is that of all
+}
+
 }  // namespace
 
 Answer Shaped(Answer answer, const Form& form) {
+    if (!form.filters.empty()) {
+        Choose(answer, form.filters);
+    }
     if (!form.sort.empty()) {
         Sort(answer.records, form.sort);
     }

@@ -6,8 +6,8 @@
 
 namespace cli {
 
-// The answer with the chosen fields alone, its records sorted. Throws a Failure that lists the keys there are
-// when one is asked for that is not among them.
+// The answer with the chosen records and fields alone, its records sorted. Throws a Failure that lists the
+// keys there are when one is asked for that is not among them.
 Answer Shaped(Answer answer, const Form& form);
 
 }  // namespace cli

@@ -24,8 +24,9 @@ constexpr std::size_t kGap = 2;  // between columns
 
 bool IsNumeric(const Field& field) {
     return field.format == Format::kBytes || field.format == Format::kPercent ||
-           field.format == Format::kSeconds || std::holds_alternative<std::int64_t>(field.value) ||
-           std::holds_alternative<std::uint64_t>(field.value);
+           field.format == Format::kSeconds || field.format == Format::kNumber ||
+           std::holds_alternative<std::int64_t>(field.value) ||
+           std::holds_alternative<std::uint64_t>(field.value) || std::holds_alternative<double>(field.value);
 }
 
 // In columns of a terminal, where a character of UTF-8 takes one however many bytes it has.

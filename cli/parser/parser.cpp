@@ -7,6 +7,7 @@
 #include <map>
 
 #include "base/nearest.h"
+#include "output/filter.h"
 
 // The one file that knows the parser library: it costs more to compile than all verbs together.
 namespace cli {
@@ -201,6 +202,13 @@ void DeclareGeneralOptions(CLI::App& app, Context& context) {
     app.add_option("--sort", form.sort, "the field to sort by; with a \"-\" before it from high to low")
         ->type_name("FIELD")
         ->check(CLI::Validator(CheckKeys, ""));
+    app.add_option(
+           "--filter", form.filters,
+           "only records whose field is so: state=running; also != and, of numbers, < > <= >=; may be "
+           "repeated")
+        ->type_name("FIELD=VALUE")
+        ->allow_extra_args(false)
+        ->check(CLI::Validator(WhyNoFilter, ""));
     app.add_flag("--bytes", form.bytes, "show sizes as exact numbers of bytes");
     app.add_flag("--no-headings", form.noHeadings, "show values alone, without headings and labels");
     app.add_flag("--wide", form.wide, "show all columns, however narrow the terminal");

@@ -94,12 +94,12 @@ BackgroundCall::BackgroundCall(const std::function<int()>& call) {
     if (child_ == 0) {
         RunAsChild(call, self, results.write.Get(), before_);
     }
-    setpgid(child_, child_);  // whoever comes first: the group must be there before it is ended
-    const int error = errno;
     if (child_ < 0) {
+        const int error = errno;
         pthread_sigmask(SIG_SETMASK, &before_, nullptr);
         throw std::system_error(error, std::generic_category(), "fork");
     }
+    setpgid(child_, child_);  // whoever comes first: the group must be there before it is ended
 }
 
 BackgroundCall::~BackgroundCall() {

@@ -8,6 +8,7 @@
 #include "caches/flush_lock.h"
 #include "caches/fresh_pair.h"
 #include "caches/inventory.h"
+#include "caches/lost.h"
 #include "output/answer.h"
 #include "support/consent.h"
 #include "support/lifecycle_lock.h"
@@ -58,7 +59,25 @@ void ShowEntry(Context& context, const ConfigOptions& options) {
     Print(One("entry", EntryDetails(*cache.entry), ""), context.json);
 }
 
-void ForgetEntry(Context& context, const ConfigOptions& options) {
+// The blocks that lie on the SSD of the cache alone, as far as it is there and tells of this cache.
+Lost HeldOnSsd(const Cache& cache) {
+    if (!cache.onSsd || !cache.ForeignVolume().empty()) {
+        return {cache.MayHoldDirty() ? std::nullopt : std::optional<std::uint64_t>(0), cache.BlockSize()};
+    }
+    return {cache.onSsd->dirtyBlocks, cache.onSsd->blockSize};
+}
+
+void TellForgotten(const Context& context, const Cache& cache, const Lost& held) {
+    Record record = EntryDetails(*cache.entry);
+    record.fields.insert(
+        record.fields.end(),
+        {{"dirty_blocks_left", "Dirty blocks left", held.blocks ? Value(*held.blocks) : Value()},
+         {"dirty_bytes_left", "Dirty left", BytesOf(held.blocks, held.blockSize), Format::kBytes}});
+    Print(One("removed", record, fmt::format("Removed the entry {}; its SSD was left alone.", cache.Name())),
+          context.json);
+}
+
+void ForgetAgreed(const Context& context, const ConfigOptions& options, const Consent& consent) {
     const LifecycleLock lock("config remove");
     Inventory inventory = Configured();
     RequireWholeConfig(inventory);
@@ -69,16 +88,16 @@ void ForgetEntry(Context& context, const ConfigOptions& options) {
                       fmt::format("vemocachectl unload {}", cache.Name())};
     }
     RequireAllKnown(inventory, fmt::format("the cache {} is running", cache.Name()));
-    RequireConsent(
-        {fmt::format("forget the cache {} on {}, so that it cannot be loaded again, with all blocks that "
-                     "are not yet on its volume {}",
-                     cache.Name(), cache.Ssd(), cache.Volume()),
-         "--forget-cache"},
-        options.forgetCache, !context.json);
+    const Lost held = HeldOnSsd(cache);
+    consent.Require(fmt::format("forget the cache {} on {}, so that it cannot be loaded again, with {}",
+                                cache.Name(), cache.Ssd(), HeldAlone(held, cache.Volume())));
     RemoveEntry(cache.Name());
-    Print(One("removed", EntryDetails(*cache.entry),
-              fmt::format("Removed the entry {}; its SSD was left alone.", cache.Name())),
-          context.json);
+    TellForgotten(context, cache, held);
+}
+
+void ForgetEntry(Context& context, const ConfigOptions& options) {
+    WithConsent({"--forget-cache", options.forgetCache, !context.json},
+                [&](const Consent& consent) { ForgetAgreed(context, options, consent); });
 }
 
 struct AdoptOptions {

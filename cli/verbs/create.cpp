@@ -6,8 +6,10 @@
 #include "caches/entry.h"
 #include "caches/fresh_pair.h"
 #include "caches/inventory.h"
+#include "caches/lost.h"
 #include "caches/metadata.h"
 #include "caches/running.h"
+#include "caches/ssd_content.h"
 #include "caches/tuning.h"
 #include "output/answer.h"
 #include "support/background_call.h"
@@ -91,12 +93,18 @@ FLASHCACHE_CREATE_PARAM ParamFor(const CreateOptions& options) {
     return param;
 }
 
-void RequireConsentToContent(const Context& context, const CreateOptions& options) {
-    const std::string content = HoldsCache(options.ssd) ? "a cache" : Content(options.ssd);
+// What the SSD holds now, as a text; empty: nothing.
+std::string ContentOf(const std::string& ssd, const Lost& held) {
+    if (const auto content = ReadSsdContent(ssd)) {
+        return "a cache with " + HeldAlone(held, content->volume);
+    }
+    return HoldsCache(ssd) ? "a cache" : Content(ssd);
+}
+
+void RequireConsentToContent(const Consent& consent, const std::string& ssd, const Lost& held) {
+    const std::string content = ContentOf(ssd, held);
     if (!content.empty()) {
-        RequireConsent(
-            {fmt::format("overwrite the SSD {}, which holds {}", options.ssd, content), "--discard-content"},
-            options.discardContent, !context.json);
+        consent.Require(fmt::format("overwrite the SSD {}, which holds {}", ssd, content));
     }
 }
 
@@ -167,7 +175,15 @@ void CreateWithEntry(const NewEntry& planned, const FLASHCACHE_CREATE_PARAM& par
           [&] { WriteEntry(entry, param); });
 }
 
-void Create(Context& context, const CreateOptions& options) {
+void TellCreated(const Context& context, const Cache& cache, const Lost& lost) {
+    Record record = Summary(cache);
+    std::string headline = fmt::format("Created the cache {}: use {} in place of {}.", cache.Name(),
+                                       cache.device, cache.Volume());
+    AddLoss(record, headline, "", lost);
+    Print(One("cache", record, headline), context.json);
+}
+
+void CreateAgreed(const Context& context, const CreateOptions& options, const Consent& consent) {
     const LifecycleLock lock("create");
     const Inventory inventory = TakeInventory();
     RequireWholeConfig(inventory);
@@ -177,18 +193,20 @@ void Create(Context& context, const CreateOptions& options) {
     const FLASHCACHE_CREATE_PARAM param = ParamFor(options);
     const NewEntry entry{FreshName(inventory, options.name, options.ssd, options.volume), NewUuid(),
                          options.mountPath.empty() ? DefaultMountPath(options.volume) : options.mountPath};
-    RequireConsentToContent(context, options);
+    const Lost held = LostWith(options.ssd);
+    RequireConsentToContent(consent, options.ssd, held);
     if (param.Policy.WriteMode == FLASHCACHE_WRITE_THRU) {
         Note("the status of a write-through cache cannot be read: its counters will not be shown");
     }
-    const SignalsHeld held;
+    const SignalsHeld signals;
     CreateWithEntry(entry, param);
     Inventory after = TakeInventory();
-    const Cache& cache = Find(after, entry.section);
-    Print(One("cache", Summary(cache),
-              fmt::format("Created the cache {}: use {} in place of {}.", cache.Name(), cache.device,
-                          options.volume)),
-          context.json);
+    TellCreated(context, Find(after, entry.section), held);
+}
+
+void Create(Context& context, const CreateOptions& options) {
+    WithConsent({"--discard-content", options.discardContent, !context.json},
+                [&](const Consent& consent) { CreateAgreed(context, options, consent); });
 }
 
 std::string CheckDeviceName(const std::string& path) {

@@ -82,11 +82,11 @@ Settled SettleDirtyBlocks(const Context& context, const DeleteOptions& options, 
     // The library's own removal goes on when its flush is cancelled, and wipes the SSD then: a flush that
     // may be cancelled has to be over before. Its progress goes to standard error: the answer is one JSON
     // object.
-    const Flushed flushed = RunFlush(cache, false);
+    const Flushed flushed = RunFlush(cache, false, {.keepsState = true});
     if (flushed.end == FlushEnd::kCancelled) {
         Failure failure{fmt::format("the flush was cancelled, {} is not deleted", cache.Name()),
                         "the cache runs as before", ""};
-        AddLoss(failure, cache, flushed.lost);
+        AddLoss(failure, cache.Volume(), flushed.lost);
         throw Failure(failure);
     }
     return {0, flushed.lost};
@@ -162,14 +162,10 @@ void Forget(const Cache& cache) {
 void TellDeleted(Context& context, const Cache& cache, const Lost& lost, bool isWiped) {
     Record record = Identity(cache);
     record.fields.push_back({"ssd_wiped", "SSD wiped", isWiped});
-    const auto losses = lost.Fields();
-    record.fields.insert(record.fields.end(), losses.begin(), losses.end());
     std::string headline = fmt::format("Deleted the cache {}; use the volume {} itself from now on.",
                                        cache.Name(), cache.Volume());
-    if (!lost.IsNone()) {
-        headline = lost.Text(cache) + " " + headline;
-        context.failed = !lost.isAgreed;
-    }
+    AddLoss(record, headline, cache.Volume(), lost);
+    context.failed = !lost.IsNone() && !lost.isAgreed;
     Answer answer = One("deleted", record, headline);
     answer.tellsHarm = context.failed;
     Print(answer, context.json);
@@ -219,7 +215,7 @@ void Delete(Context& context, const DeleteOptions& options) {
     try {
         TakeDownForGood(context, options, judged, settled);
     } catch (Failure& failure) {
-        AddLoss(failure, judged, settled.lost);
+        AddLoss(failure, judged.Volume(), settled.lost);
         if (HandleStateOf(judged) == FLASHCACHE_HANDLE_STATE_FLUSH) {
             failure.next += fmt::format("{}\"vemocachectl state set {} normal\" returns it to caching",
                                         failure.next.empty() ? "" : "; ", judged.Name());

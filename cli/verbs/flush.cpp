@@ -8,6 +8,7 @@
 #include "flush/progress.h"
 #include "flush/record.h"
 #include "output/answer.h"
+#include "support/time.h"
 #include "verbs/verb.h"
 
 namespace cli {
@@ -18,10 +19,16 @@ struct FlushOptions {
     bool cancel = false;
     bool status = false;
     bool follow = false;
+    bool keep = false;
+    std::string deadline;
+    std::int32_t untilPercent = 0;
+    std::int32_t stallSeconds = 0;
 };
 
-// `result` is "done" or "cancelled" at the end of a flush, else empty.
-Record DescribeFlush(const std::string& name, const std::string& result, const std::optional<Lost>& lost) {
+constexpr int kExitStalled = 4;
+
+// `result` is how a flush ended, else empty.
+Record DescribeFlush(const std::string& name, const std::string& result) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, name);
     Record record{{{"name", "Name", cache.Name()},
@@ -32,40 +39,93 @@ Record DescribeFlush(const std::string& name, const std::string& result, const s
                    {"handle_state", "Handle state", HandleStateText(HandleStateOf(cache))}}};
     const auto progress = FieldsOf(ProgressMeter(cache).Read());
     record.fields.insert(record.fields.end(), progress.begin(), progress.end());
-    if (lost) {
-        const auto losses = lost->Fields();
-        record.fields.insert(record.fields.end(), losses.begin(), losses.end());
-    }
     return record;
 }
 
-void TellFlushed(const Context& context, const Cache& cache, const std::string& result,
-                 const std::string& headline, const std::optional<Lost>& lost = std::nullopt) {
-    Answer answer = One("flush", DescribeFlush(cache.Name(), result, lost), headline);
+void TellFlush(const Context& context, const Cache& cache, const std::string& result,
+               const std::string& headline) {
+    Print(One("flush", DescribeFlush(cache.Name(), result), headline), context.json);
+}
+
+std::string HeadlineOfDone(const Cache& cache, const FlushOptions& options) {
+    if (!cache.MayHoldDirty()) {
+        return fmt::format("{} has no dirty blocks in its mode, nothing was to do.", cache.Name());
+    }
+    return options.keep
+               ? fmt::format(
+                     "Flushed {0}. It takes no new blocks until \"vemocachectl state set {0} normal\".",
+                     cache.Name())
+               : fmt::format("Flushed {}, which caches on.", cache.Name());
+}
+
+std::string HeadlineOfFlush(const Cache& cache, const FlushOptions& options, const Flushed& flushed) {
+    const std::string rest = fmt::format("what is still dirty stays so, and {} caches on", cache.Name());
+    switch (flushed.end) {
+        case FlushEnd::kCancelled:
+            return fmt::format("Cancelled; {} is as it was before.", cache.Name());
+        case FlushEnd::kDeadline:
+            return fmt::format("The time of the flush is over; {}.", rest);
+        case FlushEnd::kEnough:
+            return fmt::format("{} percent of what was dirty is clean; {}.", options.untilPercent, rest);
+        case FlushEnd::kStalled:
+            return fmt::format("The flush was given up, {}; {}.", flushed.why, rest);
+        case FlushEnd::kDone:
+            break;
+    }
+    return HeadlineOfDone(cache, options);
+}
+
+// In JSON; never renamed.
+const char* ResultOf(FlushEnd end) {
+    switch (end) {
+        case FlushEnd::kCancelled:
+            return "cancelled";
+        case FlushEnd::kDeadline:
+            return "deadline";
+        case FlushEnd::kEnough:
+            return "until";
+        case FlushEnd::kStalled:
+            return "stalled";
+        case FlushEnd::kDone:
+            break;
+    }
+    return "done";
+}
+
+FlushPlan PlanOf(const FlushOptions& options) {
+    using std::chrono::system_clock;
+    FlushPlan plan{.keepsState = options.keep};
+    if (!options.deadline.empty()) {
+        // The verb's declaration has refused every other text.
+        const auto span = SpanUntil(options.deadline, system_clock::now());
+        plan.deadline = std::chrono::steady_clock::now() + span.value_or(std::chrono::seconds(0));
+    }
+    if (options.untilPercent > 0) {
+        plan.untilPercent = options.untilPercent;
+    }
+    if (options.stallSeconds > 0) {
+        plan.stall = std::chrono::seconds(options.stallSeconds);
+    }
+    return plan;
+}
+
+void TellFlushed(const Context& context, const Cache& cache, const Flushed& flushed, std::string headline) {
+    Record record = DescribeFlush(cache.Name(), ResultOf(flushed.end));
+    record.fields.push_back({"reason", "Reason", KnownText(flushed.why), Format::kPlain, false, true});
+    AddLoss(record, headline, cache.Volume(), flushed.lost);
+    Answer answer = One("flush", record, headline);
     answer.tellsHarm = context.failed;
     Print(answer, context.json);
 }
 
-std::string HeadlineOfFlush(const Cache& cache, const Flushed& flushed) {
-    if (flushed.end == FlushEnd::kCancelled) {
-        return fmt::format("Cancelled; {} is as it was before.", cache.Name());
+void FlushOne(Context& context, const Cache& cache, const FlushOptions& options) {
+    const Flushed flushed = RunFlush(cache, context.json, PlanOf(options));
+    const bool isStalled = flushed.end == FlushEnd::kStalled;
+    context.failed = flushed.end == FlushEnd::kCancelled || isStalled || !flushed.lost.IsNone();
+    if (isStalled && flushed.lost.IsNone()) {
+        context.exitCode = kExitStalled;
     }
-    if (!cache.MayHoldDirty()) {
-        return fmt::format("{} has no dirty blocks in its mode, nothing was to do.", cache.Name());
-    }
-    return fmt::format("Flushed {0}. It takes no new blocks until \"vemocachectl state set {0} normal\".",
-                       cache.Name());
-}
-
-void FlushOne(Context& context, const Cache& cache) {
-    const Flushed flushed = RunFlush(cache, context.json);
-    std::string headline = HeadlineOfFlush(cache, flushed);
-    if (!flushed.lost.IsNone()) {
-        headline = flushed.lost.Text(cache) + " " + headline;
-    }
-    context.failed = flushed.end == FlushEnd::kCancelled || !flushed.lost.IsNone();
-    TellFlushed(context, cache, flushed.end == FlushEnd::kDone ? "done" : "cancelled", headline,
-                flushed.lost);
+    TellFlushed(context, cache, flushed, HeadlineOfFlush(cache, options, flushed));
 }
 
 std::string TextOf(Cancelled cancelled, const Cache& cache) {
@@ -85,15 +145,19 @@ void Flush(Context& context, const FlushOptions& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindRunning(inventory, options.cache);
     if (options.cancel) {
-        TellFlushed(context, cache, "cancelled", TextOf(CancelFlush(cache), cache));
+        TellFlush(context, cache, "cancelled", TextOf(CancelFlush(cache), cache));
     } else if (options.status) {
         if (options.follow) {
             FollowFlush(cache, context.json);
         }
-        TellFlushed(context, cache, "", IsFlushDead(cache) ? DeadText(cache) : "");
+        TellFlush(context, cache, "", IsFlushDead(cache) ? DeadText(cache) : "");
     } else {
-        FlushOne(context, cache);
+        FlushOne(context, cache, options);
     }
+}
+
+std::string CheckDeadline(const std::string& text) {
+    return SpanUntil(text, std::chrono::system_clock::now()) ? "" : "no time such as 06:00, 90m or 8h";
 }
 
 std::vector<Argument> DeclareFlush(FlushOptions& options) {
@@ -107,18 +171,43 @@ std::vector<Argument> DeclareFlush(FlushOptions& options) {
         {.name = "--follow",
          .help = "with --status: show it until it is over",
          .target = &options.follow,
-         .needs = {"--status"}}};
+         .needs = {"--status"}},
+        {.name = "--keep",
+         .help = "leave the cache in the state flush, in which it takes no new blocks",
+         .target = &options.keep,
+         .excludes = {"--cancel", "--status"}},
+        {.name = "--deadline",
+         .help = "end at that time (06:00) or after that time (90m, 8h), and leave the rest dirty",
+         .target = &options.deadline,
+         .check = CheckDeadline,
+         .excludes = {"--cancel", "--status"}},
+        {.name = "--until",
+         .help = "end when so many percent of what was dirty are clean",
+         .target = &options.untilPercent,
+         .range = {1, 100},
+         .excludes = {"--cancel", "--status"}},
+        {.name = "--stall",
+         .help = "give up when no block came clean for so many seconds",
+         .target = &options.stallSeconds,
+         .range = {1, 86400},
+         .excludes = {"--cancel", "--status"}}};
 }
 
 }  // namespace
 
 Verb FlushVerb() {
-    return MakeVerb<FlushOptions>(
+    Verb verb = MakeVerb<FlushOptions>(
         "flush",
-        "Write all dirty blocks back to the volume, with progress; Ctrl-C cancels and restores the former "
-        "state",
-        "vemocachectl flush cachedev_0\n  vemocachectl flush --status --follow cachedev_0", DeclareFlush,
-        Flush);
+        "Write all dirty blocks back to the volume, with progress; the cache goes on as before then. Ctrl-C "
+        "cancels",
+        "vemocachectl flush cachedev_0\n  vemocachectl flush cachedev_0 --deadline 06:00 --stall 120\n"
+        "  vemocachectl flush --status --follow cachedev_0",
+        DeclareFlush, Flush);
+    verb.exits =
+        "  0  done, or ended as --deadline or --until ask\n"
+        "  1  failed or cancelled, or blocks are lost\n"
+        "  4  given up by --stall\n";
+    return verb;
 }
 
 }  // namespace cli

@@ -24,8 +24,8 @@ struct LoadOptions {
     bool acceptStale = false;
 };
 
-void LoadNamed(const Context& context, const Cache& cache, bool acceptStale) {
-    const bool isKnown = LoadCache(cache, {acceptStale, !context.json});
+void LoadNamed(const Context& context, const Cache& cache, const Consent& consent) {
+    const bool isKnown = LoadCache(cache, consent);
     if (!isKnown && cache.MayHoldDirty()) {
         Note(fmt::format("whether {} was written without its cache is not known: no unloading was recorded",
                          cache.Volume()));
@@ -40,10 +40,11 @@ void LoadNamed(const Context& context, const Cache& cache, bool acceptStale) {
 
 // A cache that fails costs its own row and keeps no other from coming up.
 void LoadAll(Context& context, const Inventory& inventory) {
+    const Consent nobodyAsked("--accept-stale", false, false);
     std::map<std::string, Failure> failures;
     for (const auto& cache : inventory.caches) {
         try {
-            LoadCache(cache, {});
+            LoadCache(cache, nobodyAsked);
         } catch (const Failure& failure) {
             failures.emplace(cache.Name(), failure);
         }
@@ -90,7 +91,7 @@ void RefreshCopyOrNote() {
     }
 }
 
-void LoadFromSsd(const Context& context, const LoadOptions& options) {
+void LoadFromSsd(const Context& context, const LoadOptions& options, const Consent& consent) {
     const Inventory inventory = TakeInventory();
     RequireWholeConfig(inventory);
     RequireAllKnown(inventory, fmt::format("the SSD {} is free", options.cache));
@@ -102,8 +103,8 @@ void LoadFromSsd(const Context& context, const LoadOptions& options) {
     Inventory configured = TakeInventory();
     const Cache& cache = Find(configured, name);
     try {
-        LoadNamed(context, cache, options.acceptStale);
-    } catch (const Failure&) {
+        LoadNamed(context, cache, consent);
+    } catch (...) {  // also for a question
         if (PlaceOf(options.cache, options.volume).device.empty()) {
             RemoveEntry(name);
         }
@@ -111,14 +112,10 @@ void LoadFromSsd(const Context& context, const LoadOptions& options) {
     }
 }
 
-void Load(Context& context, const LoadOptions& options) {
-    if (options.cache.empty() && !options.all) {
-        throw Failure{"wrong usage", "CACHE or --all is required", "vemocachectl load --help", std::nullopt,
-                      FailureKind::kUsage};
-    }
+void LoadAgreed(Context& context, const LoadOptions& options, const Consent& consent) {
     const LifecycleLock lock("load");
     if (!options.volume.empty()) {
-        LoadFromSsd(context, options);
+        LoadFromSsd(context, options, consent);
         return;
     }
     Inventory inventory = TakeInventory();
@@ -131,8 +128,17 @@ void Load(Context& context, const LoadOptions& options) {
     if (options.all) {
         LoadAll(context, inventory);
     } else {
-        LoadNamed(context, Find(inventory, options.cache), options.acceptStale);
+        LoadNamed(context, Find(inventory, options.cache), consent);
     }
+}
+
+void Load(Context& context, const LoadOptions& options) {
+    if (options.cache.empty() && !options.all) {
+        throw Failure{"wrong usage", "CACHE or --all is required", "vemocachectl load --help", std::nullopt,
+                      FailureKind::kUsage};
+    }
+    WithConsent({"--accept-stale", options.acceptStale, !context.json},
+                [&](const Consent& consent) { LoadAgreed(context, options, consent); });
 }
 
 std::vector<Argument> DeclareLoad(LoadOptions& options) {

@@ -24,15 +24,18 @@ Verb SerialsVerb();
 Verb SizeVerb();
 Verb SsdVerb();
 Verb StateVerb();
+Verb StatsVerb();
 Verb StatusVerb();
+Verb TopVerb();
 Verb UnloadVerb();
 Verb WipeVerb();
 
 std::vector<Verb> AllVerbs() {
-    return {CreateVerb(), ListVerb(),    StatusVerb(),   DoctorVerb(),  LoadVerb(),   UnloadVerb(),
-            FlushVerb(),  DeleteVerb(),  ExpandVerb(),   KnobVerb(),    StateVerb(),  AttributeVerb(),
-            ConfigVerb(), ModulesVerb(), WipeVerb(),     SizeVerb(),    MemoryVerb(), ProbeVerb(),
-            SsdVerb(),    PinVerb(),     FilestatVerb(), SerialsVerb(), NotifyVerb(), ApmVerb()};
+    return {CreateVerb(), ListVerb(),      StatusVerb(), DoctorVerb(),  StatsVerb(),    TopVerb(),
+            LoadVerb(),   UnloadVerb(),    FlushVerb(),  DeleteVerb(),  ExpandVerb(),   KnobVerb(),
+            StateVerb(),  AttributeVerb(), ConfigVerb(), ModulesVerb(), WipeVerb(),     SizeVerb(),
+            MemoryVerb(), ProbeVerb(),     SsdVerb(),    PinVerb(),     FilestatVerb(), SerialsVerb(),
+            NotifyVerb(), ApmVerb()};
 }
 
 }  // namespace cli

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include "caches/inventory.h"
+#include "caches/lost.h"
 #include "caches/metadata.h"
 #include "caches/ssd_content.h"
 #include "output/answer.h"
@@ -28,30 +29,42 @@ void RequireNoCache(const Inventory& inventory, const std::string& ssd) {
     }
 }
 
-std::string LossOf(const Inventory& inventory, const std::string& ssd) {
+std::string LossOf(const Inventory& inventory, const std::string& ssd, const Lost& held) {
+    const auto content = ReadSsdContent(ssd);
     for (const auto& cache : inventory.caches) {
         if (SameDevice(cache.Ssd(), ssd)) {
-            return fmt::format(
-                "destroy the cache {} on {}, with all blocks that are not yet on its volume {}", cache.Name(),
-                ssd, cache.Volume());
+            return fmt::format("destroy the cache {} on {}, with {}", cache.Name(), ssd,
+                               HeldAlone(held, content ? content->volume : cache.Volume()));
         }
     }
+    const std::string unknown =
+        inventory.ConfigProblem() == nullptr
+            ? ""
+            : "; whether it is a configured one is not known: " + ConfigRemark(inventory);
+    if (content) {
+        return fmt::format("destroy the cache on {}, with {}{}", ssd, HeldAlone(held, content->volume),
+                           unknown);
+    }
     return fmt::format(
-        "destroy the cache on {}, if it holds one, with all blocks that are not yet on its volume", ssd);
+        "destroy the cache on {}, if it holds one, with all blocks that are not yet on its volume{}", ssd,
+        unknown);
 }
 
-void Wipe(const Context& context, const WipeOptions& options) {
-    RequireBlockDevice(options.ssd, "SSD");
+void TellWiped(const Context& context, const std::string& ssd, const Lost& lost) {
+    Record record{{{"ssd", "SSD", ssd}}};
+    std::string headline = fmt::format("Wiped the cache metadata on {}.", ssd);
+    AddLoss(record, headline, "", lost);
+    Print(One("wiped", record, headline), context.json);
+}
+
+void WipeAgreed(const Context& context, const WipeOptions& options, const Consent& consent) {
     const LifecycleLock lock("wipe");
     const Inventory inventory = TakeInventory();
-    if (inventory.ConfigProblem() != nullptr && !context.json) {
-        Note("whether a configured cache lies on the SSD is not known: " + ConfigRemark(inventory));
-    }
     RequireAllKnown(inventory, fmt::format("the SSD {} is free", options.ssd));
     RequireNoCache(inventory, options.ssd);
     RequireUnused(options.ssd, "SSD");
-    RequireConsent({LossOf(inventory, options.ssd), "--discard-metadata"}, options.discardMetadata,
-                   !context.json);
+    const Lost held = LostWith(options.ssd);
+    consent.Require(LossOf(inventory, options.ssd, held));
     const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheDestroy(options.ssd.c_str()); });
     // A tool that failed shows in the error slot alone.
     if (outcome.slot.code != 0) {
@@ -65,9 +78,13 @@ void Wipe(const Context& context, const WipeOptions& options) {
         throw LibraryFailure(fmt::format("the SSD {} could not be wiped", options.ssd), outcome,
                              "mend the cause, then repeat the command");
     }
-    Print(One("wiped", Record{{{"ssd", "SSD", options.ssd}}},
-              fmt::format("Wiped the cache metadata on {}.", options.ssd)),
-          context.json);
+    TellWiped(context, options.ssd, held);
+}
+
+void Wipe(const Context& context, const WipeOptions& options) {
+    RequireBlockDevice(options.ssd, "SSD");
+    WithConsent({"--discard-metadata", options.discardMetadata, !context.json},
+                [&](const Consent& consent) { WipeAgreed(context, options, consent); });
 }
 
 std::vector<Argument> DeclareWipe(WipeOptions& options) {

@@ -1,16 +1,18 @@
 #pragma once
 
+#include <array>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "simulation/kernel/clean_pace.h"
-#include "simulation/kernel/counters.h"
 #include "simulation/kernel/disk.h"
 #include "simulation/kernel/faults.h"
-#include "simulation/kernel/knobs.h"
-#include "simulation/kernel/sequence.h"
-#include "simulation/kernel/slot_map.h"
+#include "simulation/kernel/placement.h"
+#include "simulation/kernel/run.h"
+#include "simulation/kernel/ssd_map.h"
 #include "simulation/kernel/superblock.h"
 #include "simulation/kernel/tree.h"
 
@@ -18,6 +20,9 @@ namespace simulation {
 
 // One live cache: an SSD in front of a volume. A write-back cache keeps what is written on the SSD alone,
 // dirty, until it is cleaned, that is written back to the volume.
+//
+//  A disk may fail. What the volume holds as well is read from there and written there when the SSD fails;
+// a dirty block is on the SSD alone, so that what concerns it fails with EIO. Failures are counted.
 //
 //  With the knob cache_all at 0 nothing new enters the cache and every write goes to the volume, so that a
 // flush comes to its end under load.
@@ -44,10 +49,13 @@ class Cache : public BlockTarget {
     void Expand() { size_ = space_.Size(); }
     // Before the cache is removed: cleans it unless fast_remove says to leave the dirty blocks on the SSD.
     void CleanForRemoval();
+    // Whether it may be removed: throws where the SSD takes not what a load must find, unless the attribute
+    // force-remove gives that up.
+    void Settle();
     // Leaves the SSD such that everything can be trusted when it is loaded again.
     void TakeDown();
 
-    std::string KnobText(Knob knob) const { return std::to_string(knobs_[knob]) + "\n"; }
+    std::string KnobText(Knob knob) const { return std::to_string(placement_.Knobs()[knob]) + "\n"; }
     // Takes what was written to a knob's file; an errno, 0 done.
     int SetKnob(Knob knob, std::string_view text);
     std::string Attribute() const { return forceRemove_ ? "force-remove\n" : "none\n"; }
@@ -71,41 +79,48 @@ class Cache : public BlockTarget {
   private:
     using Clock = CleanPace::Clock;
     using Slot = SlotMap::Slot;
-    struct Piece {
-        uint64_t block;
-        uint32_t offset;  // within the block
-        uint32_t length;
+    using Test = std::function<bool(const Step&)>;
+
+    // A request at work: its steps, and the memory that it fills or takes.
+    struct Job {
+        std::vector<Step> steps;
+        uint64_t offset = 0;
+        std::span<char> memory;
+        bool failed = false;
     };
 
     Cache(const Superblock& superblock, Disk& ssd, Disk& space, Faults& faults, const CleanPace& pace);
 
-    Piece PieceAt(uint64_t offset, uint64_t length) const;
-    bool IsWhole(const Piece& piece) const { return piece.length == superblock_.blockSize; }
     uint64_t SpaceOffset(const Piece& piece) const {
         return piece.block * superblock_.blockSize + piece.offset;
     }
-    bool IsLongStream(uint64_t offset, uint64_t length);
-    void Count(Counter counter, uint64_t count = 1) { counters_.Add(counter, count); }
+    int32_t Value(Knob knob) const { return placement_.Knobs()[knob]; }
+    void Count(Counter counter, uint64_t count = 1) { placement_.Count(counter, count); }
+    // Whether some work with a disk went well; a failure is counted.
+    bool Went(Counter errors, const std::function<void()>& work);
 
-    void ReadPiece(const Piece& piece, std::span<char> into, bool bypass);
-    void WritePiece(const Piece& piece, std::span<const char> from, bool bypass);
-    void WriteBack(const Piece& piece, std::span<const char> from, bool bypass);
-    void WriteThrough(const Piece& piece, std::span<const char> from);
-    void WriteMiss(const Piece& piece, std::span<const char> from);
-    void WriteSpace(const Piece& piece, std::span<const char> from);
-    void WriteSlot(Slot slot, uint32_t offset, std::span<const char> from);
-    std::optional<Slot> Fill(uint64_t block, std::span<const char> content);
-    void FetchBlock(uint64_t block);
-    void Touch(Slot slot);
-    void MarkDirty(Slot slot);
-    void MarkClean(Slot slot);
+    std::span<char> PartOf(const Job& job, const Step& step) const;
+    std::span<char> WholeOf(const Job& job, const Step& step);
+    std::vector<Run> RunsOnSsd(Job& job, const Test& wanted);
+    std::vector<Run> RunsOnSpace(Job& job, const Test& wanted, const Test& whole);
+    void ReadSsd(Job& job);
+    void ReadSpace(Job& job);
+    void FetchRests(Job& job);
+    bool PrepareSlots(Job& job);
+    void WriteSsd(Job& job, const Test& wanted);
+    void WriteSpace(Job& job);
+    void GiveUpSlot(Step& step);
+    void Undo(Job& job);
     void Persist();
 
     void BeginSync();
-    bool MayCleanUnasked() const { return knobs_[Knob::kMaxCleanIosTotal] > 0; }
+    bool MayCleanUnasked() const { return Value(Knob::kMaxCleanIosTotal) > 0; }
     bool IsFallow() const;
     std::optional<uint64_t> DirtyGoal() const;
-    bool CleanOldest();
+    // How many of the oldest dirty blocks are neighbours on both disks.
+    uint64_t OldestNeighbours(uint64_t most) const;
+    bool CleanOldest(uint64_t count);
+    bool GiveUpOldest();
 
     Superblock superblock_;
     Disk& ssd_;
@@ -113,12 +128,12 @@ class Cache : public BlockTarget {
     Faults& faults_;
     const CleanPace& pace_;
     uint64_t size_;
-    SlotMap map_;
+    Placement placement_;
+    SlotMap& map_ = placement_.Slots();
+    SsdMap ssdMap_;
     std::vector<Clock::time_point> writtenAt_;
-    std::vector<char> block_;  // the block at hand
-    SequenceTracker sequence_;
-    KnobValues knobs_;
-    Counters counters_;
+    std::array<std::vector<char>, 2> edges_;  // the blocks at a request's ends that it is not of as a whole
+    std::vector<char> cleaned_;
 
     bool forceRemove_ = false;
     bool syncing_ = false;

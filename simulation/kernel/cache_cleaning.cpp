@@ -12,11 +12,11 @@ int Cache::SetKnob(Knob knob, std::string_view text) {
     if (!value) {
         return EINVAL;
     }
-    knobs_[knob] = *value;
+    placement_.Knobs()[knob] = *value;
     if (knob == Knob::kZeroStats && *value != 0) {
-        counters_.Reset();
+        placement_.Counts().Reset();
         syncErrors_ = 0;
-        knobs_[knob] = 0;
+        placement_.Knobs()[knob] = 0;
     } else if (knob == Knob::kStopSync && *value != 0) {
         syncing_ = false;
     } else if (knob == Knob::kDoSync) {
@@ -31,7 +31,7 @@ int Cache::SetKnob(Knob knob, std::string_view text) {
 
 // Asked for again while one runs, a sync goes on, with another try at what has failed.
 void Cache::BeginSync() {
-    knobs_[Knob::kStopSync] = 0;
+    placement_.Knobs()[Knob::kStopSync] = 0;
     stalledUntil_ = {};
     if (!syncing_) {
         syncing_ = true;
@@ -51,9 +51,9 @@ int Cache::SetAttribute(std::string_view text) {
 }
 
 bool Cache::IsFallow() const {
-    const int32_t delay = knobs_[Knob::kFallowDelay];
+    const int32_t delay = Value(Knob::kFallowDelay);
     return delay > 0 && map_.Dirty() > 0 &&
-           pace_.Now() - writtenAt_[map_.OldestDirty()] >= std::chrono::seconds(delay);
+           pace_.Now() - writtenAt_[map_.DirtySlots().front()] >= std::chrono::seconds(delay);
 }
 
 // The number of dirty blocks to come down to; nothing when none needs cleaning.
@@ -65,7 +65,7 @@ std::optional<uint64_t> Cache::DirtyGoal() const {
     if (dirty == 0 || !MayCleanUnasked()) {
         return std::nullopt;
     }
-    const auto percent = static_cast<uint64_t>(knobs_[Knob::kDirtyThreshPct]);
+    const auto percent = static_cast<uint64_t>(Value(Knob::kDirtyThreshPct));
     const uint64_t threshold = map_.Total() * percent / 100;
     if (dirty > threshold) {
         return threshold;
@@ -79,7 +79,7 @@ void Cache::Work() {
     }
     const auto goal = DirtyGoal();
     if (!goal && MayCleanUnasked() && IsFallow() && !pace_.Paused()) {
-        const uint64_t speed = static_cast<uint64_t>(knobs_[Knob::kFallowCleanSpeed]);
+        const uint64_t speed = static_cast<uint64_t>(Value(Knob::kFallowCleanSpeed));
         Count(Counter::kFallowCleanings, CleanBlocks(std::min(speed, map_.Dirty())));
         stalledUntil_ = pace_.Now() + std::chrono::seconds(1);
     }
@@ -94,7 +94,7 @@ void Cache::Work() {
 
 int Cache::WorkWaitMs() const {
     if (!DirtyGoal()) {
-        const bool mayLieFallow = map_.Dirty() > 0 && MayCleanUnasked() && knobs_[Knob::kFallowDelay] > 0;
+        const bool mayLieFallow = map_.Dirty() > 0 && MayCleanUnasked() && Value(Knob::kFallowDelay) > 0;
         return mayLieFallow ? 1000 : -1;
     }
     const auto stalled =
@@ -106,47 +106,79 @@ int Cache::WorkWaitMs() const {
 uint64_t Cache::CleanBlocks(uint64_t count) {
     uint64_t cleaned = 0;
     while (cleaned < count && map_.Dirty() > 0) {
-        if (!CleanOldest()) {
+        const uint64_t neighbours = OldestNeighbours(count - cleaned);
+        if (neighbours > 1 && CleanOldest(neighbours)) {
+            cleaned += neighbours;
+        } else if (CleanOldest(1) || GiveUpOldest()) {
+            ++cleaned;
+        } else {
             stalledUntil_ = pace_.Now() + std::chrono::seconds(1);
             break;
         }
-        ++cleaned;
     }
     if (cleaned > 0) {
-        Persist();
+        try {
+            Persist();
+        } catch (const std::system_error&) {
+            stalledUntil_ =
+                pace_.Now() + std::chrono::seconds(1);  // it is counted, and tried again by the next sync
+        }
         space_.DropCache();
     }
     return cleaned;
 }
 
-// False when the write-back failed: the block stays dirty, at the young end. On a cache that is to be
-// removed by force such a block is given up instead, since otherwise it would never come to its end.
-bool Cache::CleanOldest() {
-    const Slot slot = map_.OldestDirty();
-    const bool rejected = !faults_.Take("writeback").empty();
-    try {
-        ssd_.Read(superblock_.SlotOffset(slot), block_);
-        Count(Counter::kSsdReads);
-        if (rejected) {
-            throw std::system_error(EIO, std::generic_category());
+// A rejection is of one block, so that while such a fault is set each goes alone.
+uint64_t Cache::OldestNeighbours(uint64_t most) const {
+    constexpr uint64_t kMostBytes = 1024 * 1024;
+    most = faults_.Peek("writeback").empty() ? std::min(most, kMostBytes / superblock_.blockSize) : 1;
+    const Slot first = map_.DirtySlots().front();
+    uint64_t count = 0;
+    for (const Slot slot : map_.DirtySlots()) {
+        if (count == most || slot != first + count || map_.BlockOf(slot) != map_.BlockOf(first) + count) {
+            break;
         }
-        WriteSpace({map_.BlockOf(slot), 0, superblock_.blockSize}, block_);
-    } catch (const std::system_error&) {
-        ++syncErrors_;
-        if (!forceRemove_) {
-            map_.Touch(slot);
-            return false;
-        }
-        map_.Drop(slot);
-        return true;
+        ++count;
     }
-    MarkClean(slot);
-    Count(Counter::kCleanings);
+    return count;
+}
+
+// Writes the oldest dirty blocks back, so many neighbours. False when that failed; they are dirty still.
+bool Cache::CleanOldest(uint64_t count) {
+    const Slot first = map_.DirtySlots().front();
+    const bool rejected = !faults_.Take("writeback").empty();
+    cleaned_.resize(count * superblock_.blockSize);
+    if (!Went(Counter::kSsdReadErrors, [&] { ssd_.Read(superblock_.SlotOffset(first), cleaned_); })) {
+        return false;
+    }
+    Count(Counter::kSsdReads, count);
+    if (rejected) {
+        Count(Counter::kDiskWriteErrors);
+        return false;
+    }
+    Count(Counter::kDiskWrites, count);
+    const uint64_t offset = map_.BlockOf(first) * superblock_.blockSize;
+    if (!Went(Counter::kDiskWriteErrors, [&] { space_.Write(offset, cleaned_); })) {
+        return false;
+    }
+    for (uint64_t i = 0; i < count; ++i) {
+        placement_.MarkClean(static_cast<Slot>(first + i));
+    }
+    Count(Counter::kCleanings, count);
     return true;
 }
 
+// After a write-back that failed: the block stays dirty, at the young end. On a cache that is to be removed
+// by force it is given up instead, since otherwise that would never come to its end. True when it is gone.
+bool Cache::GiveUpOldest() {
+    const Slot slot = map_.DirtySlots().front();
+    ++syncErrors_;
+    forceRemove_ ? map_.Drop(slot) : map_.Touch(slot);
+    return forceRemove_;
+}
+
 void Cache::CleanForRemoval() {
-    if (knobs_[Knob::kFastRemove] == 0) {
+    if (Value(Knob::kFastRemove) == 0) {
         CleanBlocks(map_.Dirty());
     }
 }

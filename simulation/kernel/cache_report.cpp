@@ -32,7 +32,7 @@ std::string Cache::Table() const {
            fmt::format(
                "\tcapacity({}M), associativity(512), data block size({}K) metadata block size(4096b)\n",
                map_.Total() * kb / 1024, kb) +
-           fmt::format("\tSkip sequential thresh({}K)\n", knobs_[Knob::kSkipSeqThreshKb]) +
+           fmt::format("\tSkip sequential thresh({}K)\n", Value(Knob::kSkipSeqThreshKb)) +
            fmt::format("\ttotal blocks({}), cached blocks({}), cache percent({})\n", map_.Total(),
                        map_.Cached(), percent(map_.Cached())) +
            fmt::format("\tdirty blocks({}), dirty percent({})\n", map_.Dirty(), percent(map_.Dirty())) +
@@ -41,15 +41,17 @@ std::string Cache::Table() const {
 }
 
 std::string Cache::Stats() const {
-    return counters_.Format(superblock_.mode);
+    return placement_.Counts().Format(superblock_.mode);
 }
 
 std::string Cache::Errors() const {
+    const Counters& counts = placement_.Counts();
     return fmt::format(
-        "disk_read_errors=0 disk_write_errors={0} ssd_read_errors=0 ssd_write_errors=0 "
+        "disk_read_errors={} disk_write_errors={} ssd_read_errors={} ssd_write_errors={} "
         "memory_alloc_errors=0\n"
-        "write_disk_sync_errors={0}\n",
-        syncErrors_);
+        "write_disk_sync_errors={}\n",
+        counts[Counter::kDiskReadErrors], counts[Counter::kDiskWriteErrors], counts[Counter::kSsdReadErrors],
+        counts[Counter::kSsdWriteErrors], syncErrors_);
 }
 
 std::string Cache::Progress() const {

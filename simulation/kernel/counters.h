@@ -37,6 +37,10 @@ enum class Counter : uint8_t {
     kUncachedWrites,
     kUncachedSequentialReads,
     kUncachedSequentialWrites,
+    kDiskReadErrors,
+    kDiskWriteErrors,
+    kSsdReadErrors,
+    kSsdWriteErrors,
     kCount
 };
 

@@ -6,10 +6,43 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstring>
+#include <numeric>
 
 #include "simulation/common/checked.h"
 
 namespace simulation {
+
+namespace {
+
+uint64_t BytesOf(const Memory& memory) {
+    return std::accumulate(memory.begin(), memory.end(), uint64_t{0},
+                           [](uint64_t sum, const iovec& piece) { return sum + piece.iov_len; });
+}
+
+void DropFront(Memory& memory, size_t count) {
+    auto piece = memory.begin();
+    for (; piece != memory.end() && count >= piece->iov_len; ++piece) {
+        count -= piece->iov_len;
+    }
+    if (piece != memory.end()) {
+        piece->iov_base = static_cast<char*>(piece->iov_base) + count;
+        piece->iov_len -= count;
+    }
+    memory.erase(memory.begin(), piece);
+}
+
+// Leaves the first `count` bytes.
+void DropBack(Memory& memory, size_t count) {
+    auto piece = memory.begin();
+    for (; piece != memory.end() && count > 0; ++piece) {
+        piece->iov_len = std::min(piece->iov_len, count);
+        count -= piece->iov_len;
+    }
+    memory.erase(piece, memory.end());
+}
+
+}  // namespace
 
 uint64_t Disk::Size() const {
     struct stat status{};
@@ -18,34 +51,51 @@ uint64_t Disk::Size() const {
 }
 
 void Disk::Read(uint64_t offset, std::span<char> into) const {
+    Read(offset, Memory{{into.data(), into.size()}});
+}
+
+void Disk::Read(uint64_t offset, Memory into) const {
+    beforeUse_({DiskUse::kRead, offset, BytesOf(into)});
     while (!into.empty()) {
-        const ssize_t count =
-            Checked(pread(file_.Get(), into.data(), into.size(), static_cast<off_t>(offset)), path_);
+        const ssize_t count = Checked(
+            preadv(file_.Get(), into.data(), static_cast<int>(into.size()), static_cast<off_t>(offset)),
+            path_);
         if (count == 0) {
-            std::fill(into.begin(), into.end(), '\0');
+            for (const iovec& piece : into) {
+                std::memset(piece.iov_base, 0, piece.iov_len);
+            }
             return;
         }
-        into = into.subspan(static_cast<size_t>(count));
+        DropFront(into, static_cast<size_t>(count));
         offset += static_cast<uint64_t>(count);
     }
 }
 
 void Disk::Write(uint64_t offset, std::span<const char> from) {
-    const uint64_t size = Size();
-    from = from.first(std::min<uint64_t>(from.size(), size - std::min(size, offset)));
-    beforeUse_();
-    KeepUnflushed(offset, from.size());
+    Write(offset, Memory{{const_cast<char*>(from.data()), from.size()}});  // writev takes no const memory
+}
+
+void Disk::Write(uint64_t offset, Memory from) {
+    uint64_t length = BytesOf(from);
+    if (offset + length > least_) {
+        least_ = Size();
+        length = std::min(length, least_ - std::min(least_, offset));
+        DropBack(from, length);
+    }
+    beforeUse_({DiskUse::kWrite, offset, length});
+    KeepUnflushed(offset, length);
     while (!from.empty()) {
-        const ssize_t count =
-            Checked(pwrite(file_.Get(), from.data(), from.size(), static_cast<off_t>(offset)), path_);
-        from = from.subspan(static_cast<size_t>(count));
+        const ssize_t count = Checked(
+            pwritev(file_.Get(), from.data(), static_cast<int>(from.size()), static_cast<off_t>(offset)),
+            path_);
+        DropFront(from, static_cast<size_t>(count));
         offset += static_cast<uint64_t>(count);
     }
 }
 
 // Only what holds data changes: most of a disk never does.
 void Disk::Punch(uint64_t offset, uint64_t length) {
-    beforeUse_();
+    beforeUse_({DiskUse::kDiscard, offset, length});
     const auto end = static_cast<off_t>(offset + length);
     off_t data = static_cast<off_t>(offset);
     while (unflushed_ && (data = lseek(file_.Get(), data, SEEK_DATA)) >= 0 && data < end) {
@@ -65,7 +115,7 @@ void Disk::KeepUnflushed(uint64_t offset, uint64_t length) {
 }
 
 void Disk::Flush() {
-    beforeUse_();
+    beforeUse_({DiskUse::kFlush});
     if (unflushed_) {
         unflushed_->Forget();
     }

@@ -1,25 +1,26 @@
 #include "simulation/kernel/faults.h"
 
-#include <charconv>
 #include <limits>
 #include <string_view>
+
+#include "simulation/common/count.h"
 
 namespace simulation {
 
 namespace {
 
-constexpr auto kAlways = std::numeric_limits<unsigned long>::max();
+constexpr auto kAlways = std::numeric_limits<uint64_t>::max();
 
 // Takes `mark` and the number behind it off the end of a rule; true also when the mark is not there.
-bool TakeNumber(std::string_view& rule, char mark, unsigned long& number) {
+bool TakeNumber(std::string_view& rule, char mark, uint64_t& number) {
     const size_t at = rule.rfind(mark);
     if (at == std::string_view::npos) {
         return true;
     }
-    const std::string_view digits = rule.substr(at + 1);
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    const auto parsed = ParseCount(rule.substr(at + 1));
+    number = parsed.value_or(number);
     rule = rule.substr(0, at);
-    return error == std::errc() && end == digits.data() + digits.size();
+    return parsed.has_value();
 }
 
 }  // namespace
@@ -39,6 +40,11 @@ bool Faults::Set(const std::string& name, const std::string& rule) {
     return true;
 }
 
+std::string Faults::Peek(const std::string& name) const {
+    const auto found = rules_.find(name);
+    return found == rules_.end() ? "" : found->second.action;
+}
+
 std::string Faults::Take(const std::string& name) {
     const auto found = rules_.find(name);
     if (found == rules_.end()) {
@@ -52,7 +58,7 @@ std::string Faults::Take(const std::string& name) {
     if (rule.times == 0) {
         return "";
     }
-    --rule.times;
+    rule.times -= rule.times == kAlways ? 0 : 1;
     return rule.action;
 }
 

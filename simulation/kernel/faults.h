@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 
@@ -14,6 +15,9 @@ class Faults {
   public:
     // False when the rule does not parse; nothing changes then.
     bool Set(const std::string& name, const std::string& rule);
+    bool AreSet() const { return !rules_.empty(); }
+    // The action of `name` whether or not it is due; "" when none is set.
+    std::string Peek(const std::string& name) const;
     // Counts one use of `name` and returns the action that it meets, "" when it goes well.
     std::string Take(const std::string& name);
     // The rules that are set, each as a line "NAME RULE", with what is left of its numbers.
@@ -22,8 +26,8 @@ class Faults {
   private:
     struct Rule {
         std::string action;
-        unsigned long skip = 0;
-        unsigned long times = 0;
+        uint64_t skip = 0;
+        uint64_t times = 0;
     };
     std::map<std::string, Rule> rules_;
 };

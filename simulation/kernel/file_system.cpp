@@ -123,7 +123,10 @@ void Read(fuse_req_t request, fuse_ino_t number, size_t size, off_t start, fuse_
         const auto offset = static_cast<uint64_t>(start);
         if (node.target != nullptr) {
             const uint64_t end = node.target->Size();
-            std::vector<char> content(std::min<uint64_t>(size, end - std::min(end, offset)));
+            std::vector<char>& block = ContentOf(request).block;
+            block.resize(std::max(block.size(), size));
+            const std::span<char> content(block.data(),
+                                          std::min<uint64_t>(size, end - std::min(end, offset)));
             node.target->Read(offset, content);
             fuse_reply_buf(request, content.data(), content.size());
             return;
@@ -199,7 +202,7 @@ constexpr fuse_lowlevel_ops kOperations = [] {
 
 }  // namespace
 
-FileSystem::FileSystem(Tree& tree, int fuseFd) : content_{tree, {}, 0} {
+FileSystem::FileSystem(Tree& tree, int fuseFd) : content_{tree, {}} {
     char name[] = "vemo-kernel";
     char* arguments[] = {name, nullptr};
     fuse_args args = FUSE_ARGS_INIT(1, arguments);

@@ -53,6 +53,7 @@ class Kernel {
     Answer RemoveModule(const Words& arguments);
     Answer CreateCache(const Words& arguments);
     Answer LoadCache(const Words& arguments);
+    Answer SettleCache(const Words& arguments);
     Answer RemoveCache(const Words& arguments);
     Answer ExpandCache(const Words& arguments);
     Answer ProbeSsd(const Words& arguments);
@@ -67,10 +68,13 @@ class Kernel {
 
     Answer SetCleaning(const std::string& value);
     Answer SetPower(const std::string& value);
+    void UseDisk(const Disk& disk, const DiskRequest& request);
     // Ends the process when the power is to be cut now.
     void UsePower();
     Answer SetReportedErrors(const std::string& value);
     Answer CheckNewCache(const std::string& name, const std::string& ssd, const std::string& space);
+    // Where that fails the system log tells.
+    void TakeDown(const std::string& name, Cache& cache);
     void Add(const std::string& name, std::unique_ptr<Cache> cache);
     Disk* FindDisk(const std::string& path);
     Cache* FindCache(const std::string& name);

@@ -1,6 +1,10 @@
 // What is to go wrong, as it is set from outside.
 #include <unistd.h>
 
+#include <chrono>
+#include <system_error>
+#include <thread>
+
 #include "simulation/common/count.h"
 #include "simulation/kernel/fault_kinds.h"
 #include "simulation/kernel/kernel.h"
@@ -11,6 +15,17 @@ namespace {
 
 constexpr std::string_view kFileFault = "file.";
 
+// As faults call it: what follows "/dev/".
+std::string NameOf(const Disk& disk) {
+    return disk.Path().substr(5);
+}
+
+bool Concerns(std::string_view action, const DiskRequest& request) {
+    const ByteRange range = RangeOf(action).value_or(ByteRange{});
+    return range.IsAll() ||
+           (request.offset < range.offset + range.length && range.offset < request.offset + request.length);
+}
+
 }  // namespace
 
 Answer Kernel::TakeFault(const Words& arguments) {
@@ -20,7 +35,11 @@ Answer Kernel::TakeFault(const Words& arguments) {
 Answer Kernel::SetFault(const Words& arguments) {
     const std::string& name = arguments[0];
     const std::string& value = arguments[1];
-    const std::string wrong = WrongFault(name, value);
+    std::vector<std::string> disks;
+    for (const Disk& disk : disks_) {
+        disks.push_back(NameOf(disk));
+    }
+    const std::string wrong = WrongFault(name, value, disks);
     if (!wrong.empty()) {
         return {EINVAL, wrong};
     }
@@ -89,6 +108,26 @@ Answer Kernel::SetPower(const std::string& value) {
         return {};
     }
     return faults_.Set("power", value) ? Answer{} : Answer{EINVAL, "not cut[@WRITES]: " + value};
+}
+
+// What is to befall a request to a disk.
+void Kernel::UseDisk(const Disk& disk, const DiskRequest& request) {
+    if (!faults_.AreSet()) {
+        return;
+    }
+    const bool reads = request.use == DiskUse::kRead;
+    if (!reads) {
+        UsePower();
+    }
+    const std::string wait = faults_.Take("latency." + NameOf(disk));
+    if (!wait.empty()) {
+        const auto milliseconds = ParseCount(std::string_view(wait).substr(wait.find(':') + 1)).value_or(0);
+        std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+    }
+    const std::string name = (reads ? "read." : "write.") + NameOf(disk);
+    if (Concerns(faults_.Peek(name), request) && !faults_.Take(name).empty()) {
+        throw std::system_error(EIO, std::generic_category(), disk.Path());
+    }
 }
 
 void Kernel::UsePower() {

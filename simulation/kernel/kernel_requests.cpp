@@ -15,6 +15,7 @@ const Kernel::Request Kernel::kRequests[] = {
     {"rmmod", 1, 1, &Kernel::RemoveModule},      // NAME
     {"create", 6, 6, &Kernel::CreateCache},      // NAME SSD SPACE MODE VERSION BYTES
     {"load", 3, 3, &Kernel::LoadCache},          // NAME SSD SPACE
+    {"settle", 1, 1, &Kernel::SettleCache},      // NAME
     {"remove", 1, 1, &Kernel::RemoveCache},      // NAME
     {"expand", 5, 5, &Kernel::ExpandCache},      // NAME SSD SPACE MODE VERSION
     {"probe", 1, 1, &Kernel::ProbeSsd},          // SSD
@@ -47,7 +48,7 @@ Kernel::Kernel(std::vector<Disk> disks, SystemLog log, base::UniqueFd realProc, 
     : log_(std::move(log)), realProc_(std::move(realProc)), pace_(cleanRate) {
     std::move(disks.begin(), disks.end(), std::back_inserter(disks_));
     for (Disk& disk : disks_) {
-        disk.BeforeEachUse([this] { UsePower(); });
+        disk.BeforeEachUse([this, &disk](const DiskRequest& request) { UseDisk(disk, request); });
     }
     tree_.AddFolder("data");
     tree_.AddFolder("module");
@@ -180,13 +181,22 @@ void Kernel::Add(const std::string& name, std::unique_ptr<Cache> cache) {
     caches_[name] = std::move(cache);
 }
 
+Answer Kernel::SettleCache(const Words& arguments) {
+    Cache* cache = FindCache(arguments[0]);
+    if (cache == nullptr) {
+        return {ENXIO, "No such device or address"};
+    }
+    cache->Settle();
+    return {};
+}
+
 Answer Kernel::RemoveCache(const Words& arguments) {
     Cache* cache = FindCache(arguments[0]);
     if (cache == nullptr) {
         return {ENXIO, "No such device or address"};
     }
     cache->CleanForRemoval();
-    cache->TakeDown();
+    TakeDown(arguments[0], *cache);
     RemoveCacheFiles(arguments[0], *cache);
     caches_.erase(arguments[0]);
     return {};
@@ -252,9 +262,18 @@ Answer Kernel::MoveClock(const Words& arguments) {
 
 Answer Kernel::ShutDown(const Words& /*arguments*/) {
     for (const auto& [name, cache] : caches_) {
-        cache->TakeDown();
+        TakeDown(name, *cache);
     }
     return {};
+}
+
+void Kernel::TakeDown(const std::string& name, Cache& cache) {
+    try {
+        cache.TakeDown();
+    } catch (const std::system_error& error) {
+        log_.AppendNow(3, "kernel: flashcache: " + name +
+                              " is removed, but its SSD does not know all of it: " + error.what());
+    }
 }
 
 Disk* Kernel::FindDisk(const std::string& path) {

@@ -7,27 +7,17 @@
 #include <unordered_map>
 #include <vector>
 
-#include "simulation/kernel/disk.h"
-
 namespace simulation {
 
 // Which slot of the SSD holds which block of the volume, which slots are dirty, and in what order they are
-// given up. Memory is ahead of the map on the SSD until Persist().
-//
-//  Taking a slot for another block first persists its page when the SSD's map still calls it dirty, so that
-// data of one block is never found under the number of another after a crash. Clean slots need no such care:
-// they are forgotten when the cache was not taken down in order.
+// given up. It knows no disks: SsdMap brings it there and back.
 class SlotMap {
   public:
     using Slot = uint32_t;
+    // So many lie in one page of the SSD's map.
+    static constexpr uint64_t kSlotsPerPage = 4096 / sizeof(uint64_t);
 
-    SlotMap(Disk& ssd, Disk& space, uint64_t slots);
-
-    // Reads the map back from the SSD.
-    void Load(bool keepClean);
-    // Makes all data and the SSD's map such that a power cut takes nothing; returns the number of pages
-    // written.
-    size_t Persist();
+    explicit SlotMap(uint64_t slots);
 
     std::optional<Slot> Find(uint64_t block) const;
     // Gives `block` a clean slot, the oldest clean one when none is free; nothing when all are dirty.
@@ -36,33 +26,38 @@ class SlotMap {
     void SetDirty(Slot slot, bool dirty);
     // Puts a slot at the young end of its list.
     void Touch(Slot slot);
+    // Begins anew: each slot, from the last to the first, is then restored.
+    void Clear() { free_.clear(); }
+    void RestoreFree(Slot slot) { free_.push_back(slot); }
+    void RestoreUsed(Slot slot, uint64_t block, bool dirty) { Use(slot, block, dirty); }
 
     uint64_t BlockOf(Slot slot) const { return entries_[slot].block; }
+    bool IsUsed(Slot slot) const { return entries_[slot].used; }
     bool IsDirty(Slot slot) const { return entries_[slot].dirty; }
     uint64_t Total() const { return entries_.size(); }
     uint64_t Cached() const { return clean_.size() + dirty_.size(); }
     uint64_t Dirty() const { return dirty_.size(); }
-    // The oldest dirty slot; there must be one.
-    Slot OldestDirty() const { return dirty_.front(); }
+    // The oldest first.
+    const std::list<Slot>& DirtySlots() const { return dirty_; }
     // How often a block made way for another.
     uint64_t Replaced() const { return replaced_; }
+
+    // The pages of which something changed since they were forgotten here.
+    const std::set<uint64_t>& ChangedPages() const { return changedPages_; }
+    void NoteChange(Slot slot) { changedPages_.insert(slot / kSlotsPerPage); }
+    void ForgetChange(uint64_t page) { changedPages_.erase(page); }
 
   private:
     struct Entry {
         uint64_t block = 0;
         bool used = false;
         bool dirty = false;
-        bool dirtyOnSsd = false;
         std::list<Slot>::iterator place;
     };
 
     void Use(Slot slot, uint64_t block, bool dirty);
     std::list<Slot>& ListOf(const Entry& entry) { return entry.dirty ? dirty_ : clean_; }
-    void FlushData();
-    void WritePage(uint64_t page);
 
-    Disk& ssd_;
-    Disk& space_;
     std::vector<Entry> entries_;
     std::unordered_map<uint64_t, Slot> byBlock_;
     std::list<Slot> clean_;

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <charconv>
+#include <ctime>
 
 #include "simulation/common/checked.h"
 
@@ -61,6 +62,15 @@ void SystemLog::Append(std::string_view line) {
     if (write(file_.Get(), line.data(), line.size()) < 0) {
         return;  // there is nowhere to tell
     }
+}
+
+void SystemLog::AppendNow(int severity, const std::string& text) {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    std::array<char, kDateLength + 1> date{};
+    (void)std::strftime(date.data(), date.size(), "%b %e %H:%M:%S ", &local);
+    Append(FormatLogLine("<" + std::to_string(severity) + ">" + date.data() + text));
 }
 
 void SystemLog::Clear() {

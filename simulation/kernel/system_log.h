@@ -21,6 +21,8 @@ class SystemLog {
     void Drain();
     std::string Read();
     void Append(std::string_view line);
+    // A message of our own.
+    void AppendNow(int severity, const std::string& text);
     void Clear();
 
   private:

@@ -102,6 +102,9 @@ Answer Devices::Remove(const Words& request) {
         return {EBUSY, "Device or resource busy"};
     }
     fsync(found->second.loop.Fd());
+    if (Ask(kernel_.Get(), {"settle", name}).error != 0) {
+        return {EIO, "Input/output error"};
+    }
     if (!found->second.loop.Detach()) {
         return {EBUSY, "Device or resource busy"};
     }

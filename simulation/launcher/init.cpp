@@ -130,11 +130,16 @@ std::optional<Unflushed> Init::EndPowerCut(const std::string& fileName, int file
         return std::nullopt;
     }
     constexpr uint64_t kMostDisks = 1000;
-    base::UniqueFd unflushed = state_.OpenUnflushed(fileName);
-    Unflushed::TakeBack(unflushed.Get(), file);
-    return options_.volatileSeed ? std::optional<Unflushed>(std::in_place, std::move(unflushed),
-                                                            *options_.volatileSeed * kMostDisks + number)
-                                 : std::nullopt;
+    base::UniqueFd unflushed = state_.OpenUnflushed(fileName, options_.volatileSeed.has_value());
+    if (unflushed) {
+        Unflushed::TakeBack(unflushed.Get(), file);
+    }
+    if (!options_.volatileSeed) {
+        state_.RemoveUnflushed(fileName);
+        return std::nullopt;
+    }
+    return std::optional<Unflushed>(std::in_place, std::move(unflushed),
+                                    *options_.volatileSeed * kMostDisks + number);
 }
 
 void Init::AddDisks(std::vector<Disk>& disks) {

@@ -104,8 +104,13 @@ base::UniqueFd State::OpenDisk(const std::string& name, uint64_t size) const {
     return file;
 }
 
-base::UniqueFd State::OpenUnflushed(const std::string& diskName) const {
-    return OpenFile(diskName + ".unflushed", 0);
+base::UniqueFd State::OpenUnflushed(const std::string& diskName, bool make) const {
+    const std::string name = diskName + ".unflushed";
+    return make || std::filesystem::exists(folder_ + "/" + name) ? OpenFile(name, 0) : base::UniqueFd();
+}
+
+void State::RemoveUnflushed(const std::string& diskName) const {
+    std::filesystem::remove(folder_ + "/" + diskName + ".unflushed");
 }
 
 base::UniqueFd State::OpenLog() const {

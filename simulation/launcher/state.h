@@ -19,8 +19,10 @@ class State {
     bool IsKept() const { return !folder_.empty(); }
     // The file of a disk; made sparse with `size` bytes when it is not there yet.
     base::UniqueFd OpenDisk(const std::string& name, uint64_t size) const;
-    // The file beside a kept disk that tells what that has not flushed.
-    base::UniqueFd OpenUnflushed(const std::string& diskName) const;
+    // The file beside a kept disk that tells what that has not flushed, made if wanted; none where there is
+    // none.
+    base::UniqueFd OpenUnflushed(const std::string& diskName, bool make) const;
+    void RemoveUnflushed(const std::string& diskName) const;
     base::UniqueFd OpenLog() const;
     // The path of a folder that is kept, made if need be.
     std::string Folder(const std::string& name) const;

@@ -11,6 +11,15 @@ namespace {
 
 using ::testing::HasSubstr;
 
+// The last object that it prints.
+Json LastAnswer(RunningTool& tool) {
+    Json last;
+    for (std::string line = tool.NextLine(); !line.empty(); line = tool.NextLine()) {
+        last = Json::Parse(line);
+    }
+    return last;
+}
+
 TEST(Flush, TellsItsProgressAndItsEnd) {
     CreateDirtyCache();
     RunningTool flush({"flush", "cachedev_0", "--json"});
@@ -19,13 +28,11 @@ TEST(Flush, TellsItsProgressAndItsEnd) {
     EXPECT_FALSE(VolumeHoldsData());
     RunningTool follower({"flush", "--status", "--follow", "cachedev_0", "--json"});
     Fault("cleaning", "run");
-    Json last;
-    for (std::string line = flush.NextLine(); !line.empty(); line = flush.NextLine()) {
-        last = Json::Parse(line);
-    }
+    const Json last = LastAnswer(flush);
     EXPECT_EQ(flush.Wait(), 0);
     EXPECT_EQ(last["flush"]["result"], "done");
-    EXPECT_EQ(last["flush"]["flush_state"], "flush_done");
+    EXPECT_EQ(last["flush"]["flush_state"], "normal");
+    EXPECT_EQ(last["flush"]["handle_state"], "normal");
     EXPECT_EQ(last["flush"]["dirty_blocks"], 0);
     EXPECT_TRUE(VolumeHoldsData());
     EXPECT_EQ(follower.Wait(), 0);
@@ -49,10 +56,7 @@ TEST(Flush, EndsAsCancelledInJsonToo) {
     RunningTool flush({"flush", "cachedev_0", "--json"});
     flush.NextLine();
     flush.Signal(SIGTERM);
-    Json last;
-    for (std::string line = flush.NextLine(); !line.empty(); line = flush.NextLine()) {
-        last = Json::Parse(line);
-    }
+    const Json last = LastAnswer(flush);
     EXPECT_EQ(flush.Wait(), 1);
     EXPECT_EQ(last["flush"]["result"], "cancelled");
     EXPECT_EQ(last["flush"]["handle_state"], "normal");
@@ -85,7 +89,69 @@ TEST(Flush, ThatWasKilledCanBeBegunAgain) {
     EXPECT_EQ(again.code, 0) << again.err;
     EXPECT_THAT(again.err, HasSubstr("an earlier flush of md3+volume_1 did not end in order"));
     EXPECT_TRUE(VolumeHoldsData());
-    EXPECT_EQ(Answer({"state", "set", "cachedev_0", "normal"})["state"]["handle_state"], "normal");
+    EXPECT_EQ(Answer({"state", "get", "cachedev_0"})["state"]["handle_state"], "normal");
+}
+
+TEST(Flush, LeavesTheStateOfAFlushOnRequestAlone) {
+    CreateDirtyCache();
+    Fault("cleaning", "run");
+    const auto kept = Answer({"flush", "cachedev_0", "--keep"})["flush"];
+    EXPECT_EQ(kept["flush_state"], "flush_done");
+    EXPECT_EQ(kept["handle_state"], "flush");
+    EXPECT_THAT(Tool({"flush", "--cancel", "cachedev_0"}).err, HasSubstr("done already"));
+    // The state before a second one is not that which the first one left.
+    const auto again = Answer({"flush", "cachedev_0"})["flush"];
+    EXPECT_EQ(again["flush_state"], "normal");
+    EXPECT_EQ(again["handle_state"], "normal");
+}
+
+struct Ended {
+    Words option;
+    int cleaned;  // blocks that come clean
+    int code;
+    const char* result;
+    const char* reason;  // its beginning; empty: none
+};
+
+void PrintTo(const Ended& one, std::ostream* out) {
+    *out << one.result;
+}
+
+class FlushEnds : public ::testing::TestWithParam<Ended> {};
+
+TEST_P(FlushEnds, BeforeAllIsCleanAndLeavesTheRest) {
+    const Ended& one = GetParam();
+    CreateDirtyCache();
+    Words words = {"flush", "cachedev_0", "--json"};
+    words.insert(words.end(), one.option.begin(), one.option.end());
+    RunningTool running(words);
+    while (Answer({"flush", "--status", "cachedev_0"})["flush"]["flush_state"] != "flushing") {
+    }
+    Fault("cleaning", std::to_string(one.cleaned));
+    const auto flush = LastAnswer(running)["flush"];
+    EXPECT_EQ(running.Wait(), one.code);
+    EXPECT_EQ(flush["result"], one.result);
+    EXPECT_THAT(std::string(flush["reason"]), HasSubstr(one.reason));
+    EXPECT_EQ(flush["flush_state"], "normal");
+    EXPECT_EQ(flush["handle_state"], "normal");
+    EXPECT_EQ(flush["dirty_blocks"], kDirty - one.cleaned);
+    EXPECT_EQ(flush["lost_blocks"], 0);
+    Fault("cleaning", "run");
+    EXPECT_EQ(Answer({"flush", "cachedev_0"})["flush"]["result"], "done");
+    EXPECT_TRUE(VolumeHoldsData());
+}
+
+INSTANTIATE_TEST_SUITE_P(Plans, FlushEnds,
+                         ::testing::Values(Ended{{"--deadline", "4s"}, 0, 0, "deadline", ""},
+                                           Ended{
+                                               {"--stall", "3"}, 0, 4, "stalled", "no block came clean for"},
+                                           Ended{{"--until", "25"}, 5, 0, "until", ""}),
+                         [](const auto& info) { return info.param.result; });
+
+TEST(FlushTimes, AreSpansOrTimesOfTheDay) {
+    for (const char* bad : {"", "soon", "24:00", "6:00", "06:60", "-5m", "5", "5x", "0s", "400d"}) {
+        EXPECT_EQ(Tool({"flush", "cachedev_0", "--deadline", bad}).code, kUsage) << bad;
+    }
 }
 
 TEST(Flush, ThatTheVolumeRefusesLeavesTheCacheRunning) {

@@ -78,6 +78,9 @@ TEST(Form, IsChosenForEveryVerb) {
         {{"size", "md4+volume_2", "--json", "-o", "size_bytes"},
          "{\"format_version\":2,\"size\":{\"size_bytes\":134217728}}\n"},
         {{"memory", "-o", "fixed_bytes", "--no-headings"}, "416.0 KiB\n416.0 KiB\n"},
+        {{"list", "--filter", "size_bytes>64M", "-o", "name", "--no-headings"}, "md4+volume_2\n"},
+        {{"status", "--filter", "state=unloaded", "--filter", "ssd=md3", "-o", "name"},
+         "  Name  md3+volume_1\n"},
     };
     for (const auto& one : cases) {
         const Ran ran = Tool(one.words);
@@ -90,6 +93,7 @@ TEST(Form, OfFieldsThatAreNoneIsWrongUsage) {
     CreateCache();
     for (Words words : std::vector<Words>{{"list", "-o", "name,nmae"},
                                           {"list", "--sort", "nmae"},
+                                          {"list", "--filter", "nmae=x"},
                                           {"state", "get", "cachedev_0", "-o", "nmae"},
                                           {"config", "show", "md3+volume_1", "-o", "nmae"}}) {
         const Ran text = Tool(words);

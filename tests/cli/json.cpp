@@ -47,6 +47,24 @@ double Json::Number() const {
     return kind_ == Kind::kNumber ? std::strtod(text_.c_str(), nullptr) : 0;
 }
 
+std::string Json::TypeName() const {
+    switch (kind_) {
+        case Kind::kNull:
+            return "null";
+        case Kind::kBool:
+            return "boolean";
+        case Kind::kNumber:
+            return text_.find_first_of(".eE") == std::string::npos ? "integer" : "number";
+        case Kind::kText:
+            return "string";
+        case Kind::kArray:
+            return "array";
+        case Kind::kObject:
+            break;
+    }
+    return "object";
+}
+
 const Json& Json::Null() {
     static const Json null;
     return null;

@@ -27,6 +27,9 @@ class Json {
     [[nodiscard]] bool IsText() const { return kind_ == Kind::kText; }
     [[nodiscard]] bool IsObject() const { return kind_ == Kind::kObject; }
 
+    // As JSON Schema calls its type; "integer" for a number without a point.
+    [[nodiscard]] std::string TypeName() const;
+
     // Of an array or object.
     [[nodiscard]] std::size_t size() const { return items_.size(); }
     [[nodiscard]] bool empty() const { return items_.empty(); }
@@ -47,12 +50,12 @@ class Json {
     friend bool operator==(const Json& json, std::string_view text) {
         return json.IsText() && json.text_ == text;
     }
-    friend bool operator==(const Json& json, std::same_as<bool> auto flag) {
+    friend bool operator==(const Json& json, const char* text) { return json == std::string_view(text); }
+    friend bool operator==(const Json& json, bool flag) {
         return json.IsBool() && (json.text_ == "true") == flag;
     }
-    friend bool operator==(const Json& json, std::integral auto number)
-        requires(!std::same_as<decltype(number), bool>)
-    {
+    template <std::integral Number>
+    friend bool operator==(const Json& json, Number number) {
         return json.kind_ == Kind::kNumber && json.text_ == std::to_string(number);
     }
     friend bool operator==(const Json& json, const Json& other) {

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "cli/json.h"
+#include "output/filter.h"
 #include "output/json.h"
 #include "output/shape.h"
 #include "output/text.h"
@@ -165,7 +166,51 @@ TEST(Output, ShowsChosenFieldsInTheirOrder) {
         } catch (const Failure& failure) {
             EXPECT_EQ(failure.kind, FailureKind::kUsage);
             EXPECT_THAT(failure.why, HasSubstr("its fields are name, size_bytes, hits, problem"));
+            EXPECT_EQ(failure.why.ends_with("did you mean name?"), wrong.fields != "name,") << failure.why;
         }
+    }
+}
+
+TEST(Output, ShowsTheRecordsThatPassEveryFilter) {
+    const std::vector<std::string> all = {"md10", "md9", "m\u00fcll"};
+    const std::pair<std::vector<std::string>, std::vector<std::string>> cases[] = {
+        {{"name=md9"}, {"md9"}},
+        {{"name==md9"}, {"md9"}},
+        {{"name!=md9"}, {"md10", "m\u00fcll"}},
+        {{"size_bytes>1"}, {"md10"}},
+        {{"size_bytes>=1"}, {"md10", "m\u00fcll"}},
+        {{"size_bytes<2K"}, {"m\u00fcll"}},
+        {{"size_bytes<=2KiB"}, {"md10", "m\u00fcll"}},
+        {{"size_bytes=2048"}, {"md10"}},
+        {{"size_bytes!=2048"}, {"md9", "m\u00fcll"}},  // what is not known is not that either
+        {{"size_bytes=null"}, {"md9"}},
+        {{"problem!=null"}, {"md9"}},
+        {{"hits=7%"}, all},
+        {{"hits<6.9"}, {}},
+        {{"hits>6.9", "size_bytes>0", "name!=md10"}, {"m\u00fcll"}},
+    };
+    for (const auto& [filters, names] : cases) {
+        std::vector<std::string> left;
+        for (const auto& record : Shaped(Table(), {.filters = filters}).records) {
+            left.push_back(ToText(record.fields.front()));
+        }
+        EXPECT_EQ(left, names) << filters.front();
+    }
+    EXPECT_EQ(TextOf(Shaped(Table(), {.filters = {"name=x"}})), "The filter leaves nothing.\n");
+    const Answer whole = One("thing", {{{"a", "A", "x"}}});
+    const std::pair<Answer, const char*> wrong[] = {{Table(), "nmae=x"},    {Table(), "size_bytes>x"},
+                                                    {Table(), "name>x"},    {Table(), "hits=7K"},
+                                                    {Table(), "hits<null"}, {whole, "a=x"}};
+    for (const auto& [answer, filter] : wrong) {
+        EXPECT_THROW(Shaped(answer, {.filters = {filter}}), Failure) << filter;
+    }
+    for (const auto* text : {"name", "=x", "name!x", "", ">=3"}) {
+        EXPECT_NE(WhyNoFilter(text), "") << text;
+    }
+    const Answer device{
+        "d", Layout::kTable, {{{{"ssd", "SSD", "/dev/md3", Format::kDevice}, {"up", "Up", true}}}}, "", ""};
+    for (const auto* filter : {"ssd=/dev/md3", "ssd=md3", "up=yes", "up=true", "up!=no"}) {
+        EXPECT_EQ(Shaped(device, {.filters = {filter}}).records.size(), 1U) << filter;
     }
 }
 

@@ -152,25 +152,34 @@ Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::string
 
 Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::function<std::string()>& type,
                    unsigned short columns) {
-    Words words = WithTool(std::move(arguments));
+    return OnTerminal(WithTool(std::move(arguments)), {{prompt, [&](pid_t) { return type(); }}}, columns, 24);
+}
+
+Ran OnTerminal(Words words, const std::vector<Step>& steps, unsigned short columns, unsigned short rows) {
     const std::vector<char*> vector = Vector(words);
     int terminal = -1;
-    const winsize size{24, columns, 0, 0};
+    const winsize size{rows, columns, 0, 0};
     const pid_t pid = forkpty(&terminal, nullptr, nullptr, &size);
     if (pid == 0) {
-        execv(vector.front(), vector.data());
+        execvp(vector.front(), vector.data());
         _exit(127);
     }
     Ran ran;
-    bool entered = false;
+    std::size_t seen = 0;
+    auto step = steps.begin();
     while (ReadSome(terminal, ran.out)) {
-        if (!entered && ran.out.find(prompt) != std::string::npos) {
-            entered = true;
-            const std::string typed = type();
+        for (; step != steps.end(); ++step) {
+            const auto at = ran.out.find(step->awaited, seen);
+            if (at == std::string::npos) {
+                break;
+            }
+            seen = at + step->awaited.size();
+            const std::string typed = step->act(pid);
             EXPECT_EQ(write(terminal, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
         }
     }
-    EXPECT_TRUE(entered) << "no \"" << prompt << "\" in " << ran.out;
+    EXPECT_EQ(step, steps.end()) << "no \"" << (step == steps.end() ? "" : step->awaited) << "\" in "
+                                 << ran.out;
     close(terminal);
     ran.code = ExitCode(pid);
     return ran;

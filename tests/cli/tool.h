@@ -66,6 +66,16 @@ Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::string
 Ran ToolOnTerminal(Words arguments, const std::string& prompt, const std::function<std::string()>& type,
                    unsigned short columns = 0);
 
+// What happens on a terminal: once the text has come, behind what came before, the rest is done; what it
+// makes is typed.
+struct Step {
+    std::string awaited;
+    std::function<std::string(pid_t program)> act;
+};
+
+// Any program on a terminal of its own.
+Ran OnTerminal(Words words, const std::vector<Step>& steps, unsigned short columns, unsigned short rows);
+
 // Whether some process runs a command that begins so.
 bool Runs(const std::string& command);
 

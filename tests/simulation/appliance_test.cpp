@@ -369,6 +369,12 @@ TEST(Appliance, ListsFaultsAndRefusesThoseThatAreNone) {
         {"writeback busy", "its actions are fail"},
         {"tool.cp fail:x", "no number belongs there"},
         {"tool.cp hang:3", "no number belongs there"},
+        {"read.md4 fail", "did you mean read.md3?"},
+        {"write.md3 fail:4096", "takes OFFSET+LENGTH"},
+        {"write.md3 fail:1+18446744073709551615", "takes OFFSET+LENGTH"},
+        {"latency.md3 wait", "takes milliseconds"},
+        {"latency.md3 wait:60001", "takes milliseconds"},
+        {"tool.cp fail:99999999999999999999", "no number belongs there"},
         {"tool.cp fail@x", "not ACTION[@SKIP][xTIMES]"},
         {"writeback", "NAME and VALUE"},
     };

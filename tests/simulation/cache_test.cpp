@@ -1,16 +1,13 @@
 // The simulated cache against a model: whatever is done to it, every byte read is one that was written, and
 // neither a crash nor a power cut loses anything that was synced.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-#include <functional>
 #include <map>
 #include <random>
 #include <set>
 
-#include "base/unique_fd.h"
+#include "simulation/disks.h"
 #include "simulation/kernel/cache.h"
 #include "simulation/kernel/system_log.h"
 #include "simulation/seed.h"
@@ -18,57 +15,8 @@
 namespace simulation {
 namespace {
 
-constexpr uint64_t kSector = 512;
 constexpr uint64_t kSpaceBytes = 4 * 1024 * 1024 + 3 * kSector;  // the last block is not a whole one
 constexpr uint64_t kSectors = kSpaceBytes / kSector;
-
-base::UniqueFd MakeFile(uint64_t bytes) {
-    base::UniqueFd file(open("/tmp", O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
-    EXPECT_EQ(ftruncate(file.Get(), static_cast<off_t>(bytes)), 0);
-    return file;
-}
-
-Disk MakeDisk(const std::string& path, uint64_t bytes) {
-    return {path, MakeFile(bytes), base::UniqueFd()};
-}
-
-base::UniqueFd Copy(const base::UniqueFd& file) {
-    return base::UniqueFd(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
-}
-
-struct PowerCut {};
-
-// A disk with a volatile cache, and what cuts its power.
-class VolatileDisk {
-  public:
-    VolatileDisk(std::string path, uint64_t bytes) : path_(std::move(path)), file_(MakeFile(bytes)) {}
-
-    void PowerUp(uint64_t seed, std::function<void()> beforeUse) {
-        Unflushed::TakeBack(unflushed_.Get(), file_.Get());
-        disk_ = Disk(path_, Copy(file_), base::UniqueFd(), Unflushed(Copy(unflushed_), seed));
-        disk_.BeforeEachUse(std::move(beforeUse));
-    }
-    Disk& operator*() { return disk_; }
-    Disk* operator->() { return &disk_; }
-
-  private:
-    std::string path_;
-    base::UniqueFd file_;
-    base::UniqueFd unflushed_ = MakeFile(0);
-    Disk disk_{path_, Copy(file_), base::UniqueFd()};
-};
-
-using Sector = std::array<uint32_t, kSector / sizeof(uint32_t)>;
-
-Sector Stamp(uint32_t stamp) {
-    Sector sector{};
-    sector.fill(stamp);
-    return sector;
-}
-
-std::span<char> Bytes(std::span<Sector> sectors) {
-    return {reinterpret_cast<char*>(sectors.data()), sectors.size_bytes()};
-}
 
 struct Setup {
     WriteMode mode;
@@ -160,6 +108,26 @@ class Model {
         }
     }
 
+    // Some requests to the disks fail meanwhile. What fails leaves each sector as it was or as it was to be.
+    void StepsOnFailingDisks(uint64_t count) {
+        for (; count > 0 && !testing::Test::HasFatalFailure(); --count) {
+            const std::vector<uint32_t> before = current_;
+            failing_ = true;
+            bool failed = false;
+            try {
+                Step();
+            } catch (const std::system_error&) {
+                failed = true;
+                ++failures_;
+            }
+            failing_ = false;
+            if (failed) {
+                TakeWhatIsThere(before);
+            }
+        }
+    }
+    uint64_t Failures() const { return failures_; }
+
     void ExpectAllAsWritten() { ASSERT_EQ(ReadStamps(), current_); }
 
     // After everything is cleaned, the volume alone holds it all.
@@ -174,6 +142,17 @@ class Model {
     }
 
   private:
+    void TakeWhatIsThere(const std::vector<uint32_t>& before) {
+        const std::vector<uint32_t> stamps = ReadStamps();
+        for (uint64_t sector = 0; sector < kSectors; ++sector) {
+            const uint32_t found = stamps[sector];
+            ASSERT_TRUE(found == current_[sector] || found == before[sector])
+                << "sector " << sector << " holds " << found << ", not " << before[sector] << " or "
+                << current_[sector];
+            current_[sector] = found;
+        }
+    }
+
     void Sync() {
         cache_->Sync();
         synced_ = current_;
@@ -184,9 +163,12 @@ class Model {
 
     void PowerUp() {
         for (VolatileDisk* disk : {&ssd_, &space_}) {
-            disk->PowerUp(random_(), [this] {
-                if (usesLeft_ > 0 && --usesLeft_ == 0) {
+            disk->PowerUp(random_(), [this](const DiskRequest& request) {
+                if (request.use != DiskUse::kRead && usesLeft_ > 0 && --usesLeft_ == 0) {
                     throw PowerCut{};
+                }
+                if (failing_ && Pick(6) == 0) {
+                    throw std::system_error(EIO, std::generic_category());
                 }
             });
         }
@@ -247,6 +229,8 @@ class Model {
     VolatileDisk ssd_{"/dev/md3", 2 * 1024 * 1024};
     VolatileDisk space_{"/dev/vg1/volume_1", kSpaceBytes};
     uint64_t usesLeft_ = 0;  // until the power is cut; 0: it is not
+    bool failing_ = false;
+    uint64_t failures_ = 0;
     std::unique_ptr<Cache> cache_;
     std::string reclaim_;
     uint32_t lastStamp_ = 0;
@@ -287,6 +271,25 @@ TEST_P(CacheModelTest, LosesNothingSyncedInAPowerCut) {
     }
 }
 
+TEST_P(CacheModelTest, LosesNothingSyncedOnDisksThatFail) {
+    const unsigned first = FirstSeed();
+    for (unsigned seed = first; seed < first + 2; ++seed) {
+        Model model(GetParam(), seed);
+        for (int round = 0; round < 10; ++round) {
+            model.StepsOnFailingDisks(40);
+            model.ExpectAllAsWritten();
+            model.Crash();
+            model.UseUntilPowerCut();
+            model.Crash();
+            if (HasFatalFailure()) {
+                FAIL() << "seed " << seed << ", round " << round;
+            }
+        }
+        EXPECT_GT(model.Failures(), 20U);
+        model.ExpectVolumeAsWritten();
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Modes, CacheModelTest,
     testing::Values(Setup{WriteMode::kBack, kVersionOriginal, kReclaimFifo, 256 << 10, "BackFifo"},
@@ -317,6 +320,7 @@ TEST(FaultsTest, CountSkippedAndMetUses) {
     EXPECT_EQ(faults.Take("knob.*"), "");
     ASSERT_TRUE(faults.Set("remove", "busy"));
     EXPECT_EQ(faults.Take("remove"), "busy");
+    EXPECT_EQ(faults.Text(), "knob.* rejectx0\nremove busy\n");
     ASSERT_TRUE(faults.Set("remove", "ok"));
     EXPECT_EQ(faults.Take("remove"), "");
     for (const char* bad : {"", "@1", "fail@", "fail@x1", "fail@1x", "fail@1x2y"}) {

@@ -194,6 +194,18 @@ TEST(Launcher, KeepsStateFromOneBootToTheNext) {
     EXPECT_EQ(Boot("", "cat /usr/vemo/etc/sum").status, 1) << "nothing is kept of this one";
 }
 
+TEST(Launcher, KeepsNoteOfUnflushedWritesForVolatileDisksAlone) {
+    const Folder folder;
+    const std::string state = "--state " + (folder / "state");
+    const std::string list = "cd " + (folder / "state") + " && ls *.unflushed 2>/dev/null";
+    const std::pair<const char*, const char*> boots[] = {
+        {"", ""}, {" --volatile", "md3.unflushed\nvolume_1.unflushed\n"}, {"", ""}};
+    for (const auto& [option, left] : boots) {
+        ASSERT_EQ(Boot(state + option, "true").status, 0);
+        EXPECT_EQ(Shell(list).output, left) << option;
+    }
+}
+
 class KilledLauncher : public testing::TestWithParam<const char*> {};
 
 TEST_P(KilledLauncher, LosesNothingThatWasSynced) {
