@@ -1,6 +1,7 @@
 #include "output/csv.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <type_traits>
 
@@ -28,6 +29,8 @@ std::string ToCsv(const Value& value) {
                 return known ? "true" : "false";
             } else if constexpr (std::is_same_v<Kind, std::string>) {
                 return Quoted(Printable(known));  // one line a record, whatever a name holds
+            } else if constexpr (std::is_same_v<Kind, Texts>) {
+                return Quoted(Printable(fmt::format("{}", fmt::join(known, ", "))));
             } else {
                 return fmt::format("{}", known);
             }

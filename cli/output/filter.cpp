@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <optional>
 #include <string_view>
@@ -138,6 +139,10 @@ bool Passes(const Field& field, const Filter& filter) {
                 // A device goes by its path, and by what a table shows of it.
                 const bool isIt = known == filter.value || ToCell(field) == filter.value;
                 return isIt == (filter.test == Test::kEqual);
+            } else if constexpr (std::is_same_v<Known, Texts>) {
+                RequireEquality(filter, field);
+                const bool isAmong = std::find(known.begin(), known.end(), filter.value) != known.end();
+                return isAmong == (filter.test == Test::kEqual);
             } else {
                 return Holds(static_cast<long double>(known), filter.test, NumberIn(filter, field));
             }
