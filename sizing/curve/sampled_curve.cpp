@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
 #include <utility>
 
 namespace sizing {
 namespace {
 
-const double kHashes = std::ldexp(1.0, 64);
+constexpr double kHashes = 0x1p64;
 constexpr double kLongestDistance = 9e18;
 
 }  // namespace
@@ -18,16 +17,21 @@ SampledCurve::SampledCurve(BlockSize blockSize, std::size_t samples)
     hashes_.reserve(samples + 1);
 }
 
-void SampledCurve::Sample(std::uint64_t key, Kind kind) {
-    seen_.Of(kind) += weight_;
+void SampledCurve::Sample(std::uint64_t key, Kind kind, bool isAgain) {
+    Part& part = isAgain ? again_ : others_;
+    part.sampled.Of(kind) += weight_;
     const LruStack::Touched touched = stack_.Touch(key);
     const double influence = weight_ * touched.touches;
-    influenceOfAll_.Of(kind) += influence;
+    if (isAgain) {
+        influences_.Of(kind) += influence;
+    }
     if (touched.touches > 1) {
         const auto distance = static_cast<std::uint64_t>(
             std::min(static_cast<double>(touched.distance) * weight_, kLongestDistance));
-        distances_.Add(distance, kind, weight_);
-        influence_.Add(distance, kind, influence);
+        part.distances.Add(distance, kind, weight_);
+        if (isAgain) {
+            influence_.Add(distance, kind, influence);
+        }
         return;
     }
     hashes_.push_back(key);
@@ -46,23 +50,30 @@ void SampledCurve::LowerThreshold() {
 }
 
 MissRatioCurve SampledCurve::Finish() {
-    // How many references there were is known, and the sample may speak for more or for fewer: mostly as
-    // blocks in frequent use are over- or underrepresented. Commonly the difference is put into the first
-    // bucket, as if all of it were hits in the smallest cache. Here it goes to where those blocks have their
-    // distances: in proportion to the covariance of the references of a distance with all references (a
-    // regression estimator). On loads whose references are spread wide, that halves the error and more.
+    References all;
     for (const Kind kind : {Kind::kRead, Kind::kWrite}) {
-        const double missing = references_.Of(kind) - seen_.Of(kind);
-        if (influenceOfAll_.Of(kind) > 0) {
-            distances_.AddScaled(influence_, kind, missing / influenceOfAll_.Of(kind));
+        // Blocks that were not touched just before get few references each: the sample is short of all of
+        // them alike (a ratio estimator).
+        const double others = others_.sampled.Of(kind);
+        const double factor = others > 0 ? others_.references.Of(kind) / others : 0;
+        DistanceHistogram& distances = again_.distances;
+        distances.AddScaled(others_.distances, kind, factor);
+        // Of the others it is the blocks with most references that are over- or underrepresented: a
+        // difference has distances like theirs, in proportion to the covariance of the references of a
+        // distance with all of them (a regression estimator). With none of them in the sample it goes to the
+        // first bucket.
+        const double missing = again_.references.Of(kind) - again_.sampled.Of(kind);
+        if (influences_.Of(kind) > 0) {
+            distances.AddScaled(influence_, kind, missing / influences_.Of(kind));
         } else {
-            distances_.Add(0, kind, missing);
+            distances.Add(0, kind, missing);
         }
+        all.Of(kind) = again_.references.Of(kind) + others_.references.Of(kind);
     }
     const double bytes = static_cast<double>(blockSize_.Bytes()) * weight_;
     const WorkingSet workingSet{static_cast<double>(stack_.Blocks()) * bytes,
                                 static_cast<double>(stack_.Reused()) * bytes};
-    return {blockSize_, std::move(distances_), references_, workingSet};
+    return {blockSize_, std::move(again_.distances), all, workingSet};
 }
 
 }  // namespace sizing

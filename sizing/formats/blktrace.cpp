@@ -49,8 +49,8 @@ void Swap(std::uint16_t& value) {
 }
 
 // Whether it is a record of any version, turned to the byte order of this machine.
-bool Decode(const char* bytes, Record& record) {
-    std::memcpy(&record, bytes, sizeof record);
+bool Decode(std::string_view bytes, Record& record) {
+    bytes.copy(reinterpret_cast<char*>(&record), sizeof record);
     if ((record.magic & ~0xffU) != kMagic) {
         Swap(record.magic);
         Swap(record.sequence);
@@ -106,7 +106,7 @@ class Blktrace : public Reader {
             Record record{};
             ++number_;
             ++report_.records;
-            if (!Decode(bytes_.Bytes().data(), record) || (record.magic & 0xffU) != kBlktraceVersion) {
+            if (!Decode(bytes_.Bytes(), record) || (record.magic & 0xffU) != kBlktraceVersion) {
                 SkipRubbish();
             } else if (Take(record) && Convert(record, batch[count])) {
                 ++count;
