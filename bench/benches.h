@@ -8,8 +8,13 @@ void RegisterKnobs();
 void RegisterConfig();
 void RegisterWalk();
 void RegisterSsdSupport();
+void RegisterSizing();
+void RegisterSizingAccuracy();
 
 // Does the statistics of a volume and prints the most memory that this process needed. For main alone.
 int PrintPeakOfWalk(const char* volumePath);
+
+// The same for the sampled curve of a trace.
+int PrintPeakOfSurvey(const char* tracePath);
 
 }  // namespace bench

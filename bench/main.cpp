@@ -26,6 +26,8 @@ constexpr const char* kHelp =
     "  config  reading the configuration of 1 to 10,000 caches\n"
     "  ssd     the SSD compatibility database\n"
     "  walk    file statistics over 200,000 files\n"
+    "  sizing  reading a trace of 10 million requests into a miss-ratio curve, and how near a sampled one "
+    "is\n"
     "  knobs   a knob write from a process of 4 GB (needs as much free memory)\n"
     "\n"
     "All groups by default. Of Google Benchmark's options, --benchmark_filter=REGEX and\n"
@@ -61,6 +63,8 @@ int RunBenchmarks(int argc, char** argv) {
     bench::RegisterConfig();
     bench::RegisterSsdSupport();
     bench::RegisterWalk();
+    bench::RegisterSizing();
+    bench::RegisterSizingAccuracy();
     bench::RegisterKnobs();  // last: its large process stays
     bench::Table table;
     const bool any = benchmark::RunSpecifiedBenchmarks(&table) > 0;
@@ -85,6 +89,9 @@ int main(int argc, char** argv) {
     }
     if (first == "--peak-of-walk" && argc == 3) {
         return bench::PrintPeakOfWalk(argv[2]);
+    }
+    if (first == "--peak-of-survey" && argc == 3) {
+        return bench::PrintPeakOfSurvey(argv[2]);
     }
     return RunBenchmarks(argc, argv);
 }
