@@ -22,7 +22,7 @@ constexpr std::size_t kRuns = 4;
 Cost ErrorsOf(std::size_t number) {
     const sizing::Workload load = sizing::Workloads(kLoadBlocks)[number];
     const sizing::BlockSize blockSize(sizing::kWorkloadBlock);
-    std::mt19937_64 random(1);
+    std::mt19937_64 random(1);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same load in every run
     sizing::ExactCurve exact(blockSize);
     std::vector<sizing::SampledCurve> sampled(kRuns, sizing::SampledCurve(blockSize));
     for (int i = 0; i < kLoadRequests; ++i) {
