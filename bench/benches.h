@@ -9,8 +9,13 @@ void RegisterConfig();
 void RegisterWalk();
 void RegisterDevice();
 void RegisterSsdSupport();
+void RegisterSizing();
+void RegisterSizingAccuracy();
 
 // Does the statistics of a volume and prints the most memory that this process needed. For main alone.
 int PrintPeakOfWalk(const char* volumePath);
+
+// The same for the sampled curve of a trace.
+int PrintPeakOfSurvey(const char* tracePath);
 
 }  // namespace bench

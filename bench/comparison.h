@@ -9,14 +9,21 @@
 
 namespace bench {
 
+// As the table is to show them.
+enum class Unit { kSeconds, kBytes, kNone };
+
 struct Measure {
     const char* name;
     double Cost::* of;
+    Unit unit = Unit::kSeconds;
 };
 
 inline constexpr Measure kWall{"wall", &Cost::wall};
 inline constexpr Measure kCpu{"CPU", &Cost::cpu};
-inline constexpr Measure kMemory{"memory", &Cost::peakMemory};
+inline constexpr Measure kMemory{"memory", &Cost::peakMemory, Unit::kBytes};
+inline constexpr Measure kMeanError{"mean", &Cost::meanError, Unit::kNone};
+inline constexpr Measure kWorstError{"worst", &Cost::worstError, Unit::kNone};
+inline constexpr Measure kMeasures[] = {kWall, kCpu, kMemory, kMeanError, kWorstError};
 
 // A line of the table: ours as a multiple of the baseline, by one measure.
 struct Line {

@@ -27,6 +27,8 @@ constexpr const char* kHelp =
     "  ssd     the SSD compatibility database\n"
     "  walk    file statistics over 200,000 files\n"
     "  device  reads and writes of the simulated cache device: blocks of 64 KiB, and of 4 KiB\n"
+    "  sizing  reading a trace of 10 million requests into a miss-ratio curve, and how near a sampled one "
+    "is\n"
     "  knobs   a knob write from a process of 4 GB (needs as much free memory)\n"
     "\n"
     "All groups by default. Of Google Benchmark's options, --benchmark_filter=REGEX and\n"
@@ -63,6 +65,8 @@ int RunBenchmarks(int argc, char** argv) {
     bench::RegisterSsdSupport();
     bench::RegisterWalk();
     bench::RegisterDevice();
+    bench::RegisterSizing();
+    bench::RegisterSizingAccuracy();
     bench::RegisterKnobs();  // last: its large process stays
     bench::Table table;
     const bool any = benchmark::RunSpecifiedBenchmarks(&table) > 0;
@@ -87,6 +91,9 @@ int main(int argc, char** argv) {
     }
     if (first == "--peak-of-walk" && argc == 3) {
         return bench::PrintPeakOfWalk(argv[2]);
+    }
+    if (first == "--peak-of-survey" && argc == 3) {
+        return bench::PrintPeakOfSurvey(argv[2]);
     }
     return RunBenchmarks(argc, argv);
 }

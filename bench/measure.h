@@ -5,11 +5,14 @@
 
 namespace bench {
 
-// Times in seconds; those of programs that the work ran and waited for are in. Memory in bytes.
+// Times in seconds; those of programs that the work ran and waited for are in. Memory in bytes. Of an
+// estimate also what it costs in truth: its absolute errors, where they can be told.
 struct Cost {
     double wall = 0;
     double cpu = 0;
     double peakMemory = 0;
+    double meanError = 0;
+    double worstError = 0;
 };
 
 // Starts to measure when made.

@@ -11,12 +11,15 @@
 namespace bench {
 namespace {
 
-constexpr const char* kLayout = "{:<16} {:<34} {:<7} {:>9} {:>9} {:>6} {:>6}  {}\n";
+constexpr const char* kLayout = "{:<27} {:<34} {:<7} {:>9} {:>9} {:>6} {:>6}  {}\n";
 
-// "1.23 ms" or "4.1 MB".
-std::string Quantity(double value, bool isMemory) {
-    if (isMemory) {
+// "1.23 ms", "4.1 MB" or "0.0123".
+std::string Quantity(double value, Unit unit) {
+    if (unit == Unit::kBytes) {
         return fmt::format("{:.2f} MB", value / 1e6);
+    }
+    if (unit == Unit::kNone) {
+        return fmt::format("{:.4f}", value);
     }
     if (value < 1e-3) {
         return fmt::format("{:.1f} us", value * 1e6);
@@ -24,14 +27,15 @@ std::string Quantity(double value, bool isMemory) {
     return value < 1 ? fmt::format("{:.2f} ms", value * 1e3) : fmt::format("{:.2f} s", value);
 }
 
-void PrintLine(const benchmark::BenchmarkReporter::Run& run, const std::string& measure) {
-    const auto counter = [&](const char* name) { return run.counters.at(measure + name).value; };
+void PrintLine(const benchmark::BenchmarkReporter::Run& run, const Measure& measure) {
+    const auto counter = [&](const char* name) {
+        return run.counters.at(std::string(measure.name) + name).value;
+    };
     const double ratio = counter(".ratio");
     const double goal = counter(".goal");
-    const bool isMemory = measure == kMemory.name;
     const std::string name = run.run_name.function_name;
-    fmt::print(kLayout, name, run.report_label, measure, Quantity(counter(".ours"), isMemory),
-               Quantity(counter(".baseline"), isMemory), fmt::format("{:.2f}", ratio),
+    fmt::print(kLayout, name, run.report_label, measure.name, Quantity(counter(".ours"), measure.unit),
+               Quantity(counter(".baseline"), measure.unit), fmt::format("{:.2f}", ratio),
                goal == 0 ? "-" : fmt::format("{:.2f}", goal),
                goal == 0       ? "-"
                : ratio <= goal ? "yes"
@@ -44,8 +48,8 @@ bool Table::ReportContext(const Context& /*context*/) {
     try {
         const MachineCosts costs = MeasureMachine();
         fmt::print("This machine: page fault {}, file status {}, process start {}, fsync {}\n\n",
-                   Quantity(costs.pageFault, false), Quantity(costs.fileStatus, false),
-                   Quantity(costs.processStart, false), Quantity(costs.fsync, false));
+                   Quantity(costs.pageFault, Unit::kSeconds), Quantity(costs.fileStatus, Unit::kSeconds),
+                   Quantity(costs.processStart, Unit::kSeconds), Quantity(costs.fsync, Unit::kSeconds));
     } catch (const std::exception& error) {
         fmt::print("This machine: unknown, {}\n\n", error.what());
     }
@@ -57,12 +61,12 @@ void Table::ReportRuns(const std::vector<Run>& runs) {
     for (const Run& run : runs) {
         if (run.error_occurred) {
             hasErrors_ = true;
-            fmt::print("{:<16} FAILED: {}\n", run.run_name.function_name, run.error_message);
+            fmt::print("{:<27} FAILED: {}\n", run.run_name.function_name, run.error_message);
             continue;
         }
-        for (const Measure& measure : {kWall, kCpu, kMemory}) {
+        for (const Measure& measure : kMeasures) {
             if (run.counters.find(std::string(measure.name) + ".ratio") != run.counters.end()) {
-                PrintLine(run, measure.name);
+                PrintLine(run, measure);
             }
         }
     }
