@@ -173,7 +173,7 @@ void Doctor(Context& context, const DoctorOptions& options) {
 
 std::vector<Argument> DeclareDoctor(DoctorOptions& options) {
     return {{.name = "CACHE",
-             .help = std::string(kCacheHelp) + "; all when left out",
+             .help = fmt::format("{}; all when left out", kCacheHelp),
              .target = &options.cache,
              .completion = Completion::kCache},
             {.name = "--check",

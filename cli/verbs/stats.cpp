@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <unistd.h>
 
 #include "output/answer.h"
@@ -67,7 +69,7 @@ void ShowStats(const Context& context, const StatsOptions& options) {
 
 std::vector<Argument> DeclareStats(StatsOptions& options) {
     return {{.name = "CACHE",
-             .help = std::string(kCacheHelp) + "; all when left out",
+             .help = fmt::format("{}; all when left out", kCacheHelp),
              .target = &options.caches,
              .completion = Completion::kCache},
             {.name = "--watch",

@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include "caches/describe.h"
 #include "output/answer.h"
 #include "verbs/verb.h"
@@ -26,7 +28,7 @@ void ShowStatus(const Context& context, const StatusOptions& options) {
 
 std::vector<Argument> DeclareStatus(StatusOptions& options) {
     return {{.name = "CACHE",
-             .help = std::string(kCacheHelp) + "; all when left out",
+             .help = fmt::format("{}; all when left out", kCacheHelp),
              .target = &options.caches,
              .completion = Completion::kCache}};
 }

@@ -112,7 +112,7 @@ void Top(const Context& context, const TopOptions& options) {
 
 std::vector<Argument> DeclareTop(TopOptions& options) {
     return {{.name = "CACHE",
-             .help = std::string(kCacheHelp) + "; all when left out",
+             .help = fmt::format("{}; all when left out", kCacheHelp),
              .target = &options.caches,
              .completion = Completion::kCache},
             {.name = "--watch",
