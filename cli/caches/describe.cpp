@@ -77,7 +77,7 @@ void AddBlocks(Record& record, const Cache& cache) {
 void AddTuning(Record& record, const Cache& cache) {
     record.fields.insert(
         record.fields.end(),
-        {{"handle_state", "Handle state", cache.IsUp() ? HandleStateText(HandleStateOf(cache)) : Value(),
+        {{"handle_state", "Handle state", cache.IsUp() ? HandleStateText(HandleStateAtALook(cache)) : Value(),
           Format::kPlain, true},
          {"attribute", "Attribute", cache.IsUp() ? AttributeText(AttributeOf(cache)) : Value()},
          {"reclaim_policy", "Reclaim policy",

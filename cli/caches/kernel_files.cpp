@@ -2,10 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 namespace cli {
 namespace {
@@ -15,17 +16,19 @@ constexpr std::array kKnobFiles = {
     "fallow_delay", "fast_remove", "dirty_thresh_pct", "reclaim_policy",      "skip_seq_thresh_kb"};
 
 std::optional<std::string> WholeText(const std::string& path) {
-    std::ifstream file(path);
-    if (!file) {
-        return std::nullopt;
-    }
-    return std::string(std::istreambuf_iterator<char>(file), {});
+    const std::ifstream file(path);
+    std::ostringstream text;
+    // Unlike iterators it does not throw when the cache, and its file, go just then. Read at once and whole:
+    // of two readings the later one may show hits whose requests the earlier one lacks.
+    text << file.rdbuf();
+    return text.good() ? std::optional(text.str()) : std::nullopt;
 }
 
-std::optional<std::int64_t> NumberAtStart(std::string_view text) {
+std::optional<std::int64_t> NumberIn(std::string_view text) {
     std::int64_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() ? std::optional(number) : std::nullopt;
+    const char* last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), last, number);
+    return error == std::errc() && end == last ? std::optional(number) : std::nullopt;
 }
 
 }  // namespace
@@ -44,7 +47,7 @@ Counts CountsOf(std::string_view text) {
         text.remove_prefix(word.size());
         const auto equals = word.find('=');
         const auto number =
-            equals == std::string_view::npos ? std::nullopt : NumberAtStart(word.substr(equals + 1));
+            equals == std::string_view::npos ? std::nullopt : NumberIn(word.substr(equals + 1));
         if (number) {
             counts[std::string(word.substr(0, equals))] = *number;
         }
@@ -62,7 +65,8 @@ std::optional<Counts> ReadKnobs(const std::string& pair) {
     Counts knobs;
     for (const char* knob : kKnobFiles) {
         const auto text = WholeText(fmt::format("/proc/sys/dev/flashcache_{}/{}", pair, knob));
-        const auto number = text ? NumberAtStart(*text) : std::nullopt;
+        const auto number =
+            text ? NumberIn(std::string_view(*text).substr(0, text->find('\n'))) : std::nullopt;
         if (!number) {
             return std::nullopt;
         }

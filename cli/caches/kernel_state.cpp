@@ -3,6 +3,9 @@
 #include <cstdlib>
 #include <memory>
 
+#include "caches/kernel_files.h"
+#include "caches/running.h"
+
 namespace cli {
 namespace {
 
@@ -35,6 +38,15 @@ const std::map<std::string, FLASHCACHE_ATTRIBUTE> kAttributes = {
 
 FLASHCACHE_HANDLE_STATE HandleStateOf(const Cache& cache) {
     return VEMOFlashCacheHandleStateGet(cache.Ssd().c_str(), cache.Volume().c_str());
+}
+
+FLASHCACHE_HANDLE_STATE HandleStateAtALook(const Cache& cache) {
+    const auto knobs = ReadKnobs(KernelName(cache.Ssd(), cache.Volume()));
+    return knobs ? HandleStateIn(*knobs) : FLASHCACHE_HANDLE_STATE_UNKNOWN;
+}
+
+bool IsOfFlush(FLASHCACHE_HANDLE_STATE state) {
+    return state == FLASHCACHE_HANDLE_STATE_FLUSH || state == FLASHCACHE_HANDLE_STATE_REPAIRING;
 }
 
 FLASHCACHE_ATTRIBUTE AttributeOf(const Cache& cache) {

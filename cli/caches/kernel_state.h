@@ -15,6 +15,14 @@ extern const std::map<std::string, FLASHCACHE_HANDLE_STATE> kHandleStates;
 extern const std::map<std::string, FLASHCACHE_ATTRIBUTE> kAttributes;
 
 FLASHCACHE_HANDLE_STATE HandleStateOf(const Cache& cache);
+
+// The same without starting a program, for answers that look at all caches.
+FLASHCACHE_HANDLE_STATE HandleStateAtALook(const Cache& cache);
+
+// Whether a flush leaves its cache in this state: once the write-back that it began has come to its end, the
+// knobs of the state flush read as those of repairing.
+bool IsOfFlush(FLASHCACHE_HANDLE_STATE state);
+
 FLASHCACHE_ATTRIBUTE AttributeOf(const Cache& cache);
 
 // The blocks that are not on the volume yet, and the write-backs that the volume refused.

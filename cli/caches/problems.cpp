@@ -83,7 +83,7 @@ std::vector<std::string> ProblemsOfUnknown(const Cache& cache) {
 }
 
 void AddStateProblems(std::vector<std::string>& problems, const Cache& cache) {
-    const auto state = HandleStateOf(cache);
+    const auto state = HandleStateAtALook(cache);
     const bool flushes = cache.entry != nullptr && cache.entry->FlushState != nullptr &&
                          std::string_view(cache.entry->FlushState) == "flushing";
     if (flushes && !FlushRuns(cache)) {

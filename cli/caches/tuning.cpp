@@ -3,17 +3,11 @@
 #include <fmt/format.h>
 
 #include "caches/describe_entry.h"
+#include "caches/running.h"
 #include "support/background_call.h"
 
 namespace cli {
 namespace {
-
-std::optional<std::int32_t> ReadKnob(FLASHCACHE_SYSCTL knob, const Cache& cache) {
-    std::int32_t value = 0;
-    const Outcome outcome = Attempt(
-        [&] { return VEMOFlashCacheSysctlGet(knob, cache.Ssd().c_str(), cache.Volume().c_str(), &value); });
-    return outcome.result == 0 ? std::optional(value) : std::nullopt;
-}
 
 // What the library writes for these modes, so that dirty blocks stay on the SSD when the device is taken
 // down.
@@ -22,14 +16,8 @@ bool StaysDirty(std::int32_t mode) {
 }
 
 std::optional<TuningKnobs> ReadTuningKnobs(const Cache& cache) {
-    const auto reclaim = ReadKnob(FLASHCACHE_SYSCTL_RECLAIM_POLICY, cache);
-    const auto sequential = ReadKnob(FLASHCACHE_SYSCTL_SKIP_SEQ_THRESH_KB, cache);
-    const auto delay = ReadKnob(FLASHCACHE_SYSCTL_FALLOW_DELAY, cache);
-    const auto threshold = ReadKnob(FLASHCACHE_SYSCTL_DIRTY_THRESH_PCT, cache);
-    if (!reclaim || !sequential || !delay || !threshold) {
-        return std::nullopt;
-    }
-    return TuningKnobs{*reclaim, *sequential, *delay, *threshold, {}};
+    const auto knobs = ReadKnobs(KernelName(cache.Ssd(), cache.Volume()));
+    return knobs ? TuningIn(*knobs) : std::nullopt;
 }
 
 // The kernel numbers the reclaim policies the other way round.
@@ -38,6 +26,21 @@ std::int32_t ReclaimPolicyOf(const TuningKnobs& knobs) {
 }
 
 }  // namespace
+
+std::optional<TuningKnobs> TuningIn(const Counts& knobs) {
+    const auto read = [&](const char* knob) {
+        const auto value = CountIn(knobs, knob);
+        return value ? std::optional(static_cast<std::int32_t>(*value)) : std::nullopt;
+    };
+    const auto reclaim = read("reclaim_policy");
+    const auto sequential = read("skip_seq_thresh_kb");
+    const auto delay = read("fallow_delay");
+    const auto threshold = read("dirty_thresh_pct");
+    if (!reclaim || !sequential || !delay || !threshold) {
+        return std::nullopt;
+    }
+    return TuningKnobs{*reclaim, *sequential, *delay, *threshold, read("fast_remove")};
+}
 
 std::optional<FLASHCACHE_POLICY> RunningTuning(const Cache& cache) {
     const auto knobs = ReadTuningKnobs(cache);
@@ -80,14 +83,8 @@ std::vector<std::string> TuningDifferences(const FLASHCACHE_POLICY& wanted, cons
 }
 
 std::vector<std::string> TuningDifferences(const Cache& cache) {
-    auto knobs = cache.entry == nullptr ? std::nullopt : ReadTuningKnobs(cache);
-    if (!knobs) {
-        return {};
-    }
-    if (StaysDirty(cache.entry->Policy.WriteMode)) {
-        knobs->fastRemove = ReadKnob(FLASHCACHE_SYSCTL_FAST_REMOVE, cache);
-    }
-    return TuningDifferences(cache.entry->Policy, *knobs);
+    const auto knobs = cache.entry == nullptr ? std::nullopt : ReadTuningKnobs(cache);
+    return knobs ? TuningDifferences(cache.entry->Policy, *knobs) : std::vector<std::string>();
 }
 
 void ApplyTuning(const Cache& cache) {

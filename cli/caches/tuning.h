@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "caches/inventory.h"
+#include "caches/kernel_files.h"
 
 namespace cli {
 
@@ -21,6 +22,9 @@ struct TuningKnobs {
     std::int32_t dirtyThreshold = 0;
     std::optional<std::int32_t> fastRemove;  // nothing: not known
 };
+
+// Nothing when one of them is missing.
+std::optional<TuningKnobs> TuningIn(const Counts& knobs);
 
 // Where these knobs are not what `wanted` asks for: "dirty_thresh_pct is 20, configured 50".
 std::vector<std::string> TuningDifferences(const FLASHCACHE_POLICY& wanted, const TuningKnobs& knobs);

@@ -42,7 +42,7 @@ std::string WhyStalled(const CacheFacts& cache) {
         return fmt::format("the volume refused {} write-backs", errors);
     }
     const auto state = StateOf(cache);
-    if (state && *state != FLASHCACHE_HANDLE_STATE_FLUSH) {
+    if (state && !IsOfFlush(*state)) {
         return fmt::format("its knobs are not those of a flush, its handle state is {}",
                            ToText({"", "", StateText(*state)}));
     }
@@ -76,7 +76,7 @@ std::optional<Finding> StalledFlush(const CacheFacts& cache) {
 bool IsExplained(const CacheFacts& cache, FLASHCACHE_HANDLE_STATE state) {
     const bool isDone = cache.entry && cache.entry->flushState == "flush_done";
     return state == FLASHCACHE_HANDLE_STATE_NORMAL || cache.flush.runs ||
-           (state == FLASHCACHE_HANDLE_STATE_FLUSH && (isDone || cache.IsFlushRecorded()));
+           (IsOfFlush(state) && (isDone || cache.IsFlushRecorded()));
 }
 
 std::optional<Finding> OddState(const CacheFacts& cache) {

@@ -45,23 +45,8 @@ std::optional<Finding> OtherMode(const CacheFacts& cache) {
     return finding;
 }
 
-std::optional<TuningKnobs> TuningKnobsOf(const CacheFacts& cache) {
-    const auto read = [&](const char* knob) {
-        const auto value = cache.Knob(knob);
-        return value ? std::optional(static_cast<std::int32_t>(*value)) : std::nullopt;
-    };
-    const auto reclaim = read("reclaim_policy");
-    const auto sequential = read("skip_seq_thresh_kb");
-    const auto delay = read("fallow_delay");
-    const auto threshold = read("dirty_thresh_pct");
-    if (!reclaim || !sequential || !delay || !threshold) {
-        return std::nullopt;
-    }
-    return TuningKnobs{*reclaim, *sequential, *delay, *threshold, read("fast_remove")};
-}
-
 std::optional<Finding> OtherTuning(const CacheFacts& cache) {
-    const auto knobs = TuningKnobsOf(cache);
+    const auto knobs = cache.kernel && cache.kernel->knobs ? TuningIn(*cache.kernel->knobs) : std::nullopt;
     if (!cache.entry || !knobs || cache.flush.runs || cache.mayBeChanging) {
         return std::nullopt;
     }

@@ -39,7 +39,7 @@ void EnsureState(const Cache& cache, FLASHCACHE_HANDLE_STATE former) {
 void MendDeadFlush(const Cache& cache) {
     const FlushLock lock(cache);
     MendFlushRecord(cache);
-    if (HandleStateOf(cache) == FLASHCACHE_HANDLE_STATE_FLUSH) {
+    if (IsOfFlush(HandleStateOf(cache))) {
         EnsureState(cache, FLASHCACHE_HANDLE_STATE_NORMAL);
     }
 }

@@ -60,7 +60,7 @@ void LeaveEarlierFlush(const Cache& cache) {
         MendFlushRecord(cache);
     }
     if ((isDead || IsFlushRecorded(cache, FLASHCACHE_FLUSH_STATE_FLUSH_DONE)) &&
-        HandleStateOf(cache) == FLASHCACHE_HANDLE_STATE_FLUSH) {
+        IsOfFlush(HandleStateOf(cache))) {
         EnsureState(cache, FLASHCACHE_HANDLE_STATE_NORMAL);
     }
     // A cancellation would take the earlier flush's record for that of the one that is just beginning.

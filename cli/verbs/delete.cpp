@@ -216,7 +216,7 @@ void Delete(Context& context, const DeleteOptions& options) {
         TakeDownForGood(context, options, judged, settled);
     } catch (Failure& failure) {
         AddLoss(failure, judged.Volume(), settled.lost);
-        if (HandleStateOf(judged) == FLASHCACHE_HANDLE_STATE_FLUSH) {
+        if (IsOfFlush(HandleStateOf(judged))) {
             failure.next += fmt::format("{}\"vemocachectl state set {} normal\" returns it to caching",
                                         failure.next.empty() ? "" : "; ", judged.Name());
         }

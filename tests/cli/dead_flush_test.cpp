@@ -46,6 +46,23 @@ TEST(DeadFlush, IsSeenByItsStatus) {
     EXPECT_THAT(follow.err, HasSubstr("vemocachectl flush --cancel md3+volume_1"));
 }
 
+class DeadFlushWays : public ::testing::TestWithParam<Words> {};
+
+// Once the kernel has written all back, the knobs of a flush read as those of a repair.
+TEST_P(DeadFlushWays, LeadToNormalFromAnEndedWriteBackToo) {
+    CreateDeadFlush();
+    Fault("cleaning", "run");
+    while (Status()["handle_state"] != "repairing") {
+    }
+    EXPECT_EQ(Tool(GetParam()).code, 0);
+    EXPECT_EQ(Status()["flush_state"], "normal");
+    EXPECT_EQ(Status()["handle_state"], "normal");
+}
+
+INSTANTIATE_TEST_SUITE_P(All, DeadFlushWays,
+                         ::testing::Values(Words{"flush", "cachedev_0"},
+                                           Words{"flush", "--cancel", "cachedev_0"}));
+
 TEST(DeadFlush, EndsItsFollowerToo) {
     CreateDirtyCache();
     RunningTool flush({"flush", "cachedev_0", "--json"});

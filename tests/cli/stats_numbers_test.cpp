@@ -15,8 +15,8 @@ Reading At(int seconds, const char* counters, std::optional<std::uint64_t> dirty
     Reading reading;
     reading.name = "c";
     reading.time = Reading::Clock::time_point(std::chrono::seconds(seconds));
-    reading.counters = NumbersIn(counters);
-    reading.errors = NumbersIn("write_disk_sync_errors=5\n");
+    reading.counters = CountsOf(counters);
+    reading.errors = CountsOf("write_disk_sync_errors=5\n");
     reading.blockSize = 65536;
     reading.totalBlocks = 1000;
     reading.dirtyBlocks = dirty;
@@ -36,12 +36,12 @@ std::string In(const Record& record, const std::string& key) {
 }
 
 TEST(StatsNumbers, TakeWhatIsANumberFromTheKernelsText) {
-    EXPECT_EQ(NumbersIn("reads=1 writes=18446744073709551615\nread_hits=3"),
-              (Numbers{{"reads", 1}, {"writes", UINT64_MAX}, {"read_hits", 3}}));
-    EXPECT_EQ(NumbersIn("a=-1 b=1x c= d e=18446744073709551616  f=7\n"), (Numbers{{"f", 7}}));
-    EXPECT_TRUE(NumbersIn("").empty());
-    EXPECT_TRUE(NumbersInFile("/nowhere").empty());
-    EXPECT_TRUE(NumbersInFile("/").empty()) << "can be opened, but not be read";
+    EXPECT_EQ(CountsOf("reads=1 writes=9223372036854775807\nread_hits=3"),
+              (Counts{{"reads", 1}, {"writes", INT64_MAX}, {"read_hits", 3}}));
+    EXPECT_EQ(CountsOf("a=-1 b=1x c= d e=9223372036854775808  f=7\n"), (Counts{{"a", -1}, {"f", 7}}));
+    EXPECT_TRUE(CountsOf("").empty());
+    EXPECT_FALSE(ReadCounts("../../nowhere", "none"));
+    EXPECT_FALSE(ReadCounts("../..", "tmp")) << "can be opened, but not be read";
 }
 
 TEST(StatsNumbers, TellNoHitRateThatIsNone) {
@@ -116,7 +116,7 @@ TEST(StatsNumbers, OfCountersThatBeganAnewAreNotCompared) {
     };
     Reading before = At(0, kEarlier);
     before.counters["read_hit_percent"] = 10;
-    before.errors = NumbersIn("write_disk_sync_errors=9");  // a flush began a new count
+    before.errors = CountsOf("write_disk_sync_errors=9");  // a flush began a new count
     for (const auto& one : cases) {
         const Observed observed = Compare(At(5, one.now), before);
         EXPECT_EQ(observed.event, one.event) << one.now;
