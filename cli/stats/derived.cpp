@@ -153,12 +153,12 @@ Value WriteBackRate(const Span& span) {
 
 Value SecondsToClean(const Span& span) {
     const Count now = span.now.dirtyBlocks;
-    if (now == 0U) {
-        return std::uint64_t{0};
+    if (!now || *now == 0) {
+        return Known(now);
     }
     const auto seconds = Seconds(span);
     const Count before = seconds ? span.before->dirtyBlocks : std::nullopt;
-    if (!now || !before || *before <= *now) {
+    if (!before || *before <= *now) {
         return {};
     }
     const double pace = static_cast<double>(*before - *now) / *seconds;

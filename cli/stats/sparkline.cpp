@@ -7,8 +7,8 @@
 namespace cli {
 namespace {
 
-constexpr std::array<const char*, 8> kBlocks = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
-constexpr std::array<const char*, 8> kAscii = {"_", ".", ":", "-", "=", "+", "*", "#"};
+constexpr std::array<const char*, 8> kBlockSteps = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
+constexpr std::array<const char*, 8> kAsciiSteps = {"_", ".", ":", "-", "=", "+", "*", "#"};
 
 double Largest(const Course& course) {
     double largest = 0;
@@ -35,7 +35,7 @@ void Add(Course& course, std::optional<double> number, std::size_t columns) {
 }
 
 std::string Sparkline(const Course& course, std::optional<double> top, bool hasBlocks) {
-    const auto& steps = hasBlocks ? kBlocks : kAscii;
+    const auto& steps = hasBlocks ? kBlockSteps : kAsciiSteps;
     const double most = top.value_or(Largest(course));
     std::string line;
     for (const auto& number : course) {

@@ -79,13 +79,13 @@ std::vector<std::string> AllNames() {
     return names;
 }
 
-struct Reading {
+struct KnobReading {
     Outcome outcome;
     std::int32_t value = -1;
 };
 
-Reading Read(const Cache& cache, const Knob& knob) {
-    Reading reading;
+KnobReading Read(const Cache& cache, const Knob& knob) {
+    KnobReading reading;
     reading.outcome = Attempt([&] {
         return VEMOFlashCacheSysctlGet(knob.number, cache.Ssd().c_str(), cache.Volume().c_str(),
                                        &reading.value);
@@ -94,7 +94,7 @@ Reading Read(const Cache& cache, const Knob& knob) {
 }
 
 // What was read; not known when it could not be.
-Value ValueOf(const Reading& reading) {
+Value ValueOf(const KnobReading& reading) {
     if (reading.outcome.result != 0) {
         return {};
     }
@@ -114,7 +114,7 @@ void GetKnob(Context& context, const KnobOptions& options) {
     Answer answer{"knobs", Layout::kTable, {}, "", ""};
     for (const auto& name : options.knobs.empty() ? AllNames() : options.knobs) {
         const Knob& knob = Named(name);
-        const Reading reading = Read(cache, knob);
+        const KnobReading reading = Read(cache, knob);
         if (reading.outcome.result != 0 && !options.knobs.empty()) {
             throw LibraryFailure(fmt::format("the knob {} of {} could not be read", name, cache.Name()),
                                  reading.outcome, fmt::format("vemocachectl knob get {}", cache.Name()));

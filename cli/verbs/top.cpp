@@ -21,9 +21,9 @@ struct TopOptions {
 };
 
 // What the view shows besides what the caches do.
-class View {
+class TopView {
   public:
-    View(const Context& context, std::string interval) : interval_(std::move(interval)) {
+    TopView(const Context& context, std::string interval) : interval_(std::move(interval)) {
         frame_.form = context.form;
         frame_.hasColour = WantsColour();
         frame_.table.whenNone = "Reading ...";
@@ -74,7 +74,7 @@ int Run(const Context& context, const TopOptions& options) {
     Screen screen;
     // After the screen, whose blocked signals its thread must not take.
     RoundsInBackground rounds(Watch(options.caches), SecondsIn(options.watch));
-    View view(context, options.watch);
+    TopView view(context, options.watch);
     while (!LostOutput()) {
         view.Draw();
         const auto event = screen.Wait(rounds.Descriptor(), std::chrono::seconds(1));
@@ -112,7 +112,7 @@ void Top(const Context& context, const TopOptions& options) {
 
 std::vector<Argument> DeclareTop(TopOptions& options) {
     return {{.name = "CACHE",
-             .help = fmt::format("{}; all when left out", kCacheHelp),
+             .help = "the caches to show, named as for status; all when left out",
              .target = &options.caches,
              .completion = Completion::kCache},
             {.name = "--watch",

@@ -38,8 +38,8 @@ using Story = std::vector<Answered>;
 
 const Story kOfCaches = {
     {"list", {"list"}},
-    {"cache", {"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "64M"}},
-    {"cache", {"create", "/dev/md4", "/dev/vg1/volume_2", "--size", "32M", "--mode", "thru"}},
+    {"create", {"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "64M"}},
+    {"create", {"create", "/dev/md4", "/dev/vg1/volume_2", "--size", "32M", "--mode", "thru"}},
     {"list", {"list"}},
     {"status", {"status"}},
     {"stats", {"stats"}},
@@ -80,7 +80,7 @@ const Story kOfCaches = {
     {"status", {"status"}},
     {"stats", {"stats"}},
     {"stats-watch", {"stats", "--watch", "0.1", "--count", "1"}},
-    {"cache", {"load", "md3+volume_1"}},
+    {"load", {"load", "md3+volume_1"}},
     {"list", {"load", "--all"}},
     {"error", {"unload", "nothing"}, 1},
     {"error", {"list", "-o", "nothing"}, kUsage},
@@ -91,7 +91,7 @@ const Story kOfCaches = {
 };
 
 const Story kOfTheRest = {
-    {"cache", {"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "64M"}},
+    {"create", {"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "64M"}},
     {"ssd-check", {"ssd", "check", "QM-S400", "480G"}},
     {"ssd-list", {"ssd", "list"}},
     {"error", {"ssd", "update"}, 1},
