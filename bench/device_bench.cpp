@@ -70,7 +70,7 @@ void UseAll(const std::string& path, Use use) {
 void UseAtRandom(const std::string& path, Use use) {
     const base::UniqueFd device = Open(path);
     const auto memory = AlignedMemory();
-    std::mt19937 random(1);
+    std::mt19937 random(1);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same blocks in every run
     for (int i = 0; i < kSmallRequests; ++i) {
         const std::size_t offset = random() % (kArea / kSmall) * kSmall;
         use(device.Get(), memory.get(), kSmall, static_cast<off_t>(offset));

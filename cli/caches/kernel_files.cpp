@@ -26,9 +26,8 @@ std::optional<std::string> WholeText(const std::string& path) {
 
 std::optional<std::int64_t> NumberIn(std::string_view text) {
     std::int64_t number = 0;
-    const char* last = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data(), last, number);
-    return error == std::errc() && end == last ? std::optional(number) : std::nullopt;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
 }  // namespace

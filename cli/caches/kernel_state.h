@@ -19,8 +19,8 @@ FLASHCACHE_HANDLE_STATE HandleStateOf(const Cache& cache);
 // The same without starting a program, for answers that look at all caches.
 FLASHCACHE_HANDLE_STATE HandleStateAtALook(const Cache& cache);
 
-// Whether a flush leaves its cache in this state: once the write-back that it began has come to its end, the
-// knobs of the state flush read as those of repairing.
+// Whether a flush can leave its cache in this state: killed between the two knobs of the state flush, it
+// leaves those of repairing.
 bool IsOfFlush(FLASHCACHE_HANDLE_STATE state);
 
 FLASHCACHE_ATTRIBUTE AttributeOf(const Cache& cache);

@@ -78,6 +78,7 @@ int RoundsInBackground::Descriptor() const {
 Round RoundsInBackground::Take() {
     const std::scoped_lock lock(shared_->mutex);
     std::array<char, 64> news{};
+    // NOLINTNEXTLINE(clang-analyzer-unix.BlockInCriticalSection): who takes was told that there are news.
     static_cast<void>(read(shared_->news.read.Get(), news.data(), news.size()));
     if (shared_->error) {
         std::rethrow_exception(shared_->error);

@@ -1,8 +1,10 @@
 #include "support/kept_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 
@@ -14,10 +16,12 @@ namespace {
 
 // NOLINTBEGIN(cppcoreguidelines-pro-type-vararg): open has no other form.
 
-bool WriteWhole(const std::string& path, const std::string& text) {
+bool WriteWhole(const std::string& path, const std::string& text, mode_t mode) {
     const base::UniqueFd file(
-        open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
-    return file && base::WriteAll(file.Get(), text) && fsync(file.Get()) == 0;
+        open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, mode));
+    // Whatever the umask is.
+    return file && fchmod(file.Get(), mode) == 0 && base::WriteAll(file.Get(), text) &&
+           fsync(file.Get()) == 0;
 }
 
 bool SyncFolder(const std::filesystem::path& folder) {
@@ -29,13 +33,15 @@ bool SyncFolder(const std::filesystem::path& folder) {
 
 }  // namespace
 
-bool WriteKeptFile(const std::string& path, const std::string& text) {
-    const auto folder = std::filesystem::path(path).parent_path();
+bool WriteKeptFile(const std::string& path, const std::string& text, mode_t mode) {
+    const auto folder = std::filesystem::absolute(path).parent_path();
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     const std::string fresh = path + ".new";
-    if (error || !WriteWhole(fresh, text) || std::rename(fresh.c_str(), path.c_str()) != 0) {
+    if (error || !WriteWhole(fresh, text, mode) || std::rename(fresh.c_str(), path.c_str()) != 0) {
+        const int cause = error ? error.value() : errno;
         std::remove(fresh.c_str());
+        errno = cause;
         return false;
     }
     return SyncFolder(folder);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <iterator>
 
 #include "doctor/describe_finding.h"
 #include "doctor/doctor.h"
@@ -53,6 +54,16 @@ std::string NothingWrong(const Facts& facts, bool ofAllChecks) {
     return (ofAllChecks ? "Nothing is wrong" : "The chosen checks find nothing wrong") + whole;
 }
 
+// Each kind in its order.
+std::vector<Finding> WithMutedLast(const std::vector<Finding>& findings) {
+    std::vector<Finding> sorted;
+    sorted.reserve(findings.size());
+    const auto isMuted = [](const Finding& finding) { return finding.mutedUntil.has_value(); };
+    std::remove_copy_if(findings.begin(), findings.end(), std::back_inserter(sorted), isMuted);
+    std::copy_if(findings.begin(), findings.end(), std::back_inserter(sorted), isMuted);
+    return sorted;
+}
+
 // The findings to be shown, those that are muted last.
 std::vector<Finding> FindingsOf(const Facts& facts, const std::set<std::string>& codes) {
     const auto all = Diagnose(facts);
@@ -63,9 +74,7 @@ std::vector<Finding> FindingsOf(const Facts& facts, const std::set<std::string>&
     if (!facts.chosen.empty()) {
         KeepThoseOf(shown, facts.chosen);
     }
-    std::stable_partition(shown.begin(), shown.end(),
-                          [](const Finding& finding) { return !finding.mutedUntil; });
-    return shown;
+    return WithMutedLast(shown);
 }
 
 void Examine(Context& context, const DoctorOptions& options) {

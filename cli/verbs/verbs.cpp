@@ -16,6 +16,7 @@ Verb KnobVerb();
 Verb ListVerb();
 Verb LoadVerb();
 Verb MemoryVerb();
+Verb MetricsVerb();
 Verb ModulesVerb();
 Verb NotifyVerb();
 Verb PinVerb();
@@ -31,11 +32,11 @@ Verb UnloadVerb();
 Verb WipeVerb();
 
 std::vector<Verb> AllVerbs() {
-    return {CreateVerb(), ListVerb(),      StatusVerb(), DoctorVerb(),  StatsVerb(),    TopVerb(),
-            LoadVerb(),   UnloadVerb(),    FlushVerb(),  DeleteVerb(),  ExpandVerb(),   KnobVerb(),
-            StateVerb(),  AttributeVerb(), ConfigVerb(), ModulesVerb(), WipeVerb(),     SizeVerb(),
-            MemoryVerb(), ProbeVerb(),     SsdVerb(),    PinVerb(),     FilestatVerb(), SerialsVerb(),
-            NotifyVerb(), ApmVerb()};
+    return {CreateVerb(),  ListVerb(),   StatusVerb(),    DoctorVerb(), StatsVerb(),   TopVerb(),
+            MetricsVerb(), LoadVerb(),   UnloadVerb(),    FlushVerb(),  DeleteVerb(),  ExpandVerb(),
+            KnobVerb(),    StateVerb(),  AttributeVerb(), ConfigVerb(), ModulesVerb(), WipeVerb(),
+            SizeVerb(),    MemoryVerb(), ProbeVerb(),     SsdVerb(),    PinVerb(),     FilestatVerb(),
+            SerialsVerb(), NotifyVerb(), ApmVerb()};
 }
 
 }  // namespace cli

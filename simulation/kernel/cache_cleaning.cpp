@@ -130,7 +130,7 @@ uint64_t Cache::CleanBlocks(uint64_t count) {
 
 // A rejection is of one block, so that while such a fault is set each goes alone.
 uint64_t Cache::OldestNeighbours(uint64_t most) const {
-    constexpr uint64_t kMostBytes = 1024 * 1024;
+    constexpr uint64_t kMostBytes = uint64_t{1024} * 1024;
     most = faults_.Peek("writeback").empty() ? std::min(most, kMostBytes / superblock_.blockSize) : 1;
     const Slot first = map_.DirtySlots().front();
     uint64_t count = 0;

@@ -30,8 +30,9 @@ class FileSystem {
         Tree& nodes;
         std::unordered_map<uint64_t, std::string> texts;
         uint64_t lastText = 0;
-        std::vector<char> block =
-            {};  // what is read of a block target; kept, as fresh memory costs more than copying
+        // What is read of a block target; kept, as fresh memory costs more than copying.
+        // NOLINTNEXTLINE(readability-redundant-member-init): g++ warns of one that is left out.
+        std::vector<char> block = {};
     };
 
   private:
