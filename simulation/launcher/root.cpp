@@ -123,10 +123,18 @@ void AttachFolder(const std::string& kept, const std::string& target) {
     }
 }
 
-void InstallFile(const fs::path& source, const fs::path& target) {
-    fs::create_directories(target.parent_path());
-    fs::remove(target);
-    fs::copy_file(source, target);
+// One file under all names: each boot writes it anew.
+void InstallPrograms(const fs::path& source) {
+    for (const std::string_view program : kAppliancePrograms) {
+        const fs::path target = kNewRoot + std::string(program);
+        fs::create_directories(target.parent_path());
+        fs::remove(target);
+        if (program == kAppliancePrograms.front()) {
+            fs::copy_file(source, target);
+        } else {
+            fs::create_hard_link(kNewRoot + std::string(kAppliancePrograms.front()), target);
+        }
+    }
 }
 
 // Our libraries, those of the appliance's maker among them, where every program looks for libraries.
@@ -144,9 +152,7 @@ void LinkLibraries(const std::string& folder) {
 // The appliance's own programs, libraries and folders.
 void Furnish(const RootPlan& plan) {
     const fs::path root = kNewRoot;
-    for (const std::string_view program : kAppliancePrograms) {
-        InstallFile(plan.installPrefix + "/" VEMO_TOOL_FILE, kNewRoot + std::string(program));
-    }
+    InstallPrograms(plan.installPrefix + "/" VEMO_TOOL_FILE);
     fs::create_directories(root / "lib/modules");
     for (const char* module : kModules) {
         std::ofstream(root / "lib/modules" / (std::string(module) + ".ko")) << module << "\n";
