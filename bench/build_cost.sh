@@ -12,10 +12,14 @@ folder=$(realpath -m "$1")
 launcher=$PWD/bench/compile_time.sh
 export VEMO_COMPILE_TIMES=$folder/compile_times
 
-# Before and after the build, as another job may keep the machine busy for a part of it.
-CompileUnit() {
+# One on each core, as the build keeps all of them busy; before and after it, as another job may do so for a part.
+CompileUnits() {
+    local copy
     printf '#include <CLI/CLI.hpp>\n' >"$folder/unit.cpp"
-    "$launcher" g++ -std=c++20 -O2 -g -o "$folder/unit.o" -c "$folder/unit.cpp"
+    for copy in $(seq "$(nproc)"); do
+        "$launcher" g++ -std=c++20 -O2 -g -o "$folder/unit$copy.o" -c "$folder/unit.cpp" &
+    done
+    wait
 }
 
 # Lines SOURCE TAB SECONDS. Bash writes 1m2.345s.
@@ -63,7 +67,7 @@ mkdir -p "$folder"
 cmake -S . -B "$folder" -G Ninja -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ \
     -DCMAKE_C_COMPILER_LAUNCHER="$launcher" -DCMAKE_CXX_COMPILER_LAUNCHER="$launcher" >/dev/null
 : >"$VEMO_COMPILE_TIMES" # what CMake tried out does not count
-CompileUnit
+CompileUnits
 cmake --build "$folder"
-CompileUnit
+CompileUnits
 Seconds | Shorten | Tables
