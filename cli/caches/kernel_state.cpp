@@ -25,6 +25,13 @@ Value NameIn(const Map& names, std::int32_t number) {
     return {};
 }
 
+std::optional<std::uint64_t> ErrorCount(const std::string& ssd, const std::string& volume,
+                                        std::string_view name) {
+    const auto errors = ReadCounts(KernelName(ssd, volume), "flashcache_errors");
+    const auto count = errors ? CountIn(*errors, name) : std::nullopt;
+    return count ? std::optional(static_cast<std::uint64_t>(*count)) : std::nullopt;
+}
+
 }  // namespace
 
 const std::map<std::string, FLASHCACHE_HANDLE_STATE> kHandleStates = {
@@ -64,16 +71,11 @@ std::optional<std::uint64_t> DirtyBlocks(const std::string& ssd, const std::stri
 }
 
 std::optional<std::uint64_t> WriteErrors(const std::string& ssd, const std::string& volume) {
-    // Among the counts of the file's last line: "write_disk_sync_errors=3"
-    constexpr std::string_view kKey = "write_disk_sync_errors=";
-    const std::unique_ptr<char, decltype(&std::free)> text(
-        FlashCacheUtilProcRead(ssd.c_str(), volume.c_str(), "flashcache_errors"), std::free);
-    const std::string line = text ? text.get() : "";
-    const auto at = line.find(kKey);
-    if (at == std::string::npos) {
-        return std::nullopt;
-    }
-    return std::strtoull(line.c_str() + at + kKey.size(), nullptr, 10);
+    return ErrorCount(ssd, volume, "write_disk_sync_errors");
+}
+
+std::optional<std::uint64_t> SsdReadErrors(const std::string& ssd, const std::string& volume) {
+    return ErrorCount(ssd, volume, "ssd_read_errors");
 }
 
 std::optional<double> FlushPercent(const std::string& ssd, const std::string& volume) {

@@ -25,9 +25,10 @@ bool IsOfFlush(FLASHCACHE_HANDLE_STATE state);
 
 FLASHCACHE_ATTRIBUTE AttributeOf(const Cache& cache);
 
-// The blocks that are not on the volume yet, and the write-backs that the volume refused.
+// The blocks that are not on the volume yet, the write-backs that failed, and the reads that the SSD did.
 std::optional<std::uint64_t> DirtyBlocks(const std::string& ssd, const std::string& volume);
 std::optional<std::uint64_t> WriteErrors(const std::string& ssd, const std::string& volume);
+std::optional<std::uint64_t> SsdReadErrors(const std::string& ssd, const std::string& volume);
 
 // How far a recorded flush has come, in percent; nothing when none is recorded.
 std::optional<double> FlushPercent(const std::string& ssd, const std::string& volume);

@@ -5,9 +5,7 @@
 #include <sys/file.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <ctime>
 #include <fstream>
@@ -162,22 +160,6 @@ void Unmute(const std::string& code, const std::string& cache, std::int64_t now)
                       "vemocachectl doctor --mutes", std::nullopt, FailureKind::kNotFound};
     }
     WriteMutes(mutes);
-}
-
-std::optional<std::int64_t> DurationOf(const std::string& text) {
-    constexpr std::array<std::pair<char, std::int64_t>, 4> kUnits = {
-        {{'m', 60}, {'h', 3600}, {'d', 86400}, {'w', 604800}}};
-    constexpr std::int64_t kLongest = std::int64_t{366} * 86400;
-    std::int64_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    for (const auto& [unit, seconds] : kUnits) {
-        if (error == std::errc() &&
-            std::string_view(end, text.data() + text.size()) == std::string(1, unit) && number > 0 &&
-            number <= kLongest / seconds) {
-            return number * seconds;
-        }
-    }
-    return std::nullopt;
 }
 
 std::string TimeText(std::int64_t time) {

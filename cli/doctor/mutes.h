@@ -36,9 +36,6 @@ Mute MuteFindings(Mute mute, const std::vector<Finding>& findings, std::int64_t 
 // Throws a Failure when there is no such mute, or when that cannot be stored.
 void Unmute(const std::string& code, const std::string& cache, std::int64_t now);
 
-// The seconds of a text such as "7d", "12h", "30m" or "2w"; nothing for any other, and for more than a year.
-std::optional<std::int64_t> DurationOf(const std::string& text);
-
 // "2026-05-01 12:00" and, for programs, "2026-05-01T12:00:00+0000", local time.
 std::string TimeText(std::int64_t time);
 std::string IsoTime(std::int64_t time);

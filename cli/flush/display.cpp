@@ -23,10 +23,8 @@ std::string TimeText(std::uint64_t seconds) {
 }
 
 std::string StallText(const Progress& progress) {
-    if (const auto refused = progress.writeErrors.value_or(0); refused > 0) {
-        return fmt::format("stalled: the volume refused {} writes", refused);
-    }
-    return "stalled: no block was written back for a while";
+    return fmt::format("stalled: {}",
+                       WhyWriteBacksFailed(progress).value_or("no block was written back for a while"));
 }
 
 using Facts = std::vector<std::string>;  // the weightiest first
@@ -45,10 +43,8 @@ std::string LeftText(const Progress& progress) {
 Facts FactsOf(const Progress& progress) {
     if (progress.dirtyBlocks == 0U) {
         // Refused blocks may have been given up: then not all were written.
-        const auto refused = progress.writeErrors.value_or(0);
-        return refused == 0
-                   ? Facts{"all blocks are written back"}
-                   : Facts{"no dirty blocks left", fmt::format("the volume refused {} writes", refused)};
+        const auto failed = WhyWriteBacksFailed(progress);
+        return failed ? Facts{"no dirty blocks left", *failed} : Facts{"all blocks are written back"};
     }
     Facts facts = {LeftText(progress)};
     if (progress.stalled) {

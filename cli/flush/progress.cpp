@@ -1,5 +1,7 @@
 #include "flush/progress.h"
 
+#include <fmt/format.h>
+
 #include <cmath>
 
 #include "caches/kernel_state.h"
@@ -28,6 +30,7 @@ Progress ProgressMeter::Read() {
     progress.percent = FlushPercent(ssd_, volume_);
     progress.dirtyBlocks = DirtyBlocks(ssd_, volume_);
     progress.writeErrors = WriteErrors(ssd_, volume_);
+    progress.ssdFailed = SsdReadErrors(ssd_, volume_).value_or(0) > 0;
     if (progress.dirtyBlocks) {
         Rate(progress, *progress.dirtyBlocks);
     }
@@ -50,6 +53,15 @@ void ProgressMeter::Rate(Progress& progress, std::uint64_t dirty) {
     if (span.count() > 0 && before >= dirty) {
         progress.blocksPerSecond = static_cast<double>(before - dirty) / span.count();
     }
+}
+
+std::optional<std::string> WhyWriteBacksFailed(const Progress& progress) {
+    const auto failed = progress.writeErrors.value_or(0);
+    if (failed == 0) {
+        return std::nullopt;
+    }
+    return progress.ssdFailed ? fmt::format("{} write-backs failed, and the SSD has read errors", failed)
+                              : fmt::format("the volume refused {} writes", failed);
 }
 
 std::optional<std::uint64_t> SecondsLeft(const Progress& progress) {

@@ -15,7 +15,8 @@ namespace cli {
 struct Progress {
     std::optional<double> percent;             // of the flush that runs; nothing when none does
     std::optional<std::uint64_t> dirtyBlocks;  // still to be written back
-    std::optional<std::uint64_t> writeErrors;  // write-backs that the volume refused
+    std::optional<std::uint64_t> writeErrors;  // write-backs that failed
+    bool ssdFailed = false;                    // the SSD could not be read, which fails write-backs too
     std::optional<double> blocksPerSecond;
     std::uint64_t blockSize = 0;   // bytes
     std::chrono::seconds idle{0};  // since a block came clean last, while some are dirty
@@ -47,6 +48,9 @@ class ProgressMeter {
 
 // The fields of a progress, from which lines and JSON are formed.
 std::vector<Field> FieldsOf(const Progress& progress);
+
+// Why write-backs failed, such as "the volume refused 3 writes"; nothing when none did.
+std::optional<std::string> WhyWriteBacksFailed(const Progress& progress);
 
 // Seconds until no block is dirty, at the present rate.
 std::optional<std::uint64_t> SecondsLeft(const Progress& progress);

@@ -40,8 +40,12 @@ Failure WhyFailed(const Cache& cache, const Outcome& outcome) {
         fmt::format("mend the cause, then flush again; {}. If the SSD is dead: \"vemocachectl delete "
                     "{} --discard-dirty\" gives its dirty blocks up",
                     kConfigAdvice, cache.Name()));
-    if (const auto refused = now.writeErrors.value_or(0); refused > 0) {
-        failure.why = fmt::format("the volume {} refused {} writes", cache.Volume(), refused);
+    if (const auto failed = WhyWriteBacksFailed(now)) {
+        failure.why = *failed;
+    }
+    if (now.ssdFailed) {
+        failure.next = fmt::format("vemocachectl doctor {} tells more; {}", cache.Name(), failure.next);
+    } else if (now.writeErrors.value_or(0) > 0) {
         failure.next = fmt::format(
             "look at the volume's health in dmesg and mend it; as the last resort \"vemocachectl attribute "
             "set {} force-remove\" lets a flush give up the blocks that the volume refuses: they are LOST "

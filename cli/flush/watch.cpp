@@ -20,8 +20,8 @@ int Cancel(const Cache& cache) {
 
 std::string WhyStalled(const Cache& cache, const Progress& progress) {
     const std::string idle = fmt::format("no block came clean for {} seconds", progress.idle.count());
-    if (const auto refused = progress.writeErrors.value_or(0); refused > 0) {
-        return fmt::format("{}: the volume {} refused {} writes", idle, cache.Volume(), refused);
+    if (const auto failed = WhyWriteBacksFailed(progress)) {
+        return fmt::format("{}: {}", idle, *failed);
     }
     std::int32_t stopped = 0;
     const Outcome outcome = Attempt([&] {

@@ -8,6 +8,7 @@
 #include "doctor/doctor.h"
 #include "doctor/mutes.h"
 #include "output/answer.h"
+#include "support/time.h"
 #include "verbs/verb.h"
 
 namespace cli {
@@ -139,8 +140,8 @@ void BeginChange(const Context& context) {
 
 void AddMute(Context& context, const DoctorOptions& options) {
     const auto [code, cache] = SplitMute(options.mute);
-    const auto seconds = DurationOf(options.duration);
-    if (!seconds) {
+    const auto span = ParseSpan(options.duration);
+    if (!span) {
         throw Failure{
             "wrong usage",
             fmt::format("\"{}\" is no time such as 30m, 12h, 7d or 4w, a year at most", options.duration),
@@ -149,7 +150,7 @@ void AddMute(Context& context, const DoctorOptions& options) {
     }
     const Facts facts = GatherFacts({options.deep, cache});
     BeginChange(context);
-    const Mute muted = MuteFindings({code, facts.chosen, Now() + *seconds}, Diagnose(facts), Now());
+    const Mute muted = MuteFindings({code, facts.chosen, Now() + span->count()}, Diagnose(facts), Now());
     Print(One("mute", DescribeMute(muted),
               fmt::format("Muted {} until {}, unless it grows worse.", NameOf(muted), TimeText(muted.until))),
           context.json);

@@ -47,7 +47,7 @@ void TakeDown(const Cache& cache) {
             outcome,
             isDown
                 ? fmt::format("vemocachectl list shows it; vemocachectl load {} brings it up", cache.Name())
-                : fmt::format("lsblk {}", cache.device));
+                : fmt::format("vemocachectl doctor {}", cache.Name()));
     }
 }
 

@@ -17,15 +17,17 @@ TEST(DiskFault, KeepsAFlushFromSuccessAndLosesNothing) {
         const char* fault;
         const char* value;
         const char* counted;
-    } cases[] = {{"write.vg1/volume_1", "fail", "disk_write_errors="},
-                 {"read.md3", "fail", "ssd_read_errors="},
-                 {"write.vg1/volume_1", "fail:655360+1", "disk_write_errors="},
-                 {"read.md3", "fail:720896+1", "ssd_read_errors="}};
-    for (const auto& [fault, value, counted] : cases) {
+        const char* why;
+    } cases[] = {{"write.vg1/volume_1", "fail", "disk_write_errors=", "the volume refused"},
+                 {"write.vg1/volume_1", "fail:655360+1", "disk_write_errors=", "the volume refused"},
+                 {"read.md3", "fail", "ssd_read_errors=", "write-backs failed, and the SSD has read errors"},
+                 {"read.md3", "fail:720896+1", "ssd_read_errors=", "the SSD has read errors"}};
+    for (const auto& [fault, value, counted, why] : cases) {
         Fault(fault, value);
         const Ran flush = Tool({"flush", "cachedev_0"});
         EXPECT_EQ(flush.code, 1) << fault;
         EXPECT_THAT(flush.err, HasSubstr("the flush of md3+volume_1 failed; the cache runs on and keeps"));
+        EXPECT_THAT(flush.err, HasSubstr(why));
         const auto cache = Answer({"list"})["caches"][0];
         EXPECT_EQ(cache["state"], "running");
         EXPECT_GT(DirtyBlocks(), 0) << fault;
