@@ -1,9 +1,11 @@
 // vemocachectl: SSD caches from the command line. The verbs lie in verbs/, one a file.
 #include <fcntl.h>
+#include <sys/auxv.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 
 #include "output/answer.h"
@@ -23,8 +25,29 @@ int Refuse(const cli::Failure& failure, const cli::Context& context) {
     return context.failureCode.value_or(failure.kind == cli::FailureKind::kUsage ? kExitUsage : kExitFailed);
 }
 
+// With the rights of another, everything that its caller chose would be trusted: the environment, the
+// descriptors, the folder it stands in.
+void RefuseLentRights() {
+    if (getauxval(AT_SECURE) != 0) {
+        throw cli::Failure{"vemocachectl does not run with lent rights",
+                           "it was installed set-uid, set-gid or with capabilities", "sudo vemocachectl"};
+    }
+}
+
+// Whatever runs the appliance's programs for us: which code they load and how their shell splits words is not
+// for our caller to say.
+void CleanEnvironment() {
+    for (const char* name :
+         {"LD_PRELOAD", "LD_LIBRARY_PATH", "LD_AUDIT", "IFS", "ENV", "BASH_ENV", "CDPATH"}) {
+        unsetenv(name);
+    }
+    setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1);
+}
+
 int Run(const cli::Request& request, cli::Context& context) {
     try {
+        RefuseLentRights();
+        CleanEnvironment();
         if (geteuid() != 0) {
             throw cli::Failure{"vemocachectl must be run by root", "devices and knobs are root's", ""};
         }

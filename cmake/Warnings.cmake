@@ -7,6 +7,16 @@ target_compile_options(vemo_compile_options INTERFACE
 if(VEMO_WERROR)
   target_compile_options(vemo_compile_options INTERFACE -Werror)
 endif()
+# Hardened as distributions do; a build that defines _FORTIFY_SOURCE itself keeps its own.
+if(NOT VEMO_SANITIZE)
+  target_compile_options(vemo_compile_options INTERFACE
+    -fstack-protector-strong -fstack-clash-protection
+    $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},x86_64>:-fcf-protection>)
+  target_link_options(vemo_compile_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+  if(NOT CMAKE_CXX_FLAGS MATCHES "_FORTIFY_SOURCE")
+    target_compile_definitions(vemo_compile_options INTERFACE _FORTIFY_SOURCE=2)
+  endif()
+endif()
 if(VEMO_SANITIZE)
   target_compile_options(vemo_compile_options INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)

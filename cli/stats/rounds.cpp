@@ -79,7 +79,7 @@ Round RoundsInBackground::Take() {
     const std::scoped_lock lock(shared_->mutex);
     std::array<char, 64> news{};
     // NOLINTNEXTLINE(clang-analyzer-unix.BlockInCriticalSection): who takes was told that there are news.
-    static_cast<void>(read(shared_->news.read.Get(), news.data(), news.size()));
+    [[maybe_unused]] const auto taken = read(shared_->news.read.Get(), news.data(), news.size());
     if (shared_->error) {
         std::rethrow_exception(shared_->error);
     }

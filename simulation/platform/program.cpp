@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 
 #include <cstdarg>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -42,6 +43,26 @@ using FileActions =
     PlanPart<posix_spawn_file_actions_t, posix_spawn_file_actions_init, posix_spawn_file_actions_destroy>;
 using SpawnAttributes = PlanPart<posix_spawnattr_t, posix_spawnattr_init, posix_spawnattr_destroy>;
 
+// What a child gets of our environment: nothing that changes which code it loads or how it reads its input,
+// and texts as they are in the C locale, since they are parsed. Which proxy fetches files is the machine's to
+// say; the last two are for builds under the sanitizers.
+class ChildEnvironment {
+  public:
+    ChildEnvironment() {
+        for (const char* name :
+             {"TZ", "http_proxy", "https_proxy", "no_proxy", "ASAN_OPTIONS", "UBSAN_OPTIONS"}) {
+            if (const char* value = std::getenv(name)) texts_.push_back(std::string(name) + "=" + value);
+        }
+        for (std::string& text : texts_) pointers_.push_back(text.data());
+        pointers_.push_back(nullptr);
+    }
+    char* const* Get() { return pointers_.data(); }
+
+  private:
+    std::vector<std::string> texts_ = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL=C"};
+    std::vector<char*> pointers_;
+};
+
 // What a child begins with: /dev/null where it has no pipe, nothing else of ours open, signals as the system
 // sets them.
 class SpawnPlan {
@@ -79,7 +100,8 @@ class SpawnPlan {
 
   private:
     bool StartFile(const char* file, char* const* arguments, pid_t& pid) const {
-        const int error = posix_spawn(&pid, file, files_.Get(), attributes_.Get(), arguments, environ);
+        const int error =
+            posix_spawn(&pid, file, files_.Get(), attributes_.Get(), arguments, ChildEnvironment().Get());
         if (error != 0) errno = error;
         return error == 0;
     }

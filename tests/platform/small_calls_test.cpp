@@ -26,14 +26,30 @@ std::function<void()> beforeLocking;
 
 }  // namespace
 
-// Takes the place of the system's, so that the tests see what is logged.
-extern "C" void syslog(int priority, const char* format, ...) {
+namespace {
+
+void Keep(int priority, const char* format, va_list values) {
     char line[1024];
+    std::vsnprintf(line, sizeof line, format, values);
+    logged.push_back(std::to_string(priority) + ": " + line);
+}
+
+}  // namespace
+
+// Take the place of the system's, so that the tests see what is logged; the second is what hardened code
+// calls.
+extern "C" void syslog(int priority, const char* format, ...) {
     va_list values;
     va_start(values, format);
-    std::vsnprintf(line, sizeof line, format, values);
+    Keep(priority, format, values);
     va_end(values);
-    logged.push_back(std::to_string(priority) + ": " + line);
+}
+
+extern "C" void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
+    va_list values;
+    va_start(values, format);
+    Keep(priority, format, values);
+    va_end(values);
 }
 
 extern "C" int flock(int fd, int operation) noexcept {

@@ -63,4 +63,9 @@ int vasprintf(char** text, const char* format, va_list arguments) noexcept {
     return Fails() ? -1 : real(text, format, arguments);
 }
 
+// What hardened code calls in its place.
+int __vasprintf_chk(char** text, int /*flag*/, const char* format, va_list arguments) noexcept {
+    return vasprintf(text, format, arguments);
+}
+
 }  // extern "C"

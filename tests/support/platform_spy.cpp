@@ -188,6 +188,15 @@ void syslog(int priority, const char* format, ...) {
     va_end(arguments);
 }
 
+// What hardened code calls in its place.
+void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
+    const memory::Suspended own;
+    va_list arguments;
+    va_start(arguments, format);
+    Keep(priority, format, arguments);
+    va_end(arguments);
+}
+
 int nanosleep(const timespec* wanted, timespec* left) {
     return SkipSleep("nanosleep") ? 0 : Real<decltype(nanosleep)>("nanosleep")(wanted, left);
 }
