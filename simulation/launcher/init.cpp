@@ -66,7 +66,7 @@ class Init {
 
     void Boot(int launcher);
     int RunCommand();
-    void ShutDown();
+    std::optional<int> ShutDown();
 
   private:
     void AddDisk(std::vector<Disk>& disks, const std::string& name, uint64_t size);
@@ -76,6 +76,9 @@ class Init {
     [[noreturn]] void BeKernel(std::vector<Disk> disks, base::UniqueFd fuse, base::UniqueFd requests);
     RootPlan PlanRoot() const;
     std::optional<int> TakeSignal();
+    std::optional<int> Reap();
+    int EndOfKernel(int status);
+    std::optional<int> AwaitDyingKernel();
     void TakeRequest();
     std::vector<pid_t> OtherProcesses() const;
 
@@ -222,7 +225,7 @@ int Init::RunCommand() {
     }
 }
 
-// The exit code when the command has ended, or the kernel, without which there is no going on.
+// The exit code when the command was told to have ended, or the kernel.
 std::optional<int> Init::TakeSignal() {
     signalfd_siginfo info{};
     if (read(signals_.Get(), &info, sizeof info) != sizeof info) {
@@ -234,22 +237,42 @@ std::optional<int> Init::TakeSignal() {
         }
         return std::nullopt;
     }
+    return Reap();
+}
+
+// Collects the children that have ended. The exit code when the command is one of them, or the kernel,
+// without which there is no going on.
+std::optional<int> Init::Reap() {
     std::optional<int> code;
     int status = 0;
     for (pid_t ended = 0; (ended = waitpid(-1, &status, WNOHANG)) > 0;) {
+        if (ended == kernel_) {
+            return EndOfKernel(status);
+        }
         if (ended == command_) {
             code = ExitCodeOf(status);
-        } else if (ended == kernel_) {
-            kernel_ = 0;
-            if (WIFEXITED(status) && WEXITSTATUS(status) == kPowerCutCode) {
-                Complain("the power was cut");
-                return kExitPowerCut;
-            }
-            Complain("the simulated kernel died");
-            return kExitFailed;
         }
     }
     return code;
+}
+
+int Init::EndOfKernel(int status) {
+    kernel_ = 0;
+    const bool isPowerCut = WIFEXITED(status) && WEXITSTATUS(status) == kPowerCutCode;
+    Complain(isPowerCut ? "the power was cut" : "the simulated kernel died");
+    return isPowerCut ? kExitPowerCut : kExitFailed;
+}
+
+// A kernel that dies loses its file system first, which can end the command before the kernel's own end is
+// told.
+std::optional<int> Init::AwaitDyingKernel() {
+    struct stat unused{};
+    int status = 0;
+    const bool isGone = stat("/proc", &unused) != 0 && (errno == ENOTCONN || errno == ECONNABORTED);
+    if (kernel_ == 0 || !isGone || waitpid(kernel_, &status, 0) != kernel_) {
+        return std::nullopt;
+    }
+    return EndOfKernel(status);
 }
 
 void Init::TakeRequest() {
@@ -277,14 +300,15 @@ std::vector<pid_t> Init::OtherProcesses() const {
 }
 
 // Ends what the command left running, unmounts what it left mounted, and has everything written that is not
-// yet.
-void Init::ShutDown() {
-    if (kernel_ == 0) {
-        return;
+// yet. The exit code when the kernel is dead or dies over it.
+std::optional<int> Init::ShutDown() {
+    if (const auto code = AwaitDyingKernel(); kernel_ == 0) {
+        return code;
     }
     constexpr int kTries = 2000;
     for (int i = 0; i < kTries; ++i) {
-        while (waitpid(-1, nullptr, WNOHANG) > 0) {
+        if (const auto code = Reap(); kernel_ == 0) {
+            return code;
         }
         const std::vector<pid_t> others = OtherProcesses();
         if (others.empty()) {
@@ -302,6 +326,7 @@ void Init::ShutDown() {
         }
     }
     devices_->ShutDown();
+    return std::nullopt;
 }
 
 }  // namespace
@@ -314,8 +339,7 @@ int RunInit(const Options& options, const State& state, base::UniqueFd launcher)
     Init init(options, state);
     init.Boot(launcher.Get());
     const int code = init.RunCommand();
-    init.ShutDown();
-    return code;
+    return init.ShutDown().value_or(code);
 }
 
 }  // namespace simulation

@@ -156,6 +156,14 @@ TEST(Refusal, OfAnSsdThatOnlyBeginsBlank) {
     EXPECT_EQ(Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "32M"}).code, 0);
 }
 
+TEST(Refusal, OfLentRights) {
+    const std::string lent = "/usr/bin/lent";
+    ASSERT_EQ(RunProgram({"install", "-m", "4755", VEMOCACHECTL_PATH, lent}).code, 0);
+    const Ran ran = RunProgram({"setpriv", "--reuid=65534", "--clear-groups", lent, "list"});
+    EXPECT_EQ(ran.code, 1);
+    EXPECT_THAT(ran.err, HasSubstr("does not run with lent rights"));
+}
+
 TEST(Refusal, TellsTheLimits) {
     EXPECT_THAT(Tool({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "16K"}).err,
                 HasSubstr("blocks of 64.0 KiB"));

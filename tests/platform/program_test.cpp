@@ -87,6 +87,22 @@ TEST(Program, NamesAreSoughtInTheSystemsFoldersAlone) {
     setenv("PATH", before.c_str(), 1);
 }
 
+TEST(Program, AChildsEnvironmentIsFixed) {
+    const std::pair<const char*, const char*> ours[] = {
+        {"LD_PRELOAD", ""}, {"IFS", "/"}, {"BASH_ENV", "/tmp/x"}, {"LC_ALL", "de_DE.UTF-8"}, {"TZ", "UTC"}};
+    for (const auto& [name, value] : ours) {
+        setenv(name, value, 1);
+    }
+    const std::string seen = Output("env", "r");
+    for (const auto& [name, value] : ours) {
+        unsetenv(name);
+    }
+    EXPECT_THAT(seen, testing::HasSubstr("PATH=/usr/sbin:/usr/bin:/sbin:/bin\nLC_ALL=C\nTZ=UTC\n"));
+    for (const char* name : {"LD_", "IFS", "BASH_ENV", "HOME"}) {
+        EXPECT_THAT(seen, testing::Not(testing::HasSubstr(name)));
+    }
+}
+
 TEST(Program, AChildBeginsWithNothingOfOurs) {
     const int leak = open("/etc/passwd", O_RDONLY);  // as a careless caller does, without close-on-exec
     const std::string number = std::to_string(leak);
