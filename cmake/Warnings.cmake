@@ -8,7 +8,7 @@ if(VEMO_WERROR)
   target_compile_options(vemo_compile_options INTERFACE -Werror)
 endif()
 # Hardened as distributions do; a build that defines _FORTIFY_SOURCE itself keeps its own.
-if(NOT VEMO_SANITIZE)
+if(NOT VEMO_SANITIZE AND NOT VEMO_FUZZ)
   target_compile_options(vemo_compile_options INTERFACE
     -fstack-protector-strong -fstack-clash-protection
     $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},x86_64>:-fcf-protection>)
@@ -17,7 +17,10 @@ if(NOT VEMO_SANITIZE)
     target_compile_definitions(vemo_compile_options INTERFACE _FORTIFY_SOURCE=2)
   endif()
 endif()
-if(VEMO_SANITIZE)
+if(VEMO_FUZZ)
+  target_compile_options(vemo_compile_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+if(VEMO_SANITIZE OR VEMO_FUZZ)
   target_compile_options(vemo_compile_options INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(vemo_compile_options INTERFACE -fsanitize=address,undefined)
