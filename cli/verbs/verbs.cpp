@@ -21,6 +21,7 @@ Verb ModulesVerb();
 Verb NotifyVerb();
 Verb PinVerb();
 Verb ProbeVerb();
+Verb ReportVerb();
 Verb SerialsVerb();
 Verb SizeVerb();
 Verb SsdVerb();
@@ -32,11 +33,11 @@ Verb UnloadVerb();
 Verb WipeVerb();
 
 std::vector<Verb> AllVerbs() {
-    return {CreateVerb(),  ListVerb(),   StatusVerb(),    DoctorVerb(), StatsVerb(),   TopVerb(),
-            MetricsVerb(), LoadVerb(),   UnloadVerb(),    FlushVerb(),  DeleteVerb(),  ExpandVerb(),
-            KnobVerb(),    StateVerb(),  AttributeVerb(), ConfigVerb(), ModulesVerb(), WipeVerb(),
-            SizeVerb(),    MemoryVerb(), ProbeVerb(),     SsdVerb(),    PinVerb(),     FilestatVerb(),
-            SerialsVerb(), NotifyVerb(), ApmVerb()};
+    return {CreateVerb(),   ListVerb(),    StatusVerb(), DoctorVerb(),    ReportVerb(), StatsVerb(),
+            TopVerb(),      MetricsVerb(), LoadVerb(),   UnloadVerb(),    FlushVerb(),  DeleteVerb(),
+            ExpandVerb(),   KnobVerb(),    StateVerb(),  AttributeVerb(), ConfigVerb(), ModulesVerb(),
+            WipeVerb(),     SizeVerb(),    MemoryVerb(), ProbeVerb(),     SsdVerb(),    PinVerb(),
+            FilestatVerb(), SerialsVerb(), NotifyVerb(), ApmVerb()};
 }
 
 }  // namespace cli

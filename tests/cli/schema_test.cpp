@@ -68,6 +68,7 @@ const Story kOfCaches = {
     {"doctor", {"doctor"}, 2},
     {"doctor-mute", {"doctor", "--mute", "VFC-D063:cachedev_0", "--for", "1h"}},
     {"doctor", {"doctor", "--check", "VFC-D063"}},
+    {"report", {"report", "--seconds", "0.1", "/tmp/report.tar.gz"}},
     {"doctor-mutes", {"doctor", "--mutes"}},
     {"doctor-unmuted", {"doctor", "--unmute", "VFC-D063:md3+volume_1"}},
     {"attribute", {"attribute", "set", "cachedev_0", "none"}},

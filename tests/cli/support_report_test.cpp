@@ -1,0 +1,132 @@
+// Reports of a simulated appliance whose devices' names begin with one another.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include "cli/tool.h"
+
+namespace tests {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+namespace fs = std::filesystem;
+
+constexpr const char* kFolder = "/root/reports";
+const std::string kArchive = std::string(kFolder) + "/report.tar.gz";
+
+std::string Text(const std::string& path) {
+    return RunProgram({"cat", path}).out;
+}
+
+// The folder that the archive holds.
+std::string Unpack(const std::string& into) {
+    fs::create_directories(into);
+    EXPECT_EQ(RunProgram({"tar", "xzf", kArchive, "-C", into}).code, 0);
+    return into + "/vemocachectl-report";
+}
+
+std::vector<std::string> Left() {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(kFolder)) {
+        names.push_back(entry.path().filename());
+    }
+    return names;
+}
+
+void CreateTwoCaches() {
+    fs::create_directories(kFolder);
+    Answer({"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "16M"});
+    Answer({"create", "/dev/md30", "/dev/vg1/volume_10", "--size", "16M", "--mode", "around"});
+    Answer({"serials", "set", "c", "SN0815", "SN08150"});
+    std::ofstream("/usr/vemo/etc/flashcache_pin_file.conf") << "[/volume9]\n/volume9/payroll.ods\n";
+    std::ofstream("/tmp/flashcache.conf", std::ios::app) << "# foreign\n";
+}
+
+// The summaries name devices; the codes are the same whatever those are called.
+Words CodesOf(const Json& findings) {
+    Words codes;
+    for (const Json& finding : findings) {
+        codes.push_back(std::string(finding["code"]) + std::string(finding["count"]));
+    }
+    return codes;
+}
+
+TEST(SupportReport, HoldsAllAndGivesNoNamesAway) {
+    CreateTwoCaches();
+    const Json answer = Answer({"report", "--seconds", "0.5", kArchive})["report"];
+    EXPECT_EQ(answer["caches"], 2);
+    EXPECT_EQ(answer["warning"], 2);
+    struct stat status{};
+    ASSERT_EQ(stat(kArchive.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode, mode_t{S_IFREG | 0600});
+    const std::string folder = Unpack("/root/unpacked");
+    const Json report = Json::Parse(Text(folder + "/report.json"));
+    EXPECT_EQ(report["format_version"], 1);
+    EXPECT_EQ(CodesOf(report["findings"]), CodesOf(Answer({"doctor"}, 1)["findings"]));
+    EXPECT_EQ(report["caches"][0]["name"], "ssd-1+volume-1");
+    EXPECT_EQ(report["caches"][1]["name"], "ssd-2+volume-2");
+    EXPECT_EQ(report["caches"][1]["kernel"]["write_mode"], "around");
+    EXPECT_EQ(report["caches"][0]["ssd"]["superblock"]["volume"], "/dev/group-1/volume-1");
+    EXPECT_GE(report["samples"].size(), 2U);
+    EXPECT_EQ(report["samples"][1]["caches"][0]["dirty_bytes"], 0);
+    EXPECT_GT(report["log"].size(), 0U);
+    EXPECT_THAT(Text(folder + "/commands/dmsetup-table-cachedev_0.txt"),
+                HasSubstr("ssd dev (/dev/ssd-1), disk dev (/dev/group-1/volume-1)"));
+    EXPECT_THAT(Text(folder + "/files/proc/sys/dev/flashcache_ssd-2+volume-2/cache_all"), "1\n");
+    EXPECT_THAT(Text(folder + "/files/usr/vemo/etc/flashcache_pin_file.conf"),
+                "[/mount-3]\n/mount-3/file-1\n");
+    EXPECT_THAT(Text(folder + "/log.txt"), HasSubstr("/dev/ssd-2"));
+    const std::string secrets = "md3|vg1|volume_1|volume9|payroll|SN0815";
+    EXPECT_THAT(RunProgram({"grep", "-rEo", secrets, folder}).out, IsEmpty());
+    EXPECT_THAT(RunProgram({"find", folder, "-regextype", "egrep", "-regex", ".*(md3|vg1|volume_1).*"}).out,
+                IsEmpty());
+    EXPECT_THAT(Text(folder + "/index.html"), Not(HasSubstr("http:")));
+
+    Answer({"report", "--seconds", "0.1", "--plain", "--force", kArchive});
+    const Json plain = Json::Parse(Text(Unpack("/root/plain") + "/report.json"));
+    EXPECT_EQ(plain["caches"][1]["name"], "md30+volume_10");
+    EXPECT_EQ(plain["names_replaced"], false);
+    EXPECT_THAT(Left(), ::testing::ElementsAre("report.tar.gz"));
+}
+
+TEST(SupportReport, IsNotWrittenByHalves) {
+    CreateTwoCaches();
+    EXPECT_EQ(Answer({"report", "/root/none/report.tar.gz"}, 1)["error"]["kind"], "failed");
+    EXPECT_EQ(Answer({"report", "--seconds", "no", kArchive}, kUsage)["error"]["kind"], "usage");
+    const Ran interrupted = OnTerminal({VEMOCACHECTL_PATH, "report", "--seconds", "60", kArchive},
+                                       {{"statistics", [](pid_t) { return std::string("\x03"); }}}, 80, 24);
+    EXPECT_EQ(interrupted.code, 128 + SIGINT);
+    EXPECT_THAT(interrupted.out, HasSubstr("reading: statistics"));
+    EXPECT_THAT(Left(), IsEmpty());
+    std::ofstream(kArchive) << "mine";
+    EXPECT_EQ(Answer({"report", kArchive}, 1)["error"]["kind"], "refused");
+    EXPECT_EQ(Text(kArchive), "mine");
+}
+
+// What cannot be read is told, and keeps nothing else from being read.
+TEST(SupportReport, TellsWhatCouldNotBeRead) {
+    CreateTwoCaches();
+    std::ofstream("/usr/vemo/etc/flashcache.conf") << "rubbish\n";
+    Fault("tool.dmsetup", "fail");
+    Fault("file.flashcache_stats", "rubbish");
+    const Json answer = Answer({"report", "--seconds", "0.1", kArchive})["report"];
+    EXPECT_EQ(answer["critical"], 1);
+    EXPECT_GE(answer["unread_items"].Number(), 2);
+    const Json report = Json::Parse(Text(Unpack("/root/unpacked") + "/report.json"));
+    Words failed;
+    for (const Json& item : report["items"]) {
+        if (!item["error"].IsNull() && item["exists"] == true) {
+            failed.emplace_back(item["name"]);
+        }
+    }
+    EXPECT_THAT(failed, ::testing::Contains("dmsetup table cachedev_0"));
+}
+
+}  // namespace
+}  // namespace tests
