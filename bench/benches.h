@@ -3,6 +3,7 @@
 
 namespace bench {
 
+void RegisterTool();  // first: the caches that others make would be too many for it
 void RegisterStatus();
 void RegisterKnobs();
 void RegisterConfig();

@@ -22,6 +22,7 @@ constexpr const char* kHelp =
     "above\n"
     "them what a few things cost on this machine, which the ratios may hang on.\n"
     "\n"
+    "  tool    what vemocachectl costs with 8 and 64 caches\n"
     "  status  the status of 1, 8 and 64 caches\n"
     "  config  reading the configuration of 1 to 10,000 caches\n"
     "  ssd     the SSD compatibility database\n"
@@ -60,6 +61,7 @@ int RunBenchmarks(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(count, pointers.data())) {
         return 2;
     }
+    bench::RegisterTool();
     bench::RegisterStatus();
     bench::RegisterConfig();
     bench::RegisterSsdSupport();

@@ -41,9 +41,20 @@ void LookForDamage(Inventory& inventory) {
     }
 }
 
-bool Runs(const RunningCache& running, const FLASHCACHE_CONFIG& entry) {
-    return running.pair && SameDevice(running.pair->ssd, TextOrEmpty(entry.SSDDevPath)) &&
-           SameDevice(running.pair->volume, TextOrEmpty(entry.SpacePath));
+// The one that runs what the entry has, if any does. Devices under other names are looked for last: that asks
+// the kernel for each.
+auto FindPair(std::vector<RunningCache>& running, const FLASHCACHE_CONFIG& entry) {
+    const std::string ssd = TextOrEmpty(entry.SSDDevPath);
+    const std::string volume = TextOrEmpty(entry.SpacePath);
+    const auto named = std::find_if(running.begin(), running.end(), [&](const RunningCache& one) {
+        return one.pair && one.pair->ssd == ssd && one.pair->volume == volume;
+    });
+    return named != running.end()
+               ? named
+               : std::find_if(running.begin(), running.end(), [&](const RunningCache& one) {
+                     return one.pair && SameDevice(one.pair->ssd, ssd) &&
+                            SameDevice(one.pair->volume, volume);
+                 });
 }
 
 // Whether the kernel shows a folder of the pair's short names.
@@ -121,8 +132,7 @@ Inventory TakeInventory(const InventoryOptions& options) {
         std::all_of(running.begin(), running.end(), [](const auto& one) { return one.pair.has_value(); });
     for (const FLASHCACHE_CONFIG* entry = inventory.entries.get(); entry != nullptr; entry = entry->Next) {
         Cache cache;
-        const auto match = std::find_if(running.begin(), running.end(),
-                                        [&](const RunningCache& one) { return Runs(one, *entry); });
+        const auto match = FindPair(running, *entry);
         if (match != running.end()) {
             cache = TakeUp(*match);
             running.erase(match);

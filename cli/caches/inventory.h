@@ -51,7 +51,7 @@ struct Inventory {
 struct InventoryOptions {
     std::uint64_t mostBlocks =
         kAnyBlocks;          // up to which the dirty blocks are counted on SSDs whose cache is down
-    bool withStatus = true;  // false: the tables alone, with one program for each device and nothing else
+    bool withStatus = true;  // false: the tables alone, with one program for all and nothing else
 };
 
 Inventory TakeInventory(const InventoryOptions& options = {});

@@ -8,7 +8,9 @@
 
 #include "caches/entry.h"
 #include "caches/flush_lock.h"
+#include "caches/kernel_files.h"
 #include "caches/kernel_state.h"
+#include "caches/running.h"
 #include "caches/tuning.h"
 #include "caches/unload_record.h"
 #include "support/device.h"
@@ -82,8 +84,9 @@ std::vector<std::string> ProblemsOfUnknown(const Cache& cache) {
     return {"its status cannot be read" + reason};
 }
 
-void AddStateProblems(std::vector<std::string>& problems, const Cache& cache) {
-    const auto state = HandleStateAtALook(cache);
+void AddStateProblems(std::vector<std::string>& problems, const Cache& cache,
+                      const std::optional<Counts>& knobs) {
+    const auto state = knobs ? HandleStateIn(*knobs) : FLASHCACHE_HANDLE_STATE_UNKNOWN;
     const bool flushes = cache.entry != nullptr && cache.entry->FlushState != nullptr &&
                          std::string_view(cache.entry->FlushState) == "flushing";
     if (flushes && !FlushRuns(cache)) {
@@ -116,10 +119,15 @@ std::vector<std::string> ProblemsOfRunning(const Cache& cache) {
     } else if (cache.entry->CreateCritSection != 0) {
         problems.push_back(UnfinishedProblem(cache));
     }
+    const auto knobs = ReadKnobs(KernelName(cache.Ssd(), cache.Volume()));
     if (cache.MayHoldDirty()) {
-        AddStateProblems(problems, cache);
+        AddStateProblems(problems, cache, knobs);
     }
-    if (const auto differences = TuningDifferences(cache); !differences.empty()) {
+    const auto tuning = knobs ? TuningIn(*knobs) : std::nullopt;
+    const auto differences = tuning && cache.entry != nullptr
+                                 ? TuningDifferences(cache.entry->Policy, *tuning)
+                                 : std::vector<std::string>();
+    if (!differences.empty()) {
         problems.push_back(fmt::format("its tuning is not the configured one, {}: \"vemocachectl load {}\"",
                                        fmt::join(differences, ", "), cache.Name()));
     }

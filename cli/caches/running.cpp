@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <glob.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdio>
@@ -28,9 +29,10 @@ std::vector<std::string> DevicePaths() {
     return paths;
 }
 
-std::string TableOf(const std::string& device) {
+// Of one device; of all when it is null, each below its name: "cachedev_0: 0 2097152 flashcache conf:".
+std::string TableOf(const char* device) {
     const std::unique_ptr<FILE, int (*)(FILE*)> stream(
-        VLIBCPopen(kTableTool, "r", "table", device.c_str(), static_cast<char*>(nullptr)), VLIBCPclose);
+        VLIBCPopen(kTableTool, "r", "table", device, static_cast<char*>(nullptr)), VLIBCPclose);
     std::string table;
     std::array<char, 4096> buffer{};
     while (stream) {
@@ -78,13 +80,43 @@ std::optional<std::uint64_t> NumberIn(const std::optional<std::string>& text, st
     return isWhole ? std::optional(number) : std::nullopt;
 }
 
-RunningCache Look(const std::string& device, bool withStatus) {
+// The part of a text of all tables that is the device's; empty when there is none.
+std::string_view TableIn(std::string_view tables, std::string_view device) {
+    const std::string head = fmt::format("{}: ", device.substr(device.rfind('/') + 1));
+    while (!tables.empty()) {
+        // Lines of a table that follow its first begin with a tab.
+        std::size_t end = tables.find('\n');
+        while (end != std::string_view::npos && tables.substr(end + 1).starts_with('\t')) {
+            end = tables.find('\n', end + 1);
+        }
+        end = std::min(end, tables.size() - 1) + 1;
+        if (tables.starts_with(head)) {
+            return tables.substr(0, end);
+        }
+        tables.remove_prefix(end);
+    }
+    return {};
+}
+
+// With one program for all of them. What is not in its text, or not whole, is asked for itself.
+std::vector<RunningCache> LookAtTables(const std::vector<std::string>& devices) {
+    const std::string tables = devices.empty() ? "" : TableOf(nullptr);
+    std::vector<RunningCache> running;
+    for (const auto& device : devices) {
+        RunningCache cache;
+        cache.device = device;
+        cache.pair = PairIn(TableIn(tables, device));
+        if (!cache.pair) {
+            cache.pair = PairIn(TableOf(device.c_str()));
+        }
+        running.push_back(std::move(cache));
+    }
+    return running;
+}
+
+RunningCache Look(const std::string& device) {
     RunningCache cache;
     cache.device = device;
-    if (!withStatus) {
-        cache.pair = PairIn(TableOf(device));
-        return cache;
-    }
     FLASHCACHE_STAT_SEARCH search{};
     search.type = FLASHCACHE_SEARCH_BY_CACHE_DEV_PATH;
     search.CacheDevPath = cache.device.c_str();
@@ -97,7 +129,7 @@ RunningCache Look(const std::string& device, bool withStatus) {
                           cache.stat->WriteMode,   static_cast<std::uint64_t>(cache.stat->BlockSizeKB) * 1024,
                           cache.stat->TotalBlocks, cache.stat->CachedBlocks};
     } else {
-        cache.pair = PairIn(TableOf(device));
+        cache.pair = PairIn(TableOf(device.c_str()));
     }
     return cache;
 }
@@ -118,12 +150,15 @@ std::optional<Pair> PairIn(std::string_view table) {
 }
 
 std::vector<RunningCache> RunningCaches(bool withStatus) {
+    std::vector<std::string> devices = DevicePaths();
+    // A plain file of that name is no cache device.
+    std::erase_if(devices, [](const std::string& device) { return !IsBlockDevice(device); });
+    if (!withStatus) {
+        return LookAtTables(devices);
+    }
     std::vector<RunningCache> running;
-    for (const auto& device : DevicePaths()) {
-        // A plain file of that name is no cache device.
-        if (IsBlockDevice(device)) {
-            running.push_back(Look(device, withStatus));
-        }
+    for (const auto& device : devices) {
+        running.push_back(Look(device));
     }
     return running;
 }

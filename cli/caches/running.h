@@ -30,7 +30,8 @@ struct RunningCache {
 };
 
 // All that are up, by name. The library's own search by SSD or volume compares beginnings of paths and takes
-// /dev/md3 for /dev/md30; this asks each device for itself. Without the status, only the table is read.
+// /dev/md3 for /dev/md30; this asks each device for itself. Without the status, only the
+// tables are read, by one program for all.
 std::vector<RunningCache> RunningCaches(bool withStatus = true);
 
 // The pair in the table of a cache device, which has lines such as

@@ -24,7 +24,7 @@ struct GatherOptions {
     std::string cache = {};  // NOLINT(readability-redundant-member-init): g++ warns of one that is left out
 };
 
-// Starts one program for each cache device that is up, reads some twenty small files of each, and of each
+// Starts one program for all cache devices that are up, reads some twenty small files of each, and of each
 // cache that is not up the ends and samples of its volume.
 Facts GatherFacts(const GatherOptions& options = {});
 
