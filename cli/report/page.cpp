@@ -29,7 +29,8 @@ std::string TextOf(const Json& json) {
         }
         return text.empty() ? "none" : text;
     }
-    return json == "" ? "none" : json.is_string() ? json.get<std::string>() : json.dump();
+    const std::string text = json.is_string() ? json.get<std::string>() : json.dump();
+    return text.empty() ? "none" : text;
 }
 
 // A key as a label: "dirty_blocks" is "Dirty blocks".
@@ -177,9 +178,9 @@ std::string ItemsPart(const Json& report) {
         rows += fmt::format("<tr><td><code>{}</code></td><td>{}</td><td>{:.1f} ms</td></tr>\n", Escaped(name),
                             Escaped(outcome), item["milliseconds"].get<double>());
         const bool isShown = name.ends_with(".conf") || item["kind"] == "command";
-        if (isShown && item["text"] != "") {
-            texts += fmt::format("<h3><code>{}</code></h3>\n<pre>{}</pre>\n", Escaped(name),
-                                 Escaped(TextOf(item["text"])));
+        const std::string text = item["text"].is_string() ? item["text"].get<std::string>() : "";
+        if (isShown && !text.empty()) {
+            texts += fmt::format("<h3><code>{}</code></h3>\n<pre>{}</pre>\n", Escaped(name), Escaped(text));
         }
     }
     return "<section id=\"files\"><h2>Files and commands</h2>\n" + texts +

@@ -212,7 +212,10 @@ std::string StandIns::Replace(std::string_view text) {
         } else if (IsUuidAt(text, at)) {
             length = kUuidLength;
             result += StandInOf(Kind::kId, std::string(text.substr(at, length)));
-        } else if ((length = ReplaceFile(text, at, result)) == 0) {
+        } else {
+            length = ReplaceFile(text, at, result);
+        }
+        if (length == 0) {
             length = 1;
             result += text[at];
         }

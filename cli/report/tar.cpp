@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 #include <zlib.h>
 
-#include <cstring>
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -36,7 +36,7 @@ static_assert(sizeof(Header) == kRecord);
 
 template <std::size_t Size>
 void Put(char (&field)[Size], std::string_view text) {
-    std::memcpy(field, text.data(), std::min(Size, text.size()));
+    std::copy_n(text.begin(), std::min(Size, text.size()), field);
 }
 
 template <std::size_t Size>

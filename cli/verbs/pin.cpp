@@ -124,7 +124,7 @@ void TellTool(const Context& context, const PinOptions& options, bool mounted) {
         context.json);
 }
 
-std::vector<Argument> Mount(PinOptions& options) {
+std::vector<Argument> MountAlone(PinOptions& options) {
     return {{.name = "MOUNT",
              .help = "mount path of the volume",
              .target = &options.mount,
@@ -134,7 +134,7 @@ std::vector<Argument> Mount(PinOptions& options) {
 }
 
 std::vector<Argument> MountAndFiles(PinOptions& options) {
-    std::vector<Argument> arguments = Mount(options);
+    std::vector<Argument> arguments = MountAlone(options);
     arguments.push_back({.name = "FILE",
                          .help = "files of the volume",
                          .target = &options.files,
@@ -152,7 +152,7 @@ std::vector<Argument> OneFile(PinOptions& options) {
 }
 
 std::vector<Argument> MountAndActions(PinOptions& options) {
-    std::vector<Argument> arguments = Mount(options);
+    std::vector<Argument> arguments = MountAlone(options);
     arguments.front().isFolder = false;
     arguments.push_back({.name = "--send", .help = "send it to the kernel", .target = &options.send});
     arguments.push_back({.name = "--delete",
@@ -182,10 +182,10 @@ std::vector<Verb> VolumeVerbs() {
                                  "Show the size of a volume's pin bitmap, send it to the kernel or delete it",
                                  "vemocachectl pin bitmap /volume1 --send", MountAndActions, Bitmap),
             MakeVerb<PinOptions>("mount", "Tell the pin tool that a volume was mounted",
-                                 "vemocachectl pin mount /volume1", Mount,
+                                 "vemocachectl pin mount /volume1", MountAlone,
                                  [](const Context& c, const PinOptions& o) { TellTool(c, o, true); }),
             MakeVerb<PinOptions>("umount", "Tell the pin tool that a volume was unmounted",
-                                 "vemocachectl pin umount /volume1", Mount,
+                                 "vemocachectl pin umount /volume1", MountAlone,
                                  [](const Context& c, const PinOptions& o) { TellTool(c, o, false); })};
 }
 

@@ -76,6 +76,13 @@ class Cache : public BlockTarget {
     // Makes the kernel report that many failed write-backs.
     void ReportErrors(uint64_t count) { syncErrors_ = count; }
 
+    // Puts the cache into a state that another kernel told of, without what setting it would set off. False
+    // where such a state cannot be told: a knob's value or, of counts, a text without the one in question.
+    bool SeedKnob(Knob knob, std::string_view text);
+    bool SeedStats(std::string_view text);
+    bool SeedErrors(std::string_view text);
+    bool SeedProgress(std::string_view text);
+
   private:
     using Clock = CleanPace::Clock;
     using Slot = SlotMap::Slot;

@@ -52,6 +52,20 @@ constexpr Field kFields[] = {
 
 }  // namespace
 
+void Counters::Set(std::string_view name, uint64_t value) {
+    const auto put = [&](Counter counter) { values_[static_cast<size_t>(counter)] = value; };
+    if (name == "reads") {
+        put(Counter::kReads);
+    } else if (name == "writes") {
+        put(Counter::kWrites);
+    }
+    for (const Field& field : kFields) {
+        if (name == field.name && field.counter != Counter::kNone && field.percentOf == Counter::kNone) {
+            put(field.counter);
+        }
+    }
+}
+
 std::string Counters::Format(WriteMode mode) const {
     const Counters& counters = *this;
     std::string text =

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "simulation/kernel/superblock.h"
 
@@ -49,6 +50,8 @@ class Counters {
     void Add(Counter counter, uint64_t count = 1) { values_[static_cast<size_t>(counter)] += count; }
     uint64_t operator[](Counter counter) const { return values_[static_cast<size_t>(counter)]; }
     void Reset() { values_ = {}; }
+    // By the name that Format gives it; nothing for another.
+    void Set(std::string_view name, uint64_t value);
 
     // The two lines of "flashcache_stats"; a write-around cache has fewer counters than the others.
     std::string Format(WriteMode mode) const;

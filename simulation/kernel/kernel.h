@@ -65,6 +65,10 @@ class Kernel {
     Answer ListFaults(const Words& arguments);
     Answer MoveClock(const Words& arguments);
     Answer ShutDown(const Words& arguments);
+    Answer PlaceCache(const Words& arguments);
+    Answer BlankSsd(const Words& arguments);
+    Answer SeedCache(const Words& arguments);
+    Answer ShowInProc(const Words& arguments);
 
     Answer SetCleaning(const std::string& value);
     Answer SetPower(const std::string& value);
@@ -96,6 +100,7 @@ class Kernel {
     Faults faults_;
     bool powerIsCut_ = false;
     std::map<std::string, std::string> forcedTexts_;  // what an info file says instead, by its name
+    std::map<std::string, std::string> heldTexts_;    // the same of one cache alone, by its path
     Tree tree_;
     std::vector<std::string> modules_;  // the youngest last
     std::map<std::string, std::unique_ptr<Cache>> caches_;

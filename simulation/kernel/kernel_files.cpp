@@ -81,7 +81,11 @@ void Kernel::AddInfoFile(const std::string& folder, const std::string& name,
                          std::function<std::string()> read, std::function<int(std::string_view)> write) {
     tree_.AddText(
         folder + "/" + name,
-        [this, name, read = std::move(read)] {
+        [this, name, path = folder + "/" + name, read = std::move(read)] {
+            const auto held = heldTexts_.find(path);
+            if (held != heldTexts_.end()) {
+                return held->second;
+            }
             const auto forced = forcedTexts_.find(name);
             return forced != forcedTexts_.end() ? forced->second : read();
         },

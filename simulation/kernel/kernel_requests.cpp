@@ -27,9 +27,11 @@ const Kernel::Request Kernel::kRequests[] = {
     {"list-faults", 0, 0, &Kernel::ListFaults},  //
     {"clock", 1, 1, &Kernel::MoveClock},         // SECONDS
     {"shutdown", 0, 0, &Kernel::ShutDown},       //
+    {"place", 8, 8, &Kernel::PlaceCache},        // SSD SPACE MODE VERSION SLOTS CLEAN CACHED DIRTY
+    {"blank", 1, 1, &Kernel::BlankSsd},          // SSD
+    {"seed", 3, 3, &Kernel::SeedCache},          // NAME WHAT VALUE
+    {"proc", 2, 2, &Kernel::ShowInProc},         // NAME TEXT
 };
-
-namespace {
 
 std::optional<WriteMode> ParseMode(const std::string& text) {
     if (text == "thru") {
@@ -41,8 +43,6 @@ std::optional<WriteMode> ParseMode(const std::string& text) {
     const bool back = text == "back" || text == "back_bypass" || text == "back_crash";
     return back ? std::optional(WriteMode::kBack) : std::nullopt;
 }
-
-}  // namespace
 
 Kernel::Kernel(std::vector<Disk> disks, SystemLog log, base::UniqueFd realProc, uint64_t cleanRate)
     : log_(std::move(log)), realProc_(std::move(realProc)), pace_(cleanRate) {

@@ -15,6 +15,9 @@ using base::kVersionOriginal;
 using base::Superblock;
 using base::WriteMode;
 
+// The mode of a text such as "thru"; the kinds of write-back are one here.
+std::optional<WriteMode> ParseMode(const std::string& text);
+
 // A superblock for as many slots as `bytes` asks for (0: the whole SSD) and as the SSD has room for.
 //  Throws EINVAL where not even one fits.
 Superblock MakeSuperblock(const Disk& ssd, const Disk& space, const std::string& name, WriteMode mode,

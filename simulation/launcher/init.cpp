@@ -29,6 +29,7 @@
 #include "simulation/launcher/devices.h"
 #include "simulation/launcher/mounts.h"
 #include "simulation/launcher/process.h"
+#include "simulation/launcher/rebuild.h"
 #include "simulation/launcher/root.h"
 
 namespace simulation {
@@ -110,6 +111,9 @@ void Init::Boot(int launcher) {
     BindTo(log_.Get(), "/dev/log", 0666);
     BindTo(control_.Get(), kControlSocket, 0600);
     Checked(listen(control_.Get(), SOMAXCONN), kControlSocket);
+    if (options_.reported) {
+        Rebuild(*options_.reported, *devices_);
+    }
     const std::vector<std::string> points = MountPoints();
     ownMounts_ = {points.begin(), points.end()};
 }
@@ -146,6 +150,12 @@ std::optional<Unflushed> Init::EndPowerCut(const std::string& fileName, int file
 }
 
 void Init::AddDisks(std::vector<Disk>& disks) {
+    if (options_.reported) {
+        for (const ReportedDisk& disk : options_.reported->disks) {
+            AddDisk(disks, disk.name, disk.bytes);
+        }
+        return;
+    }
     constexpr unsigned kFirstSsd = 3;
     for (unsigned i = 0; i < options_.pairs; ++i) {
         AddDisk(disks, "md" + std::to_string(kFirstSsd + i), options_.ssdBytes);

@@ -8,6 +8,7 @@
 #include "simulation/launcher/client.h"
 #include "simulation/launcher/launcher.h"
 #include "simulation/launcher/process.h"
+#include "simulation/launcher/report_archive.h"
 
 namespace {
 
@@ -52,12 +53,23 @@ void AddOptions(CLI::App& app, Options& options) {
            "flushed; --volatile=SEED for another choice than that of seed 1")
         ->check(CLI::Range(int64_t{1}, kMost, "SEED"))
         ->needs(state);
+    CLI::Option* const report = app.add_option_function<std::string>(
+        "--from-report",
+        [&options](const std::string& file) {
+            options.reported = simulation::ParseReport(simulation::ReadReport(file));
+        },
+        "Boot into the state of the caches that a report tells: the archive of \"vemocachectl report\", or "
+        "the "
+        "report.json in it. Dirty blocks stay so until \"vemo-appliance fault cleaning run\"");
+    report->check(CLI::ExistingFile)->excludes(state);
     app.add_option("--pairs", options.pairs, "Number of pairs of SSD and volume")
         ->check(CLI::Range(1, 64))
+        ->excludes(report)
         ->capture_default_str();
     app.add_option("--pair", options.namedPairs,
                    "A further pair by its names below /dev, such as md30+vg1/volume_10 (may be repeated)")
         ->allow_extra_args(false)
+        ->excludes(report)
         ->check([](const std::string& names) {
             const auto plus = names.find('+');
             return plus == std::string::npos || plus == 0 || plus + 1 == names.size() ||
@@ -66,9 +78,11 @@ void AddOptions(CLI::App& app, Options& options) {
                        : std::string();
         });
     app.add_option("--ssd-size", options.ssdBytes, "Size of a new SSD, such as 256M (default 1G)")
-        ->transform(size);
+        ->transform(size)
+        ->excludes(report);
     app.add_option("--volume-size", options.volumeBytes, "Size of a new volume (default 1G)")
-        ->transform(size);
+        ->transform(size)
+        ->excludes(report);
     app.add_option("--clean-rate", options.cleanRate, "Dirty blocks written back per second (0: no limit)")
         ->capture_default_str();
 }

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "simulation/launcher/reported_state.h"
+
 namespace simulation {
 
 // What to boot.
@@ -14,8 +16,9 @@ struct Options {
     std::vector<std::string> namedPairs;  // further ones, each "md30+vg1/volume_10": names below /dev
     uint64_t ssdBytes = 1ULL << 30;
     uint64_t volumeBytes = 1ULL << 30;
-    uint64_t cleanRate = 0;                // blocks per second, 0: as fast as it goes
-    std::optional<uint64_t> volatileSeed;  // disks have a volatile cache; chooses what a power cut takes
+    uint64_t cleanRate = 0;                 // blocks per second, 0: as fast as it goes
+    std::optional<uint64_t> volatileSeed;   // disks have a volatile cache; chooses what a power cut takes
+    std::optional<ReportedState> reported;  // boots into this, with its disks and no others
     std::vector<std::string> command;
 };
 
