@@ -15,6 +15,7 @@
 #include "caches/config_damage.h"
 #include "caches/running.h"
 #include "doctor/doctor.h"
+#include "support/device.h"
 #include "support/failure.h"
 
 namespace cli {
@@ -103,7 +104,7 @@ void AddItems(Collected& all) {
     }
     for (const auto& mount : Mounts()) {
         if (mount.device.find("/cachedev") != std::string::npos) {
-            all.mounts.push_back(mount);
+            all.mounts.emplace(mount.folder, mount.device);
         }
     }
     std::vector<std::string> told;

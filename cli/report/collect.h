@@ -12,7 +12,6 @@
 #include "doctor/mutes.h"
 #include "report/item.h"
 #include "report/sample.h"
-#include "support/device.h"
 
 namespace cli {
 
@@ -27,7 +26,7 @@ struct Collected {
     std::vector<Finding> findings;
     std::vector<Mute> mutes;
     std::map<std::string, std::uint64_t> ssdBytes;  // by path, of those that are there
-    std::vector<Mount> mounts;                      // of cache devices
+    std::map<std::string, std::string> mounts;      // folders, with the cache device that lies there
     std::vector<ReportItem> items;                  // what was read and run, in this order
     std::vector<ReportSample> samples;
     std::vector<std::string> log;     // the lines of the library, its tools and the kernel

@@ -11,9 +11,6 @@ namespace cli {
 // Raised only when a key of the document changes its meaning or goes.
 inline constexpr int kReportVersion = 1;
 
-// All names that a report would give away.
-StandIns StandInsFor(const Collected& all);
-
 // The document; with `standIns` all names in it are replaced, else they are as they are.
 std::string DocumentOf(const Collected& all, StandIns* standIns);
 

@@ -29,8 +29,10 @@ std::string TextOf(const Json& json) {
         }
         return text.empty() ? "none" : text;
     }
-    const std::string text = json.is_string() ? json.get<std::string>() : json.dump();
-    return text.empty() ? "none" : text;
+    if (!json.is_string()) {
+        return json.dump();
+    }
+    return json.get_ref<const std::string&>().empty() ? "none" : json.get<std::string>();
 }
 
 // A key as a label: "dirty_blocks" is "Dirty blocks".
@@ -178,9 +180,9 @@ std::string ItemsPart(const Json& report) {
         rows += fmt::format("<tr><td><code>{}</code></td><td>{}</td><td>{:.1f} ms</td></tr>\n", Escaped(name),
                             Escaped(outcome), item["milliseconds"].get<double>());
         const bool isShown = name.ends_with(".conf") || item["kind"] == "command";
-        const std::string text = item["text"].is_string() ? item["text"].get<std::string>() : "";
-        if (isShown && !text.empty()) {
-            texts += fmt::format("<h3><code>{}</code></h3>\n<pre>{}</pre>\n", Escaped(name), Escaped(text));
+        if (isShown && !item["text"].get_ref<const std::string&>().empty()) {
+            texts += fmt::format("<h3><code>{}</code></h3>\n<pre>{}</pre>\n", Escaped(name),
+                                 Escaped(TextOf(item["text"])));
         }
     }
     return "<section id=\"files\"><h2>Files and commands</h2>\n" + texts +

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "report/document.h"
+#include "report/known_names.h"
 #include "report/page.h"
 #include "report/tar.h"
 

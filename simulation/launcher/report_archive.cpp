@@ -46,13 +46,14 @@ size_t NumberAt(const std::string& archive, size_t at, size_t length) {
 }  // namespace
 
 std::string ReadReport(const std::string& path) {
-    const std::string bytes = Unpacked(path);
+    std::string bytes = Unpacked(path);
     constexpr size_t kMagicAt = 257;
     if (bytes.size() < kRecord || bytes.compare(kMagicAt, 5, "ustar") != 0) {
         return bytes;
     }
     for (size_t at = 0; at + kRecord <= bytes.size() && bytes[at] != '\0';) {
-        const std::string name(bytes.c_str() + at, strnlen(bytes.c_str() + at, 100));
+        std::string name = bytes.substr(at, 100);
+        name.resize(strnlen(name.data(), name.size()));
         const size_t size = NumberAt(bytes, at + 124, 12);
         if (size > bytes.size() - at - kRecord) {
             break;

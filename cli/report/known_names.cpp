@@ -1,0 +1,102 @@
+#include "report/known_names.h"
+
+#include <algorithm>
+#include <sstream>
+
+#include "caches/running.h"
+
+namespace cli {
+namespace {
+
+// The words between "=" or "," in the list of serial numbers.
+void AddSerials(const std::string& text, StandIns& standIns) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        constexpr std::string_view kBetween = "=\", \t\r";
+        const auto equals = line.find('=');
+        for (auto at = line.find_first_not_of(kBetween, equals); at != std::string::npos;) {
+            const auto end = std::min(line.find_first_of(kBetween, at), line.size());
+            standIns.Add(StandIns::Kind::kSerial, line.substr(at, end - at));
+            at = line.find_first_not_of(kBetween, end);
+        }
+    }
+}
+
+// What entries tell beyond the devices; damaged ones, too.
+void AddEntries(const std::string& text, StandIns& standIns) {
+    using enum StandIns::Kind;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        const auto equals = line.find('=');
+        const auto first = line.find_first_not_of(" \t");
+        const auto start = equals == std::string::npos ? equals : line.find_first_not_of(" \t\"", equals + 1);
+        if (start == std::string::npos) {
+            continue;
+        }
+        const std::string key = line.substr(first, line.find_first_of(" \t=", first) - first);
+        const std::string value =
+            line.substr(start, line.find_last_not_of(" \t\"\r") + 1 - std::min(start, line.size()));
+        // A shorter one would be found in too many places.
+        constexpr std::size_t kShortestId = 4;
+        if (key == "SSDDevPath") {
+            standIns.AddDevice(kSsd, value);
+        } else if (key == "SpacePath") {
+            standIns.AddDevice(kVolume, value);
+        } else if (key == "ReferencePath") {
+            standIns.AddMount(value);
+        } else if ((key == "SSDUUID" || key == "SSDID") && value.size() >= kShortestId) {
+            standIns.Add(kId, value);
+        }
+    }
+}
+
+void AddPins(const std::string& text, StandIns& standIns) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("[/") && line.ends_with(']')) {
+            standIns.AddMount(line.substr(1, line.size() - 2));
+        }
+    }
+}
+
+}  // namespace
+
+StandIns StandInsFor(const Collected& all) {
+    using enum StandIns::Kind;
+    StandIns standIns;
+    for (const auto& cache : all.facts.caches) {
+        standIns.AddDevice(kSsd, cache.ssd);
+        standIns.AddDevice(kVolume, cache.volume);
+        if (const auto& content = cache.ssdSide.content) {
+            standIns.AddDevice(kSsd, content->ssd);
+            standIns.AddDevice(kVolume, content->volume);
+        }
+        for (const auto& mount : cache.volumeSide.mounts) {
+            standIns.AddMount(mount);
+        }
+        if (cache.entry) {
+            standIns.AddMount(cache.entry->mountPath);
+            if (cache.name != KernelName(cache.ssd, cache.volume)) {
+                standIns.Add(kCache, cache.name);
+            }
+        }
+    }
+    for (const auto& [folder, device] : all.mounts) {
+        standIns.AddMount(folder);
+    }
+    for (const auto& item : all.items) {
+        if (item.name.ends_with("/flashcache.conf")) {
+            AddEntries(item.text, standIns);
+        } else if (item.name.ends_with("_sn_list.conf")) {
+            AddSerials(item.text, standIns);
+        } else if (item.name.ends_with("_pin_file.conf")) {
+            AddPins(item.text, standIns);
+        }
+    }
+    if (all.host != "localhost" && all.host != "(none)") {
+        standIns.Add(kHost, all.host);
+    }
+    return standIns;
+}
+
+}  // namespace cli
