@@ -16,7 +16,7 @@
 namespace bench {
 namespace {
 
-constexpr int kFew = 8;
+constexpr int kFewCaches = 8;
 constexpr const char* kConfig = "/usr/vemo/etc/flashcache.conf";
 
 // What a verb needs beside its own start, as strace tells it.
@@ -29,14 +29,19 @@ struct Needs {
     bool readsSsd = false;
 };
 
-const Needs kOfList = {1, 0, 1, {"stats", "progress", "attribute"}, {kConfig, kConfig}, false};
-const Needs kOfDoctor = {0,
-                         1,
-                         1,
-                         {"stats", "progress", "errors", "attribute"},
-                         {kConfig, kConfig, kConfig, "/tmp/flashcache.conf", "/proc/locks", "/proc/locks",
-                          "/proc/locks", "/proc/locks", "/proc/mounts", "/proc/meminfo"},
-                         true};
+Needs OfList() {
+    return {1, 0, 1, {"stats", "progress", "attribute"}, {kConfig, kConfig}, false};
+}
+
+Needs OfDoctor() {
+    return {0,
+            1,
+            1,
+            {"stats", "progress", "errors", "attribute"},
+            {kConfig, kConfig, kConfig, "/tmp/flashcache.conf", "/proc/locks", "/proc/locks", "/proc/locks",
+             "/proc/locks", "/proc/mounts", "/proc/meminfo"},
+            true};
+}
 
 constexpr std::array kKnobs = {"cache_all",         "do_sync",           "stop_sync",   "max_clean_ios_total",
                                "max_clean_ios_set", "fallow_delay",      "fast_remove", "dirty_thresh_pct",
@@ -83,7 +88,7 @@ void DoBareWork(const Needs& needs) {
     for (int start = 0; start < needs.tableStart; ++start) {
         RunTable("");
     }
-    for (int cache = 0; cache < kFew; ++cache) {
+    for (int cache = 0; cache < kFewCaches; ++cache) {
         for (int start = 0; start < needs.tableStarts; ++start) {
             RunTable(CacheDevPath(cache));
         }
@@ -106,14 +111,14 @@ void HaveConfigured(int count) {
 
 Run Tool(const char* verb) {
     return [verb] {
-        HaveConfigured(kFew);
+        HaveConfigured(kFewCaches);
         return CostOf([verb] { RunTool(verb); });
     };
 }
 
 Run Bare(const Needs& needs) {
     return [needs] {
-        HaveConfigured(kFew);
+        HaveConfigured(kFewCaches);
         return CostOf([&] { DoBareWork(needs); });
     };
 }
@@ -133,7 +138,7 @@ const Cost& MetricsPerCacheOfFew() {
         std::vector<double> walls;
         std::vector<double> cpus;
         for (int round = 0; round < kRounds; ++round) {
-            const Cost one = MetricsPerCache(kFew);
+            const Cost one = MetricsPerCache(kFewCaches);
             walls.push_back(one.wall);
             cpus.push_back(one.cpu);
         }
@@ -148,19 +153,19 @@ void RegisterTool() {
     const Comparison comparisons[] = {{"tool/list/8",
                                        Tool("list"),
                                        "its start, dmsetup for each, reads",
-                                       Bare(kOfList),
+                                       Bare(OfList()),
                                        40,
                                        {{kWall, 1.15}, {kCpu, 0}}},
                                       {"tool/doctor/8",
                                        Tool("doctor"),
                                        "its start, dmsetup once, reads",
-                                       Bare(kOfDoctor),
+                                       Bare(OfDoctor()),
                                        40,
                                        {{kWall, 1.15}, {kCpu, 0}}},
                                       {"tool/metrics/8",
                                        Tool("metrics"),
                                        "its start, dmsetup once, reads",
-                                       Bare(kOfDoctor),
+                                       Bare(OfDoctor()),
                                        40,
                                        {{kWall, 1.15}, {kCpu, 0}}},
                                       {"tool/metrics/64",

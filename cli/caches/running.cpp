@@ -156,10 +156,8 @@ std::vector<RunningCache> RunningCaches(bool withStatus) {
     if (!withStatus) {
         return LookAtTables(devices);
     }
-    std::vector<RunningCache> running;
-    for (const auto& device : devices) {
-        running.push_back(Look(device));
-    }
+    std::vector<RunningCache> running(devices.size());
+    std::transform(devices.begin(), devices.end(), running.begin(), Look);
     return running;
 }
 

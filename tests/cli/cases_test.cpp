@@ -9,6 +9,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "cli/schema.h"
 #include "cli/tool.h"
 
 namespace tests {
@@ -71,7 +72,9 @@ class ReportedCase : public ::testing::TestWithParam<std::string> {};
 TEST_P(ReportedCase, IsRebuilt) {
     const fs::path path = fs::path(VEMO_CASES_FOLDER) / (GetParam() + ".json");
     const Json report = Json::Parse(TextOf(path));
-    ASSERT_TRUE(report.IsObject());
+    const Json schema = Json::Parse(TextOf(fs::path(VEMO_SCHEMA_FOLDER) / "report-document.schema.json"));
+    ASSERT_TRUE(schema.IsObject());
+    EXPECT_THAT(WrongBy(schema, report), ::testing::IsEmpty());
     const Ran ran =
         Boot(path,
              "vemocachectl doctor --json; vemocachectl report -q --plain --seconds 0.1 /tmp/r >&2; "
@@ -79,6 +82,7 @@ TEST_P(ReportedCase, IsRebuilt) {
     ASSERT_EQ(ran.code, 0) << ran.err;
     const auto end = ran.out.find('\n');
     const Json again = Json::Parse(ran.out.substr(end + 1));
+    EXPECT_THAT(WrongBy(schema, again), ::testing::IsEmpty());
     EXPECT_THAT(FoundIn(Json::Parse(ran.out.substr(0, end))["findings"]),
                 ElementsAreArray(FoundIn(report["findings"])))
         << ran.out.substr(0, end);
