@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
 #include <exception>
 #include <memory>
@@ -15,6 +16,7 @@
 #include "caches/config_damage.h"
 #include "caches/running.h"
 #include "doctor/doctor.h"
+#include "report/patience.h"
 #include "support/device.h"
 #include "support/failure.h"
 
@@ -72,12 +74,12 @@ void AddFolder(Collected& all, const std::string& folder) {
     }
 }
 
-void AddItemsOf(Collected& all, const CacheFacts& cache) {
+void AddItemsOf(Collected& all, const CacheFacts& cache, double patience) {
     const std::string pair = KernelName(cache.ssd, cache.volume);
     if (cache.IsUp()) {
         const std::string name = cache.device.substr(cache.device.rfind('/') + 1);
-        all.items.push_back(RunItem({"dmsetup", "table", name}));
-        all.items.push_back(RunItem({"dmsetup", "status", name}));
+        all.items.push_back(RunItem({"dmsetup", "table", name}, patience));
+        all.items.push_back(RunItem({"dmsetup", "status", name}, patience));
     }
     if (cache.IsUp() && !pair.empty()) {
         AddFolder(all, "/proc/flashcache/" + pair);
@@ -92,7 +94,16 @@ void AddItemsOf(Collected& all, const CacheFacts& cache) {
     }
 }
 
-void AddItems(Collected& all) {
+// What the kernel shows of caches of which nothing else is known.
+void AddUnknownCaches(Collected& all, double patience) {
+    all.items.push_back(RunItem({"dmsetup", "table"}, patience));
+    for (const auto& pair : NamesIn("/proc/flashcache")) {
+        AddFolder(all, "/proc/flashcache/" + pair);
+        AddFolder(all, "/proc/sys/dev/flashcache_" + pair);
+    }
+}
+
+void AddItems(Collected& all, double patience) {
     for (const char* path : kFiles) {
         all.items.push_back(ReadItem(path));
     }
@@ -100,7 +111,10 @@ void AddItems(Collected& all) {
         all.items.push_back(ReadItem(lock.path));
     }
     for (const auto& cache : all.facts.caches) {
-        AddItemsOf(all, cache);
+        AddItemsOf(all, cache, patience);
+    }
+    if (!all.unmade.empty()) {
+        AddUnknownCaches(all, patience);
     }
     for (const auto& mount : Mounts()) {
         if (mount.device.find("/cachedev") != std::string::npos) {
@@ -153,28 +167,43 @@ void AddVersions(Collected& all) {
     }
 }
 
+// A tool that hangs, and the library waits for, must not take the whole report with it.
+Facts FactsInTime(double patience) {
+    const auto facts = std::make_shared<Facts>();
+    if (!DoneInTime(std::chrono::duration<double>(patience), [facts] { *facts = GatherFacts(); })) {
+        throw Failure{fmt::format("no answer within {:g} seconds", patience),
+                      "a tool or a device that is asked hangs", ""};
+    }
+    return std::move(*facts);
+}
+
 }  // namespace
 
-Collected Collect(double seconds, const TellStep& tell) {
+Collected Collect(const CollectOptions& options, const TellStep& tell) {
     constexpr double kBefore = 0.1;  // shares of the time that the steps are taken for
     constexpr double kAfter = 0.95;
     Collected all;
     all.time = std::time(nullptr);
-    all.seconds = seconds;
+    all.seconds = options.seconds;
     tell("findings", 0);
     AddVersions(all);
     Part(all, "findings", [&] {
-        all.facts = GatherFacts();
+        all.facts = FactsInTime(options.patience);
         all.findings = Diagnose(all.facts);
         const auto everything = all.findings;
         all.mutes = ReadMutes(all.time);
         static_cast<void>(ApplyMutes(all.findings, everything, all.time));
     });
     tell("files", kBefore / 2);
-    Part(all, "files", [&] { AddItems(all); });
+    Part(all, "files", [&] { AddItems(all, options.patience); });
+    const bool isKnown = all.unmade.empty();
     Part(all, "statistics", [&] {
-        all.samples = SampleCaches(
-            seconds, [&](double share) { tell("statistics", kBefore + share * (kAfter - kBefore)); });
+        if (!isKnown) {
+            throw Failure{"they were not sampled", "what they are sampled by did not answer before", ""};
+        }
+        all.samples = SampleCaches(options.seconds, options.patience, [&](double share) {
+            tell("statistics", kBefore + share * (kAfter - kBefore));
+        });
     });
     tell("log", kAfter);
     Part(all, "log", [&] { AddLog(all); });

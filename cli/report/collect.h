@@ -36,7 +36,12 @@ struct Collected {
 // How far it has come: what is done now, and the share of all that is over.
 using TellStep = std::function<void(const std::string& step, double share)>;
 
+struct CollectOptions {
+    double seconds = 3;    // of the sampled statistics
+    double patience = 20;  // how long what does not answer is waited for, in seconds
+};
+
 // Reads all of it; nothing that cannot be read keeps the rest from being read.
-Collected Collect(double seconds, const TellStep& tell);
+Collected Collect(const CollectOptions& options, const TellStep& tell);
 
 }  // namespace cli

@@ -22,7 +22,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kPatience{10};
 constexpr std::size_t kMostOutput = 1U << 20U;
 
 double MillisecondsSince(Clock::time_point start) {
@@ -90,10 +89,10 @@ pid_t Start(const std::vector<std::string>& words, int output) {
     return errno == 0 ? child : -1;
 }
 
-void TakeEnd(pid_t child, bool isOver, ReportItem& item) {
+void TakeEnd(pid_t child, bool isOver, double patience, ReportItem& item) {
     if (!isOver) {
         kill(child, SIGKILL);
-        item.error = fmt::format("it did not end within {} seconds", kPatience.count());
+        item.error = fmt::format("it did not end within {:g} seconds", patience);
     }
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
@@ -136,7 +135,7 @@ ReportItem ReadItem(const std::string& path, std::uint64_t mostBytes) {
     return item;
 }
 
-ReportItem RunItem(const std::vector<std::string>& words) {
+ReportItem RunItem(const std::vector<std::string>& words, double patience) {
     ReportItem item;
     item.isCommand = true;
     item.name = fmt::format("{}", fmt::join(words, " "));
@@ -148,7 +147,9 @@ ReportItem RunItem(const std::vector<std::string>& words) {
         item.isThere = errno != ENOENT;
         item.error = std::strerror(errno);
     } else {
-        TakeEnd(child, ReadOutput(pipe.read.Get(), start + kPatience, item.text), item);
+        const auto end =
+            start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(patience));
+        TakeEnd(child, ReadOutput(pipe.read.Get(), end, item.text), patience, item);
     }
     item.milliseconds = MillisecondsSince(start);
     return item;

@@ -26,7 +26,7 @@ struct ReportItem {
 // end.
 ReportItem ReadItem(const std::string& path, std::uint64_t mostBytes = 1U << 20U);
 
-// Runs a program, found by PATH, for ten seconds at the most.
-ReportItem RunItem(const std::vector<std::string>& words);
+// Runs a program, found by PATH, for so many seconds at the most.
+ReportItem RunItem(const std::vector<std::string>& words, double patience);
 
 }  // namespace cli

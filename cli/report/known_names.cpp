@@ -59,6 +59,19 @@ void AddPins(const std::string& text, StandIns& standIns) {
     }
 }
 
+// The SSD and the volume of a path such as "md3+volume_1/flashcache_stats": of a cache that the kernel alone
+// tells.
+void AddPair(const std::string& path, StandIns& standIns) {
+    const std::string pair = path.substr(0, path.find('/'));
+    const auto plus = pair.find('+');
+    if (plus != std::string::npos) {
+        standIns.Add(StandIns::Kind::kSsd, pair.substr(0, plus));
+        standIns.Add(StandIns::Kind::kVolume, pair.substr(plus + 1));
+    }
+}
+
+constexpr std::string_view kPairs = "/proc/flashcache/";
+
 }  // namespace
 
 StandIns StandInsFor(const Collected& all) {
@@ -89,6 +102,8 @@ StandIns StandInsFor(const Collected& all) {
             AddEntries(item.text, standIns);
         } else if (item.name.ends_with("_sn_list.conf")) {
             AddSerials(item.text, standIns);
+        } else if (item.name.starts_with(kPairs)) {
+            AddPair(item.name.substr(kPairs.size()), standIns);
         } else if (item.name.ends_with("_pin_file.conf")) {
             AddPins(item.text, standIns);
         }

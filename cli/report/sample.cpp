@@ -15,19 +15,18 @@ using Seconds = std::chrono::duration<double>;
 
 constexpr double kMostIntervals = 60;
 constexpr double kShortestInterval = 0.25;
-// A reading that takes so much longer than it should hangs.
-constexpr int kPatienceMs = 10000;
 
 }  // namespace
 
-std::vector<ReportSample> SampleCaches(double seconds, const std::function<void(double share)>& tell) {
+std::vector<ReportSample> SampleCaches(double seconds, double patience,
+                                       const std::function<void(double share)>& tell) {
     const double interval = std::max(kShortestInterval, seconds / kMostIntervals);
     std::vector<ReportSample> samples;
     RoundsInBackground rounds(Watch({}), Seconds(interval));
     const auto start = Clock::now();
     for (;;) {
         pollfd news{rounds.Descriptor(), POLLIN, 0};
-        if (poll(&news, 1, static_cast<int>(interval * 1000) + kPatienceMs) <= 0) {
+        if (poll(&news, 1, static_cast<int>((interval + patience) * 1000)) <= 0) {
             return samples;
         }
         const double since = Seconds(Clock::now() - start).count();

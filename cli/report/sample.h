@@ -14,7 +14,9 @@ struct ReportSample {
 };
 
 // Readings over that time, at most 61 of them, and the first and the last at its ends. `tell` hears how much
-// of it is over, between 0 and 1. A reading that hangs ends it early.
-std::vector<ReportSample> SampleCaches(double seconds, const std::function<void(double share)>& tell);
+// of it is over, between 0 and 1. A reading that takes longer than
+// `patience` seconds ends it early.
+std::vector<ReportSample> SampleCaches(double seconds, double patience,
+                                       const std::function<void(double share)>& tell);
 
 }  // namespace cli

@@ -16,6 +16,7 @@ namespace {
 struct ReportOptions {
     std::string file;
     std::string seconds = "3";
+    std::string patience = "20";
     bool plain = false;
     bool force = false;
 };
@@ -65,7 +66,7 @@ void MakeReport(Context& context, const ReportOptions& options) {
     Collected all;
     {
         const StepLine line(context.json);
-        all = Collect(SecondsIn(options.seconds).count(),
+        all = Collect({SecondsIn(options.seconds).count(), SecondsIn(options.patience).count()},
                       [&](const std::string& step, double share) { line.Show(step, share); });
     }
     const std::string archive = ArchiveOf(all, options.plain);
@@ -100,6 +101,11 @@ std::vector<Argument> DeclareReport(ReportOptions& options) {
         {.name = "--seconds",
          .help = "sample the statistics for so many seconds",
          .target = &options.seconds,
+         .showsDefault = true,
+         .check = WhyNoSeconds},
+        {.name = "--patience",
+         .help = "wait so many seconds for tools and devices that do not answer; the report tells of them",
+         .target = &options.patience,
          .showsDefault = true,
          .check = WhyNoSeconds},
         {.name = "--plain",

@@ -129,13 +129,14 @@ TEST(ReportItem, TellsWhatBecameOfTheReading) {
     EXPECT_TRUE(ReadItem(folder / "file", 9).isCut);
     EXPECT_FALSE(ReadItem(folder / "none").isThere);
     EXPECT_EQ(ReadItem(folder / "").error, "it is no regular file");
-    EXPECT_EQ(RunItem({"echo", "a"}).text, "a\n");
-    EXPECT_EQ(RunItem({"echo", "a"}).code, 0);
-    const ReportItem failed = RunItem({"ls", folder / "none"});
+    EXPECT_EQ(RunItem({"echo", "a"}, 60).text, "a\n");
+    EXPECT_EQ(RunItem({"echo", "a"}, 60).code, 0);
+    const ReportItem failed = RunItem({"ls", folder / "none"}, 60);
     EXPECT_EQ(failed.name, "ls " + (folder / "none"));
     EXPECT_EQ(failed.code, 2);
     EXPECT_THAT(failed.text, HasSubstr("No such file"));
-    EXPECT_FALSE(RunItem({folder / "none"}).isThere);
+    EXPECT_FALSE(RunItem({folder / "none"}, 60).isThere);
+    EXPECT_EQ(RunItem({"sleep", "1000"}, 0.1).error, "it did not end within 0.1 seconds");
 }
 
 TEST(Chart, DrawsWhatIsKnown) {

@@ -128,5 +128,21 @@ TEST(SupportReport, TellsWhatCouldNotBeRead) {
     EXPECT_THAT(failed, ::testing::Contains("dmsetup table cachedev_0"));
 }
 
+// A tool that hangs is what a support case may be about.
+TEST(SupportReport, DoesNotWaitForWhatHangs) {
+    CreateTwoCaches();
+    std::ofstream("/usr/vemo/etc/flashcache.conf").flush();
+    Fault("tool.dmsetup", "hang");
+    const Json answer = Answer({"report", "--seconds", "0.1", "--patience", "0.5", kArchive})["report"];
+    EXPECT_EQ(answer["samples"], 0);
+    const std::string folder = Unpack("/root/unpacked");
+    const Json unmade = Json::Parse(Text(folder + "/report.json"))["unmade"];
+    ASSERT_EQ(unmade.size(), 2U);
+    EXPECT_THAT(std::string(unmade[0]), HasSubstr("findings: no answer within 0.5 seconds"));
+    EXPECT_THAT(Text(folder + "/index.html"), HasSubstr("no answer within 0.5 seconds"));
+    EXPECT_THAT(Text(folder + "/files/proc/flashcache/ssd-1+volume-1/flashcache_stats"), HasSubstr("reads="));
+    EXPECT_THAT(RunProgram({"grep", "-rE", "md3|volume_1", folder}).out, IsEmpty());
+}
+
 }  // namespace
 }  // namespace tests
