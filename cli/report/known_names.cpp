@@ -1,6 +1,8 @@
 #include "report/known_names.h"
 
 #include <algorithm>
+#include <array>
+#include <functional>
 #include <sstream>
 
 #include "caches/running.h"
@@ -72,6 +74,49 @@ void AddPair(const std::string& path, StandIns& standIns) {
 
 constexpr std::string_view kPairs = "/proc/flashcache/";
 
+// Calls `take` with what follows each `start` in the text, up to what ends a name there.
+void ForEachAfter(std::string_view text, std::string_view start,
+                  const std::function<void(const std::string& rest)>& take) {
+    for (auto at = text.find(start); at != std::string_view::npos; at = text.find(start, at)) {
+        at += start.size();
+        std::string_view rest = text.substr(at);
+        rest = rest.substr(0, rest.find_first_of(" \t\n\r\"'`()[]<>,;:=|"));
+        while (rest.ends_with('.') || rest.ends_with('/')) {
+            rest.remove_suffix(1);
+        }
+        take(std::string(rest));
+    }
+}
+
+bool IsNumber(std::string_view text) {
+    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+// Devices, volumes and mounts that no cache has any more are told all the same: the log goes back to when one
+// had.
+void AddFormer(const std::string& text, StandIns& standIns) {
+    constexpr std::array<std::string_view, 8> kCommon = {"null", "zero",  "log",    "shm",
+                                                         "pts",  "stdin", "stdout", "mapper/control"};
+    ForEachAfter(text, "/dev/", [&](const std::string& path) {
+        const bool isCommon = std::find(kCommon.begin(), kCommon.end(), path) != kCommon.end();
+        if (!isCommon && !path.starts_with("mapper/cachedev") && path.find("..") == std::string::npos) {
+            standIns.AddDevice(StandIns::Kind::kDisk, path);
+        }
+    });
+    for (const std::string_view start : {kPairs, std::string_view("flashcache_")}) {
+        ForEachAfter(text, start, [&](const std::string& pair) {
+            // "dev.flashcache_md3+volume_1.do_sync"
+            AddPair(start == kPairs ? pair : pair.substr(0, pair.find('.')), standIns);
+        });
+    }
+    ForEachAfter(text, "/volume", [&](const std::string& rest) {
+        const std::string number = rest.substr(0, rest.find('/'));
+        if (IsNumber(number)) {
+            standIns.AddMount("/volume" + number);
+        }
+    });
+}
+
 }  // namespace
 
 StandIns StandInsFor(const Collected& all) {
@@ -107,6 +152,12 @@ StandIns StandInsFor(const Collected& all) {
         } else if (item.name.ends_with("_pin_file.conf")) {
             AddPins(item.text, standIns);
         }
+    }
+    for (const auto& item : all.items) {
+        AddFormer(item.text, standIns);
+    }
+    for (const auto& line : all.log) {
+        AddFormer(line, standIns);
     }
     if (all.host != "localhost" && all.host != "(none)") {
         standIns.Add(kHost, all.host);

@@ -95,6 +95,8 @@ std::string TextOf(StandIns::Kind kind, const std::string& name, std::uint64_t n
             return fmt::format("ssd-{}", number);
         case StandIns::Kind::kVolume:
             return fmt::format("volume-{}", number);
+        case StandIns::Kind::kDisk:
+            return fmt::format("disk-{}", number);
         case StandIns::Kind::kGroup:
             return fmt::format("group-{}", number);
         case StandIns::Kind::kMount:

@@ -12,7 +12,7 @@ namespace cli {
 
 class StandIns {
   public:
-    enum class Kind { kSsd, kVolume, kGroup, kMount, kHost, kCache, kSerial, kId };
+    enum class Kind { kSsd, kVolume, kDisk, kGroup, kMount, kHost, kCache, kSerial, kId };
 
     // A name gets a stand-in; one that has it already, one that is empty, or "/" and "." alone, nothing.
     void Add(Kind kind, const std::string& name);

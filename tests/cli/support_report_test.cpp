@@ -46,6 +46,10 @@ void CreateTwoCaches() {
     Answer({"serials", "set", "c", "SN0815", "SN08150"});
     std::ofstream("/usr/vemo/etc/flashcache_pin_file.conf") << "[/volume9]\n/volume9/payroll.ods\n";
     std::ofstream("/tmp/flashcache.conf", std::ios::app) << "# foreign\n";
+    // Of a cache that is gone.
+    std::ofstream("/var/log/messages", std::ios::app)
+        << "Jan  1 00:00:00 <5> kernel: flashcache: /dev/vg7/payroll-7 is lost: md77p1, /dev/md77p1.\n"
+        << "Jan  1 00:00:00 <5> a[1]: dev.flashcache_md78+payroll-8.do_sync = 1; /volume7/secret (md78)\n";
 }
 
 // The summaries name devices; the codes are the same whatever those are called.
@@ -81,8 +85,11 @@ TEST(SupportReport, HoldsAllAndGivesNoNamesAway) {
     EXPECT_THAT(Text(folder + "/files/proc/sys/dev/flashcache_ssd-2+volume-2/cache_all"), "1\n");
     EXPECT_THAT(Text(folder + "/files/usr/vemo/etc/flashcache_pin_file.conf"),
                 ::testing::StartsWith("[/mount-3]\n/mount-3/file-"));
-    EXPECT_THAT(Text(folder + "/log.txt"), HasSubstr("/dev/ssd-2"));
-    const std::string secrets = "md3|vg1|volume_1|volume9|payroll|SN0815";
+    const std::string log = Text(folder + "/log.txt");
+    EXPECT_THAT(log, HasSubstr("/dev/ssd-2"));
+    EXPECT_THAT(log, HasSubstr("flashcache: /dev/group-2/disk-1 is lost: disk-2, /dev/disk-2."));
+    EXPECT_THAT(log, HasSubstr("dev.flashcache_ssd-3+volume-3.do_sync = 1; /mount-4/file-"));
+    const std::string secrets = "md3|md7|vg1|vg7|volume_1|volume9|volume7|payroll|secret|SN0815";
     EXPECT_THAT(RunProgram({"grep", "-rEo", secrets, folder}).out, IsEmpty());
     EXPECT_THAT(RunProgram({"find", folder, "-regextype", "egrep", "-regex", ".*(md3|vg1|volume_1).*"}).out,
                 IsEmpty());
