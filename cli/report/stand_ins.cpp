@@ -90,29 +90,12 @@ bool IsUuidAt(std::string_view text, std::size_t at) {
 }
 
 std::string TextOf(StandIns::Kind kind, const std::string& name, std::uint64_t number) {
-    switch (kind) {
-        case StandIns::Kind::kSsd:
-            return fmt::format("ssd-{}", number);
-        case StandIns::Kind::kVolume:
-            return fmt::format("volume-{}", number);
-        case StandIns::Kind::kDisk:
-            return fmt::format("disk-{}", number);
-        case StandIns::Kind::kGroup:
-            return fmt::format("group-{}", number);
-        case StandIns::Kind::kMount:
-            return fmt::format("mount-{}", number);
-        case StandIns::Kind::kHost:
-            return fmt::format("host-{}", number);
-        case StandIns::Kind::kCache:
-            return fmt::format("cache-{}", number);
-        case StandIns::Kind::kSerial:
-            return fmt::format("serial-{}", number);
-        case StandIns::Kind::kId:
-            break;
-    }
-    return name.size() == kUuidLength && IsUuidAt(name, 0)
-               ? fmt::format("00000000-0000-0000-0000-{:012}", number)
-               : fmt::format("id-{}", number);
+    // In the order of the kinds.
+    constexpr std::array<std::string_view, 9> kWords = {"ssd",  "volume", "disk",   "group", "mount",
+                                                        "host", "cache",  "serial", "id"};
+    const bool isUuid = kind == StandIns::Kind::kId && name.size() == kUuidLength && IsUuidAt(name, 0);
+    return isUuid ? fmt::format("00000000-0000-0000-0000-{:012}", number)
+                  : fmt::format("{}-{}", kWords.at(static_cast<std::size_t>(kind)), number);
 }
 
 void ForEachPart(std::string_view path, const std::function<void(std::string_view part, bool isLast)>& take) {

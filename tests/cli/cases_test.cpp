@@ -2,15 +2,14 @@
 // the caches are as it tells. To add a case is to add its report.json.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "cli/schema.h"
 #include "cli/tool.h"
+#include "support/private_folder.h"
 
 namespace tests {
 namespace {
@@ -18,13 +17,6 @@ namespace {
 using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 namespace fs = std::filesystem;
-
-std::string TextOf(const fs::path& path) {
-    std::ifstream file(path);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 // Codes and caches, in an order of their own: that of the answer goes by names.
 Words FoundIn(const Json& findings) {
@@ -71,8 +63,8 @@ class ReportedCase : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(ReportedCase, IsRebuilt) {
     const fs::path path = fs::path(VEMO_CASES_FOLDER) / (GetParam() + ".json");
-    const Json report = Json::Parse(TextOf(path));
-    const Json schema = Json::Parse(TextOf(fs::path(VEMO_SCHEMA_FOLDER) / "report-document.schema.json"));
+    const Json report = Json::Parse(ReadText(path));
+    const Json schema = Json::Parse(ReadText(fs::path(VEMO_SCHEMA_FOLDER) / "report-document.schema.json"));
     ASSERT_TRUE(schema.IsObject());
     EXPECT_THAT(WrongBy(schema, report), ::testing::IsEmpty());
     const Ran ran =
@@ -105,19 +97,6 @@ INSTANTIATE_TEST_SUITE_P(Of, ReportedCase, ::testing::ValuesIn(Cases()), [](cons
     return name;
 });
 
-// A folder of our own that goes with us; no appliance may take away what lies there.
-class CaseFolder {
-  public:
-    CaseFolder() { mkdtemp(path_.data()); }
-    ~CaseFolder() { fs::remove_all(path_); }
-    CaseFolder(const CaseFolder&) = delete;
-    CaseFolder& operator=(const CaseFolder&) = delete;
-    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
-  private:
-    std::string path_ = fs::temp_directory_path() / "vemo-cases-XXXXXX";
-};
-
 void Replace(std::string& text, const std::string& from, const std::string& to) {
     const auto at = text.find(from);
     ASSERT_NE(at, std::string::npos) << from;
@@ -144,9 +123,9 @@ TEST(FromReport, RefusesWhatCannotBeRebuilt) {
         {R"("path": "/dev/ssd-1")", R"("path": "/dev/../etc")", "is no device below /dev"},
         {R"("configuration")", R"("other")", "no whole report"},
         {R"({)", R"([)", "no whole report"}};
-    const CaseFolder folder;
+    const PrivateFolder folder;
     for (const auto& [from, to, why] : changes) {
-        std::string text = TextOf(fs::path(VEMO_CASES_FOLDER) / "force-remove-left-set.json");
+        std::string text = ReadText(fs::path(VEMO_CASES_FOLDER) / "force-remove-left-set.json");
         Replace(text, from, to);
         std::ofstream(folder / "case.json") << text;
         const Ran ran = Boot(folder / "case.json", "echo booted");
@@ -160,7 +139,7 @@ TEST(FromReport, RefusesWhatCannotBeRebuilt) {
 }
 
 TEST(FromReport, TakesTheArchive) {
-    const CaseFolder folder;
+    const PrivateFolder folder;
     const Ran made = RunProgram(
         {VEMO_APPLIANCE_PATH, "--state", folder / "state", "sh", "-c",
          "set -e; tool=" VEMOCACHECTL_PATH "; $tool create /dev/md3 /dev/vg1/volume_1 --size 16M; "

@@ -13,6 +13,7 @@
 #include "report/stand_ins.h"
 #include "report/tar.h"
 #include "support/failure.h"
+#include "support/private_folder.h"
 
 namespace cli {
 namespace {
@@ -20,19 +21,6 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 namespace fs = std::filesystem;
-
-// A folder of our own that goes with us.
-class PrivateFolder {
-  public:
-    PrivateFolder() { mkdtemp(path_.data()); }
-    ~PrivateFolder() { fs::remove_all(path_); }
-    PrivateFolder(const PrivateFolder&) = delete;
-    PrivateFolder& operator=(const PrivateFolder&) = delete;
-    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
-  private:
-    std::string path_ = fs::temp_directory_path() / "vemo-report-XXXXXX";
-};
 
 StandIns SomeStandIns() {
     using enum StandIns::Kind;

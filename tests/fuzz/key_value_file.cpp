@@ -1,7 +1,7 @@
 // Files of keys and values: what is written reads back, and no other key changes.
 #include "fuzz/target.h"
-#include "platform/private_folder.h"
 #include "platform/vemocore.h"
+#include "support/private_folder.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 #include <memory>
 
 #include "fuzz/target.h"
-#include "platform/private_folder.h"
 #include "platform/vemocore.h"
+#include "support/private_folder.h"
 
 namespace {
 

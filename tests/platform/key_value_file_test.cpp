@@ -3,7 +3,7 @@
 #include <string>
 
 #include "hash_owner.h"
-#include "private_folder.h"
+#include "support/private_folder.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "platform/vemocore.h"
-#include "private_folder.h"
+#include "support/private_folder.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include "fault_injection.h"
 #include "hash_owner.h"
-#include "private_folder.h"
+#include "support/private_folder.h"
 
 namespace {
 

@@ -17,7 +17,7 @@
 #include "hash_owner.h"
 #include "platform/vemosdk.h"
 #include "platform/vemosysnotify.h"
-#include "private_folder.h"
+#include "support/private_folder.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/private_folder.h"
 #include "sizing/failure.h"
 #include "sizing/trace/trace.h"
+#include "support/private_folder.h"
 
 namespace sizing {
 
