@@ -1,12 +1,15 @@
 // vemocachectl's looks at all caches, against starting the programs and reading the files that they need.
 
 #include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <filesystem>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "appliance.h"
 #include "base/unique_fd.h"
@@ -17,6 +20,7 @@ namespace bench {
 namespace {
 
 constexpr int kFewCaches = 8;
+constexpr const char* kTableProgram = "/sbin/dmsetup";
 constexpr const char* kConfig = "/usr/vemo/etc/flashcache.conf";
 
 // What a verb needs beside its own start, as strace tells it.
@@ -47,17 +51,29 @@ constexpr std::array kKnobs = {"cache_all",         "do_sync",           "stop_s
                                "max_clean_ios_set", "fallow_delay",      "fast_remove", "dirty_thresh_pct",
                                "reclaim_policy",    "skip_seq_thresh_kb"};
 
-std::string ToolPath() {
-    return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "vemocachectl";
+// Its output goes nowhere. Nothing is wrong with the caches here, so that every verb ends with 0.
+void Start(const std::string& program, const std::vector<std::string>& words) {
+    std::vector<const char*> arguments = {program.c_str()};
+    for (const auto& word : words) {
+        arguments.push_back(word.c_str());
+    }
+    arguments.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    pid_t child = -1;
+    const int error = posix_spawn(&child, program.c_str(), &actions, nullptr,
+                                  const_cast<char* const*>(arguments.data()), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    int status = -1;
+    Require(error == 0 && waitpid(child, &status, 0) == child && status == 0,
+            fmt::format("{} {} failed", program, fmt::join(words, " ")));
 }
 
-// Its output goes nowhere; the exit code of doctor is what it found.
-void RunTool(const char* verb) {
-    RunProgram("/bin/sh", {"-c", "\"$0\" $1 >/dev/null 2>&1 || [ $? -le 2 ]", ToolPath().c_str(), verb});
-}
-
-void RunTable(const std::string& device) {
-    RunProgram("/bin/sh", {"-c", "/sbin/dmsetup table $0 >/dev/null", device.c_str()});
+void RunTool(const std::vector<std::string>& words) {
+    static const std::string tool =
+        std::filesystem::read_symlink("/proc/self/exe").parent_path() / "vemocachectl";
+    Start(tool, words);
 }
 
 void Read(const std::string& path) {
@@ -84,13 +100,13 @@ void ReadFilesOf(int cache, const Needs& needs) {
 }
 
 void DoBareWork(const Needs& needs) {
-    RunTool("--version");
+    RunTool({"--version"});
     for (int start = 0; start < needs.tableStart; ++start) {
-        RunTable("");
+        Start(kTableProgram, {"table"});
     }
     for (int cache = 0; cache < kFewCaches; ++cache) {
         for (int start = 0; start < needs.tableStarts; ++start) {
-            RunTable(CacheDevPath(cache));
+            Start(kTableProgram, {"table", CacheDevPath(cache)});
         }
         ReadFilesOf(cache, needs);
     }
@@ -104,15 +120,14 @@ void HaveConfigured(int count) {
     static int configured = 0;
     HaveCaches(count);
     for (; configured < count; ++configured) {
-        RunProgram("/bin/sh", {"-c", "\"$0\" config adopt $1 >/dev/null", ToolPath().c_str(),
-                               CacheDevPath(configured).c_str()});
+        RunTool({"config", "adopt", CacheDevPath(configured)});
     }
 }
 
 Run Tool(const char* verb) {
     return [verb] {
         HaveConfigured(kFewCaches);
-        return CostOf([verb] { RunTool(verb); });
+        return CostOf([verb] { RunTool({verb}); });
     };
 }
 
@@ -125,7 +140,7 @@ Run Bare(const Needs& needs) {
 
 Cost MetricsPerCache(int count) {
     HaveConfigured(count);
-    Cost cost = CostOf([] { RunTool("metrics"); });
+    Cost cost = CostOf([] { RunTool({"metrics"}); });
     cost.wall /= count;
     cost.cpu /= count;
     return cost;
