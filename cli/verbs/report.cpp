@@ -71,6 +71,9 @@ void MakeReport(Context& context, const ReportOptions& options) {
     }
     const std::string archive = ArchiveOf(all, options.plain);
     file.Write(archive);
+    for (const auto& part : all.unmade) {
+        Note(fmt::format("the report lacks a part: {}", part));
+    }
     const Totals totals = TotalsOf(all.findings);
     const Record record{{{"file", "File", options.file},
                          {"bytes", "Size", std::uint64_t{archive.size()}, Format::kBytes},

@@ -142,6 +142,8 @@ TEST(SupportReport, DoesNotWaitForWhatHangs) {
     Fault("tool.dmsetup", "hang");
     const Json answer = Answer({"report", "--seconds", "0.1", "--patience", "0.5", kArchive})["report"];
     EXPECT_EQ(answer["samples"], 0);
+    EXPECT_THAT(Tool({"report", "--seconds", "0.1", "--patience", "0.5", "--force", kArchive}).err,
+                HasSubstr("the report lacks a part: findings: no answer within 0.5 seconds"));
     const std::string folder = Unpack("/root/unpacked");
     const Json unmade = Json::Parse(Text(folder + "/report.json"))["unmade"];
     ASSERT_EQ(unmade.size(), 2U);
