@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
-# build_cost.sh FOLDER: builds the tree, tests included, anew in FOLDER, and tells what CPU time compiling took.
+# build_cost.sh FOLDER CC CXX: builds the tree, tests included, anew in FOLDER, and tells what CPU time compiling took.
 # A unit is what a file costs at -O2 -g that only includes <CLI/CLI.hpp>: it carries from machine to machine.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 # Nothing of the caller's may keep compilations, or start them in another way.
 unset CMAKE_C_COMPILER_LAUNCHER CMAKE_CXX_COMPILER_LAUNCHER CFLAGS CXXFLAGS
-export CCACHE_DISABLE=1 # g++ may itself be a link to ccache
+export CCACHE_DISABLE=1 # the compiler may itself be a link to ccache
 
-folder=$(realpath -m "$1")
+folder=$(realpath -m "$1") cc=$2 cxx=$3
 launcher=$PWD/bench/compile_time.sh
 export VEMO_COMPILE_TIMES=$folder/compile_times
 
@@ -17,7 +17,7 @@ CompileUnits() {
     local copy
     printf '#include <CLI/CLI.hpp>\n' >"$folder/unit.cpp"
     for copy in $(seq "$(nproc)"); do
-        "$launcher" g++ -std=c++20 -O2 -g -o "$folder/unit$copy.o" -c "$folder/unit.cpp" &
+        "$launcher" "$cxx" -std=c++20 -O2 -g -o "$folder/unit$copy.o" -c "$folder/unit.cpp" &
     done
     wait
 }
@@ -64,7 +64,7 @@ Tables() {
 
 rm -rf "$folder"
 mkdir -p "$folder"
-cmake -S . -B "$folder" -G Ninja -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ \
+cmake -S . -B "$folder" -G Ninja -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" \
     -DCMAKE_C_COMPILER_LAUNCHER="$launcher" -DCMAKE_CXX_COMPILER_LAUNCHER="$launcher" >/dev/null
 : >"$VEMO_COMPILE_TIMES" # what CMake tried out does not count
 CompileUnits
