@@ -103,8 +103,8 @@ std::string FooterOf(const Verb& verb) {
            "General options and exit codes: vemocachectl --help";
 }
 
-// `words` are those of the command line: a verb that is not among them needs no more than its place in a list, and the
-// arguments of all others would cost a tenth of the page faults of a start.
+// `words` are those of the command line: a verb that is not among them needs no more than its place in a
+// list, and the arguments of all others would cost a tenth of the page faults of a start.
 void AddVerb(CLI::App& parent, const Verb& verb, const std::set<std::string_view>& words, Request& request,
              Context& context) {
     CLI::App* app = parent.add_subcommand(verb.name, verb.help);
