@@ -7,7 +7,11 @@
 #include <csignal>
 #include <cstdlib>
 #include <exception>
+#include <string>
+#include <string_view>
+#include <vector>
 
+#include "completion/complete.h"
 #include "output/answer.h"
 #include "output/terminal.h"
 #include "parser/parser.h"
@@ -60,6 +64,19 @@ int Run(const cli::Request& request, cli::Context& context) {
     }
 }
 
+// For the shells' scripts, with the tool's own care for whom it runs.
+int Complete(int argc, char** argv) {
+    try {
+        RefuseLentRights();
+    } catch (const cli::Failure& failure) {
+        return Refuse(failure, {});
+    }
+    CleanEnvironment();
+    const std::vector<std::string> words(argv + 2, argv + argc);
+    cli::PrintText(cli::TextOf(cli::OffersFor(words, cli::AllVerbs(), cli::NamesHere)));
+    return 0;
+}
+
 // A file opened later must not become a standard one: output would land in a lock file or on a device.
 void OccupyStandardDescriptors() {
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -93,6 +110,10 @@ int main(int argc, char** argv) {
     // A reader that has gone must not end a verb half-way; writing to it fails instead.
     std::signal(SIGPIPE, SIG_IGN);
     cli::Context context;
+    if (argc > 1 && std::string_view(argv[1]) == "--complete") {
+        cli::OpenSystemLog(false);
+        return End(Complete(argc, argv), context);
+    }
     const cli::Request request = cli::Parse(argc, argv, cli::AllVerbs(), context);
     context.form.columns = cli::TerminalWidth(STDOUT_FILENO);
     cli::SetForm(context.form);

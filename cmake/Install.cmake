@@ -23,3 +23,9 @@ configure_package_config_file(cmake/vemoflashcacheConfig.cmake.in vemoflashcache
 write_basic_package_version_file(vemoflashcacheConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/vemoflashcacheConfig.cmake ${CMAKE_BINARY_DIR}/vemoflashcacheConfigVersion.cmake
   DESTINATION ${packageDir})
+
+# The shells' completion, where they look for it.
+install(FILES contrib/completion/vemocachectl.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+  RENAME vemocachectl)
+install(FILES contrib/completion/_vemocachectl DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+install(FILES contrib/completion/vemocachectl.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)

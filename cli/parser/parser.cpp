@@ -9,7 +9,6 @@
 #include <string_view>
 
 #include "base/nearest.h"
-#include "output/filter.h"
 
 // The one file that knows the parser library: it costs more to compile than all verbs together.
 namespace cli {
@@ -64,6 +63,14 @@ void Restrict(CLI::Option& option, const Argument& argument) {
     option.required(argument.required);
     if (argument.showsDefault) {
         option.capture_default_str();
+    }
+    if (!argument.valueName.empty()) {
+        option.type_name(argument.valueName);
+    }
+    // An option that may be repeated takes one value each time.
+    if (argument.name.starts_with('-') &&
+        std::holds_alternative<std::vector<std::string>*>(argument.target)) {
+        option.allow_extra_args(false);
     }
     if (!argument.choices.empty()) {
         option.check(CLI::IsMember(argument.choices));
@@ -197,31 +204,10 @@ Request ParseHelp(const CLI::App& help, char* tool, const std::vector<Verb>& ver
     return Parse(static_cast<int>(arguments.size()), arguments.data(), verbs, context);
 }
 
-std::string CheckKeys(const std::string& keys) {
-    return keys.empty() || keys == "-" ? "a field is named by its key in JSON" : "";
-}
-
 void DeclareGeneralOptions(CLI::App& app, Context& context) {
-    Form& form = context.form;
-    app.add_flag("--json", context.json, "answer with JSON");
-    app.add_option("-o,--output", form.fields, "the fields to show, by their keys in JSON, in this order")
-        ->type_name("FIELD,...")
-        ->check(CLI::Validator(CheckKeys, ""));
-    app.add_option("--sort", form.sort, "the field to sort by; with a \"-\" before it from high to low")
-        ->type_name("FIELD")
-        ->check(CLI::Validator(CheckKeys, ""));
-    app.add_option(
-           "--filter", form.filters,
-           "only records whose field is so: state=running; also != and, of numbers, < > <= >=; may be "
-           "repeated")
-        ->type_name("FIELD=VALUE")
-        ->allow_extra_args(false)
-        ->check(CLI::Validator(WhyNoFilter, ""));
-    app.add_flag("--bytes", form.bytes, "show sizes as exact numbers of bytes");
-    app.add_flag("--no-headings", form.noHeadings, "show values alone, without headings and labels");
-    app.add_flag("--wide", form.wide, "show all columns, however narrow the terminal");
-    app.add_flag("-q,--quiet", form.quiet, "no remarks, progress and headlines unless something is wrong");
-    app.add_flag("-v,--verbose", context.verbose, "show the library's log on standard error");
+    for (const auto& argument : GeneralArguments(context)) {
+        Restrict(*Declare(app, argument), argument);
+    }
     app.set_version_flag("--version", "vemocachectl " VEMO_VERSION);
 }
 

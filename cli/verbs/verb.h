@@ -27,7 +27,7 @@ struct Context {
 };
 
 // What a shell may offer for an argument.
-enum class Completion { kNone, kCache, kEntry, kDevice, kFile, kFolder };
+enum class Completion { kNone, kCache, kEntry, kCheck, kMute, kDevice, kFile, kFolder };
 
 // Where an argument's value goes; a size in bytes is typed as 512M or 120G.
 struct ByteSize {
@@ -56,6 +56,7 @@ struct Argument {
     std::vector<std::string> needs = {};                             // other arguments, by name
     std::vector<std::string> excludes = {};
     Completion completion = Completion::kNone;
+    std::string valueName = {};  // what the help calls the value of an option; empty: after its type
 };
 
 struct Verb {
@@ -109,6 +110,9 @@ inline Argument CacheArgument(std::string& cache) {
             .required = true,
             .completion = Completion::kCache};
 }
+
+// Options that all verbs take, which go into the context.
+std::vector<Argument> GeneralArguments(Context& context);
 
 // A verb without arguments.
 inline std::vector<Argument> NoArguments() {
