@@ -15,7 +15,9 @@
 #include "output/answer.h"
 #include "output/terminal.h"
 #include "parser/parser.h"
+#include "support/dry_run.h"
 #include "support/library_log.h"
+#include "support/plan_answer.h"
 #include "verbs/verbs.h"
 
 namespace {
@@ -48,6 +50,20 @@ void CleanEnvironment() {
     setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1);
 }
 
+void Act(const cli::Request& request, cli::Context& context) {
+    if (!context.dryRun) {
+        request.action(context);
+        return;
+    }
+    cli::BeginDryRun();
+    cli::HoldAnswers(true);
+    request.action(context);
+    cli::HoldAnswers(false);
+    context.form.isTooLate = false;
+    cli::SetForm(context.form);
+    cli::Print(cli::PlanAnswer(context.form), context.json);
+}
+
 int Run(const cli::Request& request, cli::Context& context) {
     try {
         RefuseLentRights();
@@ -55,7 +71,7 @@ int Run(const cli::Request& request, cli::Context& context) {
         if (geteuid() != 0) {
             throw cli::Failure{"vemocachectl must be run by root", "devices and knobs are root's", ""};
         }
-        request.action(context);
+        Act(request, context);
         return context.exitCode.value_or(context.failed ? kExitFailed : context.saidNo ? kExitNo : 0);
     } catch (const cli::Failure& failure) {
         return Refuse(failure, context);

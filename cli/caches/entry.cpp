@@ -9,7 +9,9 @@
 #include <new>
 #include <string_view>
 
+#include "caches/programs.h"
 #include "support/device.h"
+#include "support/dry_run.h"
 #include "support/failure.h"
 
 namespace cli {
@@ -45,7 +47,9 @@ bool IsWritten(const FLASHCACHE_CONFIG& record) {
 }
 
 void Write(const FLASHCACHE_CONFIG& record) {
-    const Outcome outcome = Attempt([&] { return VEMOFlashCacheConfigSet(&record); });
+    const Outcome outcome = Change(
+        Attempt, [&] { return Step{"VEMOFlashCacheConfigSet", {record.SectionName}, RefreshingCopy()}; },
+        [&] { return VEMOFlashCacheConfigSet(&record); });
     if (outcome.result != 0) {
         const char* what = IsWritten(record)
                                ? "the configuration entry {} is written, but its copy in /tmp is not"
@@ -139,7 +143,9 @@ void MarkLoaded(const std::string& section, bool loaded) {
 
 void RemoveEntry(const std::string& section) {
     const FLASHCACHE_CONFIG_SEARCH search = BySection(section);
-    const Outcome outcome = Attempt([&] { return VEMOFlashCacheConfigDelete(&search); });
+    const Outcome outcome = Change(
+        Attempt, [&] { return Step{"VEMOFlashCacheConfigDelete", {section}, RefreshingCopy()}; },
+        [&] { return VEMOFlashCacheConfigDelete(&search); });
     if (outcome.result != 0) {
         const char* what = Read(section)
                                ? "the configuration entry {} could not be removed"
@@ -160,7 +166,8 @@ bool TakeBackEntry(const std::string& section) {
 void RefreshCopy() {
     // All processes make the copy in one and the same file: the lock under which the library writes entries
     // keeps them apart.
-    const Outcome outcome = Attempt([] {
+    const auto step = [] { return Step{"VEMOFlashCacheConfigTmpUpdate", {}, RefreshingCopy()}; };
+    const Outcome outcome = Change(Attempt, step, [] {
         int lock = -1;
         if (VEMOFlashCacheLock(kConfigLock, 1, &lock) != 1) {
             return -1;

@@ -5,6 +5,7 @@
 #include "caches/entry.h"
 #include "caches/flush_lock.h"
 #include "caches/metadata.h"
+#include "caches/programs.h"
 #include "caches/ssd_content.h"
 #include "caches/tuning.h"
 #include "caches/unload_record.h"
@@ -113,8 +114,9 @@ bool LoadCache(const Cache& cache, const Consent& consent) {
     ForgetUnload(cache);
     const std::string ssd = cache.Ssd();
     const std::string volume = cache.Volume();
-    const Outcome outcome =
-        Uninterrupted([&] { return VEMOFlashCacheLoad(ssd.c_str(), volume.c_str(), nullptr, 0); });
+    const Outcome outcome = Change(
+        Uninterrupted, [&] { return LoadStep(ssd, volume, cache.entry->Policy); },
+        [&] { return VEMOFlashCacheLoad(ssd.c_str(), volume.c_str(), nullptr, 0); });
     if (outcome.result != 0) {
         throw WhyNotLoaded(cache, outcome);
     }

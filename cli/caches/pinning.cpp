@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <optional>
 
+#include "caches/programs.h"
+#include "support/dry_run.h"
 #include "support/failure.h"
 #include "vemoflashcache.h"
 
@@ -85,7 +87,10 @@ Pinning ChangePin(const std::string& file, const std::string& mount, bool pin) {
         return {path, pin ? Pinning::Result::kAlreadyPinned : Pinning::Result::kNotPinned, ""};
     }
     const auto change = pin ? VEMOFlashCachePinAddFiles : VEMOFlashCachePinRemoveFiles;
-    const Outcome outcome = Attempt([&] { return change(path.c_str(), mount.c_str()); });
+    const char* call = pin ? "VEMOFlashCachePinAddFiles" : "VEMOFlashCachePinRemoveFiles";
+    const Outcome outcome = Change(
+        Attempt, [&] { return Step{call, {path, mount}, ChangingPin(pin, path, mount)}; },
+        [&] { return change(path.c_str(), mount.c_str()); });
     if (outcome.result != 0) {
         return {path, Pinning::Result::kFailed, outcome.reason};
     }

@@ -3,8 +3,10 @@
 #include <fmt/format.h>
 
 #include "caches/describe_entry.h"
+#include "caches/programs.h"
 #include "caches/running.h"
 #include "support/background_call.h"
+#include "support/dry_run.h"
 
 namespace cli {
 namespace {
@@ -90,8 +92,11 @@ std::vector<std::string> TuningDifferences(const Cache& cache) {
 void ApplyTuning(const Cache& cache) {
     const std::string ssd = cache.Ssd();
     const std::string volume = cache.Volume();
-    const Outcome outcome = Uninterrupted(
-        [&] { return VEMOFlashCacheSysctlSet(&cache.entry->Policy, ssd.c_str(), volume.c_str()); });
+    const FLASHCACHE_POLICY& policy = cache.entry->Policy;
+    const Outcome outcome = Change(
+        Uninterrupted,
+        [&] { return Step{"VEMOFlashCacheSysctlSet", {ssd, volume}, WritingTuning(policy, ssd, volume)}; },
+        [&] { return VEMOFlashCacheSysctlSet(&policy, ssd.c_str(), volume.c_str()); });
     if (outcome.result != 0) {
         throw LibraryFailure(
             fmt::format("the cache {} is up as {}, but not with its tuning", cache.Name(), cache.device),

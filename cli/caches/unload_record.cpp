@@ -6,12 +6,14 @@
 
 #include <cstdio>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <optional>
 
 #include "base/unique_fd.h"
 #include "output/answer.h"
 #include "support/device.h"
+#include "support/dry_run.h"
 #include "support/kept_file.h"
 #include "support/samples.h"
 
@@ -64,6 +66,10 @@ Kept ReadRecord(const std::string& path) {
 }  // namespace
 
 void RecordUnload(const Cache& cache) {
+    if (IsDryRun()) {
+        NoteStep({"write", {RecordPathOf(cache)}, {}});
+        return;
+    }
     const auto ssd = Fingerprint(cache.Ssd());
     const auto volume = Fingerprint(cache.Volume());
     const std::string now = fmt::format("{:%F %T}", fmt::localtime(std::time(nullptr)));
@@ -79,6 +85,12 @@ void RecordUnload(const Cache& cache) {
 }
 
 void ForgetUnload(const Cache& cache) {
+    if (IsDryRun()) {
+        if (std::filesystem::exists(RecordPathOf(cache))) {
+            NoteStep({"remove", {RecordPathOf(cache)}, {}});
+        }
+        return;
+    }
     std::remove(RecordPathOf(cache).c_str());
 }
 

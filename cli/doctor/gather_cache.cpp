@@ -6,6 +6,7 @@
 
 #include "base/unique_fd.h"
 #include "caches/flush_lock.h"
+#include "caches/ssd_support.h"
 #include "doctor/gather_parts.h"
 #include "output/record.h"
 
@@ -37,10 +38,9 @@ bool CanBeRead(const std::string& path) {
     return device && pread(device.Get(), start.data(), start.size(), 0) > 0;
 }
 
-void AddUnsupported(SsdFacts& facts, const std::string& cache, const Gathering& gathering) {
-    for (const auto& disk : facts.disks) {
-        const FLASHCACHE_SSD_INFO ssd{disk.model.c_str(), disk.bytes};
-        const auto supported = YesOrNo(Attempt([&] { return VEMOFlashCacheCheckSSDSupport(&ssd); }));
+void AddDisks(SsdFacts& facts, const std::string& ssd, const std::string& cache, const Gathering& gathering) {
+    for (const auto& [disk, supported] : SupportOfDisks(ssd)) {
+        facts.disks.push_back(disk);
         if (supported == false) {
             facts.unsupported.push_back(fmt::format("{} of {}", disk.model, HumanSize(disk.bytes)));
         } else if (!supported) {
@@ -87,8 +87,7 @@ SsdFacts GatherSsd(const Cache& cache, const Gathering& gathering) {
         LookAtSilent(facts, ssd, cache.Name(), gathering);
     }
     facts.isOfOtherVolume = facts.content && !SameDevice(facts.content->volume, cache.Volume());
-    facts.disks = DisksBeneath(ssd);
-    AddUnsupported(facts, cache.Name(), gathering);
+    AddDisks(facts, ssd, cache.Name(), gathering);
     return facts;
 }
 

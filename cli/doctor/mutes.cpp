@@ -11,6 +11,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "support/dry_run.h"
 #include "support/failure.h"
 #include "support/kept_file.h"
 #include "support/lock_file.h"
@@ -50,6 +51,10 @@ std::optional<Mute> MuteIn(const std::string& line) {
 }
 
 void WriteMutes(const std::vector<Mute>& mutes) {
+    if (IsDryRun()) {
+        NoteStep({"write", {kMutesPath}, {}});
+        return;
+    }
     std::string text;
     for (const auto& mute : mutes) {
         text += fmt::format("{}\t{}\t{}\t{}\t{}\n", mute.code, mute.until, SeverityText(mute.severity),

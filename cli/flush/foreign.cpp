@@ -5,8 +5,10 @@
 #include <thread>
 
 #include "caches/flush_lock.h"
+#include "caches/programs.h"
 #include "flush/display.h"
 #include "flush/record.h"
+#include "support/dry_run.h"
 
 namespace cli {
 namespace {
@@ -67,7 +69,10 @@ Cancelled CancelFlush(const Cache& cache) {
                       "in its mode it has no dirty blocks, and is never flushed", "", std::nullopt,
                       FailureKind::kNotFound};
     }
-    const Outcome outcome = Attempt([&] { return VEMOFlashCacheFlushCancel(cache.device.c_str()); });
+    const bool isRunning = IsDryRun() && IsFlushRecorded(cache, FLASHCACHE_FLUSH_STATE_FLUSHING);
+    const Outcome outcome = Change(
+        Attempt, [&] { return Step{"VEMOFlashCacheFlushCancel", {cache.device}, RefreshingCopy()}; },
+        [&] { return VEMOFlashCacheFlushCancel(cache.device.c_str()); }, isRunning ? 1 : -1);
     if (outcome.result == 0) {
         throw Failure{fmt::format("the flush of {} was done already", cache.Name()), "",
                       fmt::format("vemocachectl state set {} normal", cache.Name()), std::nullopt,
@@ -79,7 +84,7 @@ Cancelled CancelFlush(const Cache& cache) {
                       fmt::format("vemocachectl flush --status {}", cache.Name()), outcome.slot,
                       FailureKind::kNotFound};
     }
-    return AwaitCancelled(cache);
+    return IsDryRun() ? Cancelled::kRunning : AwaitCancelled(cache);
 }
 
 }  // namespace cli

@@ -4,6 +4,8 @@
 
 #include "caches/entry.h"
 #include "caches/flush_lock.h"
+#include "caches/programs.h"
+#include "support/dry_run.h"
 
 namespace cli {
 
@@ -27,7 +29,8 @@ void EnsureState(const Cache& cache, FLASHCACHE_HANDLE_STATE former) {
     if (former == FLASHCACHE_HANDLE_STATE_UNKNOWN || HandleStateOf(cache) == former) {
         return;
     }
-    const Outcome outcome = Attempt(
+    const Outcome outcome = Change(
+        Attempt, [&] { return StateStep(cache.Ssd(), cache.Volume(), former); },
         [&] { return VEMOFlashCacheHandleStateSet(cache.Ssd().c_str(), cache.Volume().c_str(), former); });
     if (outcome.result != 0) {
         throw LibraryFailure(fmt::format("the flush of {} is over, but its state {} could not be restored",

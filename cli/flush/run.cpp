@@ -5,11 +5,14 @@
 #include "caches/entry.h"
 #include "caches/flush_lock.h"
 #include "caches/kernel_state.h"
+#include "caches/programs.h"
+#include "flush/pace.h"
 #include "flush/progress.h"
 #include "flush/record.h"
 #include "flush/watch.h"
 #include "output/answer.h"
 #include "support/background_call.h"
+#include "support/dry_run.h"
 
 namespace cli {
 namespace {
@@ -91,6 +94,36 @@ void RequireStopped(const Cache& cache, const Outcome& outcome, FLASHCACHE_HANDL
     }
 }
 
+// What a dry run tells of the flush itself.
+void NoteFlush(const Cache& cache, const FlushPlan& plan, FLASHCACHE_HANDLE_STATE former) {
+    const std::string ssd = cache.Ssd();
+    const std::string volume = cache.Volume();
+    NoteStep({"VEMOFlashCacheFlush", {cache.device}, Flushing(ssd, volume)});
+    const auto dirty = DirtyBlocks(ssd, volume);
+    NoteOutlook({"dirty_blocks", "Blocks to write back", dirty ? Value(*dirty) : Value()});
+    NoteOutlook({"dirty_bytes", "Bytes to write back", BytesOf(dirty, cache.BlockSize()), Format::kBytes});
+    const auto seconds = ExpectedSeconds(cache, dirty);
+    NoteOutlook({"expected_seconds", "Time, as in the last flush", seconds ? Value(*seconds) : Value(),
+                 Format::kSeconds});
+    if (!plan.keepsState) {
+        NoteStep(StateStep(ssd, volume, former));
+        MarkLoaded(cache.Name(), true);
+    }
+}
+
+// How much there is to do, and how long that took per block the last time.
+void TellAhead(const Cache& cache) {
+    const auto dirty = DirtyBlocks(cache.Ssd(), cache.Volume());
+    if (!dirty || *dirty == 0) {
+        return;
+    }
+    const auto seconds = ExpectedSeconds(cache, dirty);
+    Note(fmt::format("{} has {} dirty blocks ({}) to write back; {}", cache.Name(), *dirty,
+                     HumanSize(*dirty * cache.BlockSize()),
+                     seconds ? fmt::format("some {} seconds, as fast as the last time", *seconds)
+                             : "how long that takes will show, no earlier flush was measured"));
+}
+
 }  // namespace
 
 Flushed RunFlush(const Cache& cache, bool json, const FlushPlan& plan) {
@@ -102,12 +135,23 @@ Flushed RunFlush(const Cache& cache, bool json, const FlushPlan& plan) {
     LeaveEarlierFlush(cache);
     const FLASHCACHE_HANDLE_STATE former = HandleStateOf(cache);
     LossWatch losses(cache);
+    if (IsDryRun()) {
+        if (losses.GivesUp()) {
+            NoteLoss("give up the blocks that the volume refuses, as the attribute is force-remove");
+        }
+        NoteFlush(cache, plan, former);
+        return {};
+    }
     if (losses.GivesUp()) {
         Note(fmt::format("the attribute of {} is force-remove: blocks that the volume refuses are LOST",
                          cache.Name()));
     }
+    if (!json) {
+        TellAhead(cache);
+    }
     FlushWatch watch(cache, plan, json);
     const Outcome outcome = FlushAndWatch(cache, losses, watch);
+    watch.Pace().Keep(cache);
     const Lost lost = losses.Read();
     try {
         if (outcome.result != 1) {

@@ -69,6 +69,7 @@ FlushWatch::FlushWatch(const Cache& cache, const FlushPlan& plan, bool json)
 void FlushWatch::Follow(BackgroundCall& flush, LossWatch& losses) {
     for (;;) {
         const Progress progress = meter_.Read();
+        pace_.See(progress);
         losses.See(progress.writeErrors);
         Show(progress);
         if (const auto end = EndByPlan(plan_, progress); end && !end_) {

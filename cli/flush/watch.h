@@ -8,6 +8,7 @@
 #include "caches/inventory.h"
 #include "flush/display.h"
 #include "flush/loss.h"
+#include "flush/pace.h"
 #include "flush/plan.h"
 #include "flush/progress.h"
 #include "support/background_call.h"
@@ -25,6 +26,9 @@ class FlushWatch {
     [[nodiscard]] FlushEnd End() const { return end_.value_or(FlushEnd::kCancelled); }
     [[nodiscard]] const std::string& Why() const { return why_; }
 
+    // How fast it went.
+    [[nodiscard]] const PaceMeter& Pace() const { return pace_; }
+
   private:
     void Want(FlushEnd end, const Progress& progress);
     void Show(const Progress& progress);
@@ -33,6 +37,7 @@ class FlushWatch {
     const Cache& cache_;
     const FlushPlan& plan_;
     ProgressMeter meter_;
+    PaceMeter pace_;
     ProgressDisplay display_;
     std::chrono::steady_clock::time_point nextShow_;
     std::optional<FlushEnd> end_;  // wanted

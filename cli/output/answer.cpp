@@ -19,6 +19,7 @@ constexpr const char* kMayBeDone = "; what was asked for may be done";
 constexpr const char* kLook = "vemocachectl status";
 
 Form form;
+bool isHeld = false;
 std::optional<Failure> lost;  // the first that was wrong with standard output
 
 // A verb goes on when its answer cannot be written: what it does must not end half-way.
@@ -82,7 +83,14 @@ Answer One(std::string key, Record record, std::string headline) {
     return {std::move(key), Layout::kRecord, {std::move(record)}, std::move(headline), ""};
 }
 
+void HoldAnswers(bool held) {
+    isHeld = held;
+}
+
 void Print(const Answer& answer, bool json) {
+    if (isHeld) {
+        return;
+    }
     const Answer shaped = InForm(answer);
     if (!json && !shaped.remark.empty()) {
         Note(shaped.remark);

@@ -42,6 +42,9 @@ void Print(const Answer& answer, bool json);
 // What Print shows as text, for a terminal of so many columns; without the remark.
 std::string TextInForm(const Answer& answer, std::size_t columns);
 
+// While they are held, answers are not printed: in a dry run they would tell what has not been done.
+void HoldAnswers(bool held);
+
 // The records as lines of CSV, below the line of their keys if wanted; a remark as Print has it.
 void PrintCsv(const Answer& answer, bool withHeading);
 

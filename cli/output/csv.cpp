@@ -31,6 +31,8 @@ std::string ToCsv(const Value& value) {
                 return Quoted(Printable(known));  // one line a record, whatever a name holds
             } else if constexpr (std::is_same_v<Kind, Texts>) {
                 return Quoted(Printable(fmt::format("{}", fmt::join(known, ", "))));
+            } else if constexpr (std::is_same_v<Kind, TextLists>) {
+                return Quoted(ToText({"", "", known}));
             } else {
                 return fmt::format("{}", known);
             }

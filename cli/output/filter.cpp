@@ -1,6 +1,7 @@
 #include "output/filter.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <charconv>
@@ -142,6 +143,12 @@ bool Passes(const Field& field, const Filter& filter) {
             } else if constexpr (std::is_same_v<Known, Texts>) {
                 RequireEquality(filter, field);
                 const bool isAmong = std::find(known.begin(), known.end(), filter.value) != known.end();
+                return isAmong == (filter.test == Test::kEqual);
+            } else if constexpr (std::is_same_v<Known, TextLists>) {
+                RequireEquality(filter, field);
+                const bool isAmong = std::any_of(known.begin(), known.end(), [&](const Texts& texts) {
+                    return fmt::format("{}", fmt::join(texts, " ")) == filter.value;
+                });
                 return isAmong == (filter.test == Test::kEqual);
             } else {
                 return Holds(static_cast<long double>(known), filter.test, NumberIn(filter, field));

@@ -39,6 +39,14 @@ std::string NumberText(Number number, Format format) {
     return fmt::format("{}", number);
 }
 
+std::string ListsText(const TextLists& lists) {
+    std::string text;
+    for (const auto& list : lists) {
+        text += fmt::format("{}{}", text.empty() ? "" : "; ", fmt::join(list, " "));
+    }
+    return text.empty() ? "-" : Printable(text);
+}
+
 std::string PartsText(const std::vector<Field>& parts, bool exactBytes) {
     Texts texts;
     texts.reserve(parts.size());
@@ -123,6 +131,8 @@ std::string ToText(const Field& field, bool exactBytes) {
                 return Printable(value);
             } else if constexpr (std::is_same_v<Kind, Texts>) {
                 return value.empty() ? "-" : Printable(fmt::format("{}", fmt::join(value, ", ")));
+            } else if constexpr (std::is_same_v<Kind, TextLists>) {
+                return ListsText(value);
             } else {
                 return NumberText(value, format);
             }

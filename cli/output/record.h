@@ -12,9 +12,11 @@
 namespace cli {
 
 using Texts = std::vector<std::string>;
+using TextLists = std::vector<Texts>;
 
 // A fact; nothing (std::monostate) is "not known": "-" in text, null in JSON.
-using Value = std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::string, Texts>;
+using Value =
+    std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::string, Texts, TextLists>;
 
 // How text shows a number; JSON always holds the bare number in the unit that the field's key names.
 // A device's path loses its folder in tables alone; a sentence stands below a table that it makes too wide.

@@ -28,6 +28,9 @@ constexpr const char* kFooter =
     "A table that is too wide for its terminal leaves out columns: --wide shows them.\n"
     "\"vemocachectl help VERB\" tells more about a verb.";
 
+constexpr const char* kDryRunHelp =
+    "tell the steps, the programs that they would run and what would be lost, and change nothing";
+
 // Turns "512M" or "120G" (units of 1024) into bytes.
 std::string ReadSize(std::string& text) {
     constexpr const char* kRefusal = "not a size such as 512M or 120G";
@@ -120,6 +123,9 @@ void AddVerb(CLI::App& parent, const Verb& verb, const std::set<std::string_view
     }
     DeclareArguments(*app, verb);
     app->footer(FooterOf(verb));
+    if (verb.action && verb.canDryRun) {
+        app->add_flag("--dry-run", context.dryRun, kDryRunHelp);
+    }
     if (verb.action) {
         app->callback([&request, &context, action = verb.action, changes = !verb.onlyReports,
                        failureCode = verb.failureCode] {

@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include "output/answer.h"
+#include "support/dry_run.h"
 #include "support/failure.h"
 
 namespace cli {
@@ -35,6 +36,10 @@ void Ask(const std::string& what) {
 }  // namespace
 
 void RequireConsent(const Loss& loss, bool given, bool mayAsk) {
+    if (IsDryRun()) {
+        NoteLoss(loss.what);
+        return;
+    }
     if (!given) {
         RequireTerminal(loss, mayAsk);
         Ask(loss.what);
@@ -42,6 +47,10 @@ void RequireConsent(const Loss& loss, bool given, bool mayAsk) {
 }
 
 void Consent::Require(const std::string& what) const {
+    if (IsDryRun()) {
+        NoteLoss(what);
+        return;
+    }
     if (!given_ && what != agreed_) {
         RequireTerminal({what, option_}, mayAsk_);
         throw Question{what};

@@ -12,6 +12,8 @@ struct Loss {
     std::string option;  // the option that consents, such as "--discard-metadata"
 };
 
+// In a dry run nobody is asked: what would be lost is noted, and the work goes on.
+
 // Goes on when `given`; else asks on a terminal. Throws a Failure when there is no consent; `mayAsk` is
 // false where nobody reads a question, as with JSON. For work that holds no lock: see WithConsent.
 void RequireConsent(const Loss& loss, bool given, bool mayAsk);

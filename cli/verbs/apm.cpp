@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include "output/answer.h"
+#include "support/dry_run.h"
 #include "vemoflashcache.h"
 #include "verbs/verb.h"
 
@@ -33,13 +34,17 @@ void GetApm(Context& context, const ApmOptions& options) {
 }
 
 void Store(const Context& context, const ApmOptions& options, unsigned status) {
-    const Outcome outcome =
-        Attempt([&] { return VEMOFlashCacheApmFlushStatusSet(options.key.c_str(), status); });
+    const Outcome outcome = Change(
+        Attempt,
+        [&] { return Step{"VEMOFlashCacheApmFlushStatusSet", {options.key, std::to_string(status)}, {}}; },
+        [&] { return VEMOFlashCacheApmFlushStatusSet(options.key.c_str(), status); });
     if (outcome.result != 0) {
         throw LibraryFailure(fmt::format("the record of {} could not be changed", options.key), outcome,
                              "see that /usr/vemo/etc and /var/run can be written, and try again");
     }
-    TellApm(context, options);
+    if (!IsDryRun()) {  // asking makes the record where there is none
+        TellApm(context, options);
+    }
 }
 
 std::vector<Argument> Key(ApmOptions& options) {

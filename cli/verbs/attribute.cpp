@@ -3,6 +3,7 @@
 #include "caches/kernel_state.h"
 #include "output/answer.h"
 #include "support/consent.h"
+#include "support/dry_run.h"
 #include "support/names.h"
 #include "verbs/verb.h"
 
@@ -39,7 +40,11 @@ void SetAttribute(Context& context, const AttributeOptions& options) {
              "--ignore-write-errors"},
             options.ignoreWriteErrors, !context.json);
     }
-    const Outcome outcome = Attempt(
+    const Outcome outcome = Change(
+        Attempt,
+        [&] {
+            return Step{"VEMOFlashCacheAttributeSet", {cache.Ssd(), cache.Volume(), options.attribute}, {}};
+        },
         [&] { return VEMOFlashCacheAttributeSet(cache.Ssd().c_str(), cache.Volume().c_str(), attribute); });
     if (outcome.result != 0) {
         throw LibraryFailure(fmt::format("the attribute of {} could not be set", cache.Name()), outcome, "");

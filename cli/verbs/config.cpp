@@ -11,6 +11,7 @@
 #include "caches/lost.h"
 #include "output/answer.h"
 #include "support/consent.h"
+#include "support/dry_run.h"
 #include "support/lifecycle_lock.h"
 #include "verbs/entry_arguments.h"
 #include "verbs/verb.h"
@@ -119,6 +120,9 @@ void Adopt(Context& context, const AdoptOptions& options) {
     const std::string name = FreshName(inventory, options.name, cache.Ssd(), cache.Volume());
     WriteEntryOfRunning(cache, name,
                         options.mountPath.empty() ? DefaultMountPath(cache.Volume()) : options.mountPath);
+    if (IsDryRun()) {
+        return;
+    }
     Inventory after = Configured();
     const Cache& adopted = FindEntry(after, name);
     Print(One("entry", EntryDetails(*adopted.entry), fmt::format("Configured {} as {}.", cache.device, name)),

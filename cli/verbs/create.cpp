@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <map>
 
 #include "caches/describe.h"
@@ -7,14 +8,18 @@
 #include "caches/fresh_pair.h"
 #include "caches/inventory.h"
 #include "caches/lost.h"
+#include "caches/memory_need.h"
 #include "caches/metadata.h"
+#include "caches/programs.h"
 #include "caches/running.h"
 #include "caches/ssd_content.h"
+#include "caches/ssd_support.h"
 #include "caches/tuning.h"
 #include "output/answer.h"
 #include "support/background_call.h"
 #include "support/consent.h"
 #include "support/device.h"
+#include "support/dry_run.h"
 #include "support/lifecycle_lock.h"
 #include "support/names.h"
 #include "support/signals.h"
@@ -101,11 +106,57 @@ std::string ContentOf(const std::string& ssd, const Lost& held) {
     return HoldsCache(ssd) ? "a cache" : Content(ssd);
 }
 
-void RequireConsentToContent(const Consent& consent, const std::string& ssd, const Lost& held) {
-    const std::string content = ContentOf(ssd, held);
+void RequireConsentToContent(const Consent& consent, const std::string& ssd, const std::string& content) {
     if (!content.empty()) {
         consent.Require(fmt::format("overwrite the SSD {}, which holds {}", ssd, content));
     }
+}
+
+// What a creation will make.
+struct Prospect {
+    std::uint64_t blocks = 0;
+    std::uint64_t blockSize = 0;
+    std::uint64_t memory = 0;  // of the kernel, in bytes
+    std::optional<bool> isSupported;
+    std::string content;  // what the SSD holds now
+};
+
+// Whole blocks, each with an entry of 8 bytes in the list that is kept beside them on the SSD.
+Prospect ProspectOf(const CreateOptions& options, const FLASHCACHE_CREATE_PARAM& param,
+                    const std::string& content) {
+    constexpr std::uint64_t kListEntry = 8;
+    const std::uint64_t blockSize = BlockSize(options);
+    const std::uint64_t room = DeviceSize(options.ssd).value_or(0) / (blockSize + kListEntry);
+    const std::uint64_t blocks = std::min(param.CacheSizeKB * 1024 / blockSize, room);
+    return {blocks, blockSize, MemoryOfCache(param.CacheVersion, blocks * blockSize),
+            AreSupported(SupportOfDisks(options.ssd)), content};
+}
+
+std::string SupportText(std::optional<bool> isSupported) {
+    return !isSupported   ? "whether this SSD is supported is not known"
+           : *isSupported ? "its SSD is supported"
+                          : "its SSD is NOT SUPPORTED on this appliance";
+}
+
+void TellProspect(const Context& context, const Prospect& prospect) {
+    const std::uint64_t bytes = prospect.blocks * prospect.blockSize;
+    if (IsDryRun()) {
+        NoteOutlook({"size_bytes", "Size of the cache", bytes, Format::kBytes});
+        NoteOutlook({"block_size_bytes", "Size of its blocks", prospect.blockSize, Format::kBytes});
+        NoteOutlook({"memory_bytes", "Kernel memory it takes", prospect.memory, Format::kBytes});
+        NoteOutlook({"ssd_supported", "SSD supported here", KnownFlag(prospect.isSupported)});
+        NoteOutlook({"ssd_content", "SSD holds now", KnownText(prospect.content)});
+    } else if (!context.json) {
+        Note(fmt::format("the cache will have {} in {} blocks of {} and take {} of the kernel's memory; {}",
+                         HumanSize(bytes), prospect.blocks, HumanSize(prospect.blockSize),
+                         HumanSize(prospect.memory), SupportText(prospect.isSupported)));
+    }
+}
+
+Step CreateStep(const FLASHCACHE_CREATE_PARAM& param) {
+    return {"VEMOFlashCacheCreate",
+            {param.SSDDevPath, param.SpacePath, fmt::format("{}k", param.CacheSizeKB)},
+            CreatingCache(param)};
 }
 
 // A creation that failed half-way may have left its device up, with nothing in it yet. Says what became of
@@ -158,7 +209,9 @@ void CreateWithEntry(const NewEntry& planned, const FLASHCACHE_CREATE_PARAM& par
     NewEntry entry = planned;
     entry.unfinished = true;
     WriteFirst(entry, param);
-    Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheCreate(&param, nullptr, 0); });
+    Outcome outcome = Change(
+        Uninterrupted, [&] { return CreateStep(param); },
+        [&] { return VEMOFlashCacheCreate(&param, nullptr, 0); });
     if (outcome.result != 0) {
         // The SSD is wiped first, which fails without harm on one that holds no cache.
         if (outcome.slot.file == "flashcache_destroy.cpp") {
@@ -194,12 +247,17 @@ void CreateAgreed(const Context& context, const CreateOptions& options, const Co
     const NewEntry entry{FreshName(inventory, options.name, options.ssd, options.volume), NewUuid(),
                          options.mountPath.empty() ? DefaultMountPath(options.volume) : options.mountPath};
     const Lost held = LostWith(options.ssd);
-    RequireConsentToContent(consent, options.ssd, held);
+    const std::string content = ContentOf(options.ssd, held);
+    TellProspect(context, ProspectOf(options, param, content));
+    RequireConsentToContent(consent, options.ssd, content);
     if (param.Policy.WriteMode == FLASHCACHE_WRITE_THRU) {
         Note("the status of a write-through cache cannot be read: its counters will not be shown");
     }
     const SignalsHeld signals;
     CreateWithEntry(entry, param);
+    if (IsDryRun()) {
+        return;
+    }
     Inventory after = TakeInventory();
     TellCreated(context, Find(after, entry.section), held);
 }

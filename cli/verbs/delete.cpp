@@ -6,11 +6,13 @@
 #include "caches/idle.h"
 #include "caches/kernel_state.h"
 #include "caches/metadata.h"
+#include "caches/programs.h"
 #include "flush/run.h"
 #include "output/answer.h"
 #include "support/background_call.h"
 #include "support/consent.h"
 #include "support/device.h"
+#include "support/dry_run.h"
 #include "support/lifecycle_lock.h"
 #include "verbs/verb.h"
 
@@ -71,6 +73,9 @@ struct Settled {
 Settled SettleDirtyBlocks(const Context& context, const DeleteOptions& options, const Cache& cache) {
     const auto dirty = DirtyBlocks(cache.Ssd(), cache.Volume());
     if (options.discardDirty) {
+        if (IsDryRun() && dirty != 0U) {
+            NoteLoss(LossOfDelete(cache, dirty));
+        }
         return {std::nullopt, {}};
     }
     if (options.fast) {
@@ -89,7 +94,7 @@ Settled SettleDirtyBlocks(const Context& context, const DeleteOptions& options, 
         AddLoss(failure, cache.Volume(), flushed.lost);
         throw Failure(failure);
     }
-    return {0, flushed.lost};
+    return {IsDryRun() ? std::nullopt : std::optional<std::uint64_t>(0), flushed.lost};
 }
 
 // Under the lock, right before the step: what was judged before may have changed since.
@@ -120,11 +125,26 @@ Lost DroppedBy(const DeleteOptions& options, const Cache& cache) {
     return {DirtyBlocks(cache.Ssd(), cache.Volume()), cache.BlockSize(), true};
 }
 
+Step DeleteStep(const Cache& cache, const FLASHCACHE_STAT& status, bool fast) {
+    const std::string ssd = cache.Ssd();
+    const std::string volume = cache.Volume();
+    const bool isWriteBack = status.WriteMode == FLASHCACHE_WRITE_BACK;
+    const auto ofWriteBack = [&](Programs programs) {
+        return isWriteBack ? std::move(programs) : Programs();
+    };
+    return {"VEMOFlashCacheDelete",
+            {cache.device, fast ? "1" : "0"},
+            Joined({ofWriteBack(WritingKnob("fast_remove", fast ? 1 : 0, ssd, volume)),
+                    ofWriteBack(fast ? Programs() : Flushing(ssd, volume)), UnloadingCache(cache.device),
+                    ofWriteBack(WipingSsd(ssd)), RemovingModules(ssd)})};
+}
+
 void RemoveCache(const DeleteOptions& options, const Cache& cache) {
     const GivenStatus status(cache);
     const int fast = options.fast || options.discardDirty ? 1 : 0;
-    const Outcome outcome =
-        Uninterrupted([&] { return VEMOFlashCacheDelete(cache.device.c_str(), &status.record, fast); });
+    const Outcome outcome = Change(
+        Uninterrupted, [&] { return DeleteStep(cache, status.record, fast != 0); },
+        [&] { return VEMOFlashCacheDelete(cache.device.c_str(), &status.record, fast); });
     if (outcome.result != 0) {
         const Place place = PlaceOf(cache.Ssd(), cache.Volume());
         const bool isDown = place.device.empty() && place.isKnown;
@@ -141,6 +161,12 @@ void RemoveCache(const DeleteOptions& options, const Cache& cache) {
 
 // The library wipes after write-back alone. False when the metadata is still there.
 bool WipeSsd(const Cache& cache) {
+    if (IsDryRun()) {
+        if (!cache.MayHoldDirty()) {
+            NoteStep(WipeStep(cache.Ssd()));
+        }
+        return true;
+    }
     if (HoldsCache(cache.Ssd())) {
         Uninterrupted([&] { return VEMOFlashCacheDestroy(cache.Ssd().c_str()); });
     }

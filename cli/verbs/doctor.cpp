@@ -232,6 +232,7 @@ Verb DoctorVerb() {
         "vemocachectl doctor\n  vemocachectl doctor --explain VFC-D010\n"
         "  vemocachectl doctor --mute VFC-D033:md3+volume_1 --for 4w",
         DeclareDoctor, Doctor));
+    verb.canDryRun = true;  // of its mutes
     verb.exits = kExits;
     verb.failureCode = kCouldNotTell;
     return verb;

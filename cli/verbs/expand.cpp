@@ -4,9 +4,11 @@
 
 #include "caches/entry.h"
 #include "caches/inventory.h"
+#include "caches/programs.h"
 #include "output/answer.h"
 #include "support/background_call.h"
 #include "support/device.h"
+#include "support/dry_run.h"
 #include "support/lifecycle_lock.h"
 #include "verbs/verb.h"
 
@@ -75,7 +77,13 @@ void Expand(Context& context, const ExpandOptions& options) {
     After(fmt::format("the cache {} is not expanded: ", cache.Name()), RefreshCopy);
     const auto before = DeviceSize(cache.device);
     // The library finds the entry by the very text that it holds.
-    const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheExpand(cache.entry->SpacePath); });
+    const Outcome outcome = Change(
+        Uninterrupted,
+        [&] {
+            return Step{
+                "VEMOFlashCacheExpand", {cache.entry->SpacePath}, ExpandingCache(*cache.entry, cache.device)};
+        },
+        [&] { return VEMOFlashCacheExpand(cache.entry->SpacePath); });
     const auto after = DeviceSize(cache.device);
     if (outcome.result != 0) {
         throw LibraryFailure(fmt::format("the cache {} could not be expanded; its device {}", cache.Name(),

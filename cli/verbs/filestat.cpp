@@ -8,6 +8,7 @@
 
 #include "caches/file_ages.h"
 #include "output/answer.h"
+#include "support/dry_run.h"
 #include "vemoflashcache.h"
 #include "verbs/verb.h"
 
@@ -59,13 +60,16 @@ void RunWalk(const Context& context, const RunOptions& options) {
     const std::string mount = std::filesystem::absolute(options.mount).lexically_normal();
     RequireNoRun(mount);
     const std::string id = options.id.empty() ? std::filesystem::path(mount).filename().string() : options.id;
-    if (!context.json) {
+    if (!context.json && !IsDryRun()) {
         Note(fmt::format("walking the shares of {}; this may take a while", mount));
     }
-    const Outcome outcome = Attempt([&] {
-        return options.plain ? FlashcacheFileStatistics(id.c_str(), mount.c_str())
-                             : FlashcacheDoStatistics(id.c_str(), mount.c_str());
-    });
+    const char* call = options.plain ? "FlashcacheFileStatistics" : "FlashcacheDoStatistics";
+    const Outcome outcome = Change(
+        Attempt, [&] { return Step{call, {id, mount}, {}}; },
+        [&] {
+            return options.plain ? FlashcacheFileStatistics(id.c_str(), mount.c_str())
+                                 : FlashcacheDoStatistics(id.c_str(), mount.c_str());
+        });
     if (outcome.result != 0) {
         throw LibraryFailure(fmt::format("the files of {} could not be counted", mount), outcome,
                              "see that it is the mount path of a volume");
@@ -92,6 +96,12 @@ void ClearMarker(const Context& context, const NoFilestatOptions& /*options*/) {
     if (IsRunning(volume)) {
         throw Failure{"a run is in progress", volume.empty() ? "" : "it walks the volume " + volume,
                       "vemocachectl filestat status", std::nullopt, FailureKind::kInUse};
+    }
+    if (IsDryRun()) {
+        if (access(kMarker, F_OK) == 0) {
+            NoteStep({"remove", {kMarker}, {}});
+        }
+        return;
     }
     const bool isCleared = unlink(kMarker) == 0;
     if (!isCleared && errno != ENOENT) {

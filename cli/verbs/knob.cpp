@@ -4,8 +4,10 @@
 #include <array>
 
 #include "caches/inventory.h"
+#include "caches/programs.h"
 #include "caches/tuning.h"
 #include "output/answer.h"
+#include "support/dry_run.h"
 #include "verbs/verb.h"
 
 namespace cli {
@@ -137,10 +139,16 @@ void SetKnob(Context& context, const KnobOptions& options) {
     const Cache& cache = FindWithPair(inventory, options.cache);
     const Knob& knob = Named(options.knob);
     RequireInRange(knob, options.value);
-    const Outcome outcome = Attempt([&] {
-        return VEMOFlashCacheDoSysctlSet(knob.number, options.value, cache.Ssd().c_str(),
-                                         cache.Volume().c_str());
-    });
+    const std::string ssd = cache.Ssd();
+    const std::string volume = cache.Volume();
+    const Outcome outcome = Change(
+        Attempt,
+        [&] {
+            return Step{"VEMOFlashCacheDoSysctlSet",
+                        {knob.name, std::to_string(options.value), ssd, volume},
+                        WritingKnob(knob.name, options.value, ssd, volume)};
+        },
+        [&] { return VEMOFlashCacheDoSysctlSet(knob.number, options.value, ssd.c_str(), volume.c_str()); });
     if (outcome.result != 0) {
         throw LibraryFailure(
             fmt::format("the knob {} of {} could not be set to {}", knob.name, cache.Name(), options.value),

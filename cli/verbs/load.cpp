@@ -8,9 +8,11 @@
 #include "caches/fresh_pair.h"
 #include "caches/inventory.h"
 #include "caches/loading.h"
+#include "caches/programs.h"
 #include "caches/ssd_content.h"
 #include "output/answer.h"
 #include "support/device.h"
+#include "support/dry_run.h"
 #include "support/lifecycle_lock.h"
 #include "verbs/verb.h"
 
@@ -91,6 +93,15 @@ void RefreshCopyOrNote() {
     }
 }
 
+// The entry that the rest of the work goes by is not there in a dry run.
+void NoteLoadFromSsd(const SsdContent& content, const LoadOptions& options, const std::string& name) {
+    FLASHCACHE_POLICY policy{};
+    policy.WriteMode = content.mode;
+    policy.ReclaimPolicy = FLASHCACHE_RECLAIM_LRU;
+    NoteStep(LoadStep(options.cache, options.volume, policy));
+    NoteStep({"VEMOFlashCacheConfigSet", {name}, RefreshingCopy()});
+}
+
 void LoadFromSsd(const Context& context, const LoadOptions& options, const Consent& consent) {
     const Inventory inventory = TakeInventory();
     RequireWholeConfig(inventory);
@@ -100,6 +111,10 @@ void LoadFromSsd(const Context& context, const LoadOptions& options, const Conse
     const std::string name = FreshName(inventory, "", options.cache, options.volume);
     WriteEntryOfSsd(content, options.cache, options.volume, name);
     RefreshCopyOrNote();
+    if (IsDryRun()) {
+        NoteLoadFromSsd(content, options, name);
+        return;
+    }
     Inventory configured = TakeInventory();
     const Cache& cache = Find(configured, name);
     try {

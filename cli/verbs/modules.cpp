@@ -2,7 +2,9 @@
 
 #include <array>
 
+#include "caches/programs.h"
 #include "output/answer.h"
+#include "support/dry_run.h"
 #include "vemoflashcache.h"
 #include "verbs/verb.h"
 
@@ -17,7 +19,9 @@ struct ModulesOptions {
 };
 
 void LoadModules() {
-    const Outcome outcome = Attempt([] { return CheckAndInsertKernelModule(); });
+    const Outcome outcome = Change(
+        Attempt, [] { return Step{"CheckAndInsertKernelModule", {}, InsertingModules()}; },
+        [] { return CheckAndInsertKernelModule(); });
     if (outcome.result != 0) {
         throw LibraryFailure("the kernel modules could not be loaded", outcome,
                              "see that /lib/modules has them and look at dmesg");

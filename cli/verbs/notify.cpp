@@ -3,6 +3,7 @@
 #include "caches/entry.h"
 #include "caches/inventory.h"
 #include "output/answer.h"
+#include "support/dry_run.h"
 #include "verbs/verb.h"
 
 namespace cli {
@@ -24,7 +25,9 @@ void Notify(const Context& context, const NotifyOptions& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = Find(inventory, options.cache);
     const FLASHCACHE_CONFIG& entry = EntryOf(cache);
-    const Outcome outcome = Attempt([&] { return VEMOFlashCacheCheckSendMissingNotification(&entry); });
+    const Outcome outcome = Change(
+        Attempt, [&] { return Step{"VEMOFlashCacheCheckSendMissingNotification", {entry.SectionName}, {}}; },
+        [&] { return VEMOFlashCacheCheckSendMissingNotification(&entry); });
     if (outcome.result != 0) {
         throw LibraryFailure(fmt::format("that {} is missing could not be announced", cache.Name()), outcome,
                              "look at the system log");

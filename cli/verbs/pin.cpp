@@ -4,7 +4,9 @@
 
 #include "caches/inventory.h"
 #include "caches/pinning.h"
+#include "caches/programs.h"
 #include "output/answer.h"
+#include "support/dry_run.h"
 #include "verbs/verb.h"
 
 namespace cli {
@@ -74,8 +76,26 @@ void ListSupport(const Context& context, const PinOptions& /*options*/) {
     Print(answer, context.json);
 }
 
-void Demand(const std::string& what, const std::string& mount, int (*operation)(const char*)) {
-    const Outcome outcome = Attempt([&] { return operation(mount.c_str()); });
+// A call of the library about a whole volume, and the option of the pin tool that it runs.
+struct Demanded {
+    const char* call;
+    int (*operation)(const char* mount);
+    const char* option;
+};
+
+constexpr Demanded kSend = {"VEMOFlashCachePinSendVolumeBitmap", VEMOFlashCachePinSendVolumeBitmap,
+                            "--send-bitmap"};
+constexpr Demanded kDelete = {"VEMOFlashCachePinDeleteVolumeBitmap", VEMOFlashCachePinDeleteVolumeBitmap,
+                              "--delete-bitmap"};
+constexpr Demanded kMount = {"VEMOFlashCachePinHandleVolumeMount", VEMOFlashCachePinHandleVolumeMount,
+                             "--handle-mount"};
+constexpr Demanded kUmount = {"VEMOFlashCachePinHandleVolumeUmount", VEMOFlashCachePinHandleVolumeUmount,
+                              "--handle-umount"};
+
+void Demand(const std::string& what, const std::string& mount, const Demanded& demanded) {
+    const Outcome outcome = Change(
+        Attempt, [&] { return Step{demanded.call, {mount}, TellingPinTool(demanded.option, mount)}; },
+        [&] { return demanded.operation(mount.c_str()); });
     if (outcome.result != 0) {
         throw LibraryFailure(fmt::format("{} {} failed", what, mount), outcome,
                              "see that this is the mount path of a volume that can pin files");
@@ -102,10 +122,10 @@ void Bitmap(const Context& context, const PinOptions& options) {
                       FailureKind::kUsage};
     }
     if (options.send) {
-        Demand("sending the pin bitmap of", options.mount, VEMOFlashCachePinSendVolumeBitmap);
+        Demand("sending the pin bitmap of", options.mount, kSend);
     }
     if (options.remove) {
-        Demand("deleting the pin bitmap of", options.mount, VEMOFlashCachePinDeleteVolumeBitmap);
+        Demand("deleting the pin bitmap of", options.mount, kDelete);
     }
     const Record record{
         {{"mount_path", "Mount path", options.mount},
@@ -118,7 +138,7 @@ void Bitmap(const Context& context, const PinOptions& options) {
 void TellTool(const Context& context, const PinOptions& options, bool mounted) {
     RequireModel();
     Demand(mounted ? "handling the mount of" : "handling the unmount of", options.mount,
-           mounted ? VEMOFlashCachePinHandleVolumeMount : VEMOFlashCachePinHandleVolumeUmount);
+           mounted ? kMount : kUmount);
     Print(
         One("volume", Record{{{"mount_path", "Mount path", options.mount}, {"mounted", "Mounted", mounted}}}),
         context.json);

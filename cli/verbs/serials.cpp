@@ -5,6 +5,7 @@
 
 #include "output/answer.h"
 #include "support/consent.h"
+#include "support/dry_run.h"
 #include "vemoflashcache.h"
 #include "verbs/verb.h"
 
@@ -49,8 +50,9 @@ void GetSerials(const Context& context, const SerialsOptions& options) {
 
 void SetSerials(const Context& context, const SerialsOptions& options) {
     const std::string joined = fmt::format("{}", fmt::join(options.serials, ","));
-    const Outcome outcome =
-        Attempt([&] { return VEMOFlashcacheConfigSerialListSet(options.section.c_str(), joined.c_str()); });
+    const Outcome outcome = Change(
+        Attempt, [&] { return Step{"VEMOFlashcacheConfigSerialListSet", {options.section, joined}, {}}; },
+        [&] { return VEMOFlashcacheConfigSerialListSet(options.section.c_str(), joined.c_str()); });
     if (outcome.result != 0) {
         throw LibraryFailure(fmt::format("the serial numbers of {} could not be stored", options.section),
                              outcome, "the old ones stay");
@@ -92,8 +94,9 @@ void RemoveSerials(const Context& context, const SerialsOptions& options) {
     RequireList(options.section);
     RequireConsent({fmt::format("remove the list of serial numbers {}", options.section), "--discard-list"},
                    options.discard, !context.json);
-    const Outcome outcome =
-        Attempt([&] { return VEMOFlashcacheConfigSerialListDelete(options.section.c_str()); });
+    const Outcome outcome = Change(
+        Attempt, [&] { return Step{"VEMOFlashcacheConfigSerialListDelete", {options.section}, {}}; },
+        [&] { return VEMOFlashcacheConfigSerialListDelete(options.section.c_str()); });
     if (outcome.result != 0) {
         throw LibraryFailure(fmt::format("the list {} could not be removed", options.section), outcome, "");
     }

@@ -2,7 +2,9 @@
 
 #include <memory>
 
+#include "caches/programs.h"
 #include "output/answer.h"
+#include "support/dry_run.h"
 #include "vemoflashcache.h"
 #include "verbs/verb.h"
 
@@ -64,10 +66,12 @@ void ListSsds(const Context& context, const NoSsdOptions& /*options*/) {
 }
 
 void Update(const Context& context, const NoSsdOptions& /*options*/) {
-    if (!context.json) {
+    if (!context.json && !IsDryRun()) {
         Note("asking the update server; this may take a while");
     }
-    const Outcome outcome = Attempt([] { return VEMOFlashCacheSupportSSDUpdate(); });
+    const Outcome outcome = Change(
+        Attempt, [] { return Step{"VEMOFlashCacheSupportSSDUpdate", {}, UpdatingSsds()}; },
+        [] { return VEMOFlashCacheSupportSSDUpdate(); });
     if (outcome.result != 0) {
         throw LibraryFailure("the SSD database was not updated, the old one stays", outcome,
                              "see that the address in /etc.defaults/vemoinfo.conf (support_ssd_update_site) "

@@ -2,8 +2,10 @@
 
 #include "caches/flush_lock.h"
 #include "caches/kernel_state.h"
+#include "caches/programs.h"
 #include "flush/record.h"
 #include "output/answer.h"
+#include "support/dry_run.h"
 #include "support/names.h"
 #include "verbs/verb.h"
 
@@ -30,10 +32,10 @@ void SetState(Context& context, const StateOptions& options) {
     Inventory inventory = TakeInventory();
     const Cache& cache = FindWithPair(inventory, options.cache);
     const FlushLock noFlush(cache);
-    const Outcome outcome = Attempt([&] {
-        return VEMOFlashCacheHandleStateSet(cache.Ssd().c_str(), cache.Volume().c_str(),
-                                            kHandleStates.at(options.state));
-    });
+    const FLASHCACHE_HANDLE_STATE state = kHandleStates.at(options.state);
+    const Outcome outcome = Change(
+        Attempt, [&] { return StateStep(cache.Ssd(), cache.Volume(), state); },
+        [&] { return VEMOFlashCacheHandleStateSet(cache.Ssd().c_str(), cache.Volume().c_str(), state); });
     if (outcome.result != 0) {
         throw LibraryFailure(
             fmt::format("{} could not be brought to the state {}; some of its knobs may be written",

@@ -6,9 +6,11 @@
 #include "caches/idle.h"
 #include "caches/inventory.h"
 #include "caches/kernel_state.h"
+#include "caches/programs.h"
 #include "caches/unload_record.h"
 #include "output/answer.h"
 #include "support/background_call.h"
+#include "support/dry_run.h"
 #include "support/lifecycle_lock.h"
 #include "verbs/verb.h"
 
@@ -32,7 +34,9 @@ void RequireNoGivingUp(const Cache& cache, std::optional<std::uint64_t> left) {
 }
 
 void TakeDown(const Cache& cache) {
-    const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheUnload(cache.device.c_str()); });
+    const Outcome outcome = Change(
+        Uninterrupted, [&] { return UnloadStep(cache.device); },
+        [&] { return VEMOFlashCacheUnload(cache.device.c_str()); });
     if (outcome.result != 0) {
         const Place place = PlaceOf(cache.Ssd(), cache.Volume());
         const bool isDown = place.device.empty() && place.isKnown;

@@ -18,6 +18,7 @@ namespace cli {
 struct Context {
     bool json = false;
     bool verbose = false;
+    bool dryRun = false;
     Form form;            // of all answers
     bool failed = false;  // part of the work failed, and the printed answer says what
     bool saidNo = false;  // the answer to the verb's question is "no"
@@ -66,6 +67,7 @@ struct Verb {
     std::vector<Argument> arguments = {};
     std::function<void(Context&)> action = nullptr;
     bool onlyReports = false;  // it changes nothing
+    bool canDryRun = true;     // of one that changes something, if only with some of its options
     std::string no = {};       // what "no" means, where the exit code answers a question; empty: it does not
     std::vector<Verb> verbs = {};  // of a group, which has no action of its own
     // Exit codes of its own, a line each for the help, and the one that stands for every failure.
@@ -90,6 +92,7 @@ inline Verb MakeGroup(std::string name, std::string help, std::vector<Verb> verb
 // A verb that changes nothing.
 inline Verb Report(Verb verb) {
     verb.onlyReports = true;
+    verb.canDryRun = false;
     return verb;
 }
 

@@ -3,11 +3,13 @@
 #include "caches/inventory.h"
 #include "caches/lost.h"
 #include "caches/metadata.h"
+#include "caches/programs.h"
 #include "caches/ssd_content.h"
 #include "output/answer.h"
 #include "support/background_call.h"
 #include "support/consent.h"
 #include "support/device.h"
+#include "support/dry_run.h"
 #include "support/lifecycle_lock.h"
 #include "verbs/verb.h"
 
@@ -65,7 +67,9 @@ void WipeAgreed(const Context& context, const WipeOptions& options, const Consen
     RequireUnused(options.ssd, "SSD");
     const Lost held = LostWith(options.ssd);
     consent.Require(LossOf(inventory, options.ssd, held));
-    const Outcome outcome = Uninterrupted([&] { return VEMOFlashCacheDestroy(options.ssd.c_str()); });
+    const Outcome outcome = Change(
+        Uninterrupted, [&] { return WipeStep(options.ssd); },
+        [&] { return VEMOFlashCacheDestroy(options.ssd.c_str()); });
     // A tool that failed shows in the error slot alone.
     if (outcome.slot.code != 0) {
         if (const Outcome look = LookForMetadata(options.ssd);
