@@ -8,6 +8,7 @@
 
 #include "caches/library_lists.h"
 #include "caches/running.h"
+#include "caches/tuning.h"
 
 namespace cli {
 namespace {
@@ -71,11 +72,6 @@ std::vector<KnobWrite> KnobsOfState(FLASHCACHE_HANDLE_STATE state) {
                     {"stop_sync", 1},
                     {"do_sync", 0}};
     }
-}
-
-// Dirty blocks stay on the SSD in these modes when the device is taken down.
-bool StaysDirty(std::int32_t mode) {
-    return mode == FLASHCACHE_WRITE_BACK || mode == FLASHCACHE_WRITE_BACK_CRASH;
 }
 
 // The address that is configured, or the library's own.

@@ -11,12 +11,6 @@
 namespace cli {
 namespace {
 
-// What the library writes for these modes, so that dirty blocks stay on the SSD when the device is taken
-// down.
-bool StaysDirty(std::int32_t mode) {
-    return mode == FLASHCACHE_WRITE_BACK || mode == FLASHCACHE_WRITE_BACK_CRASH;
-}
-
 std::optional<TuningKnobs> ReadTuningKnobs(const Cache& cache) {
     const auto knobs = ReadKnobs(KernelName(cache.Ssd(), cache.Volume()));
     return knobs ? TuningIn(*knobs) : std::nullopt;
@@ -28,6 +22,10 @@ std::int32_t ReclaimPolicyOf(const TuningKnobs& knobs) {
 }
 
 }  // namespace
+
+bool StaysDirty(std::int32_t mode) {
+    return mode == FLASHCACHE_WRITE_BACK || mode == FLASHCACHE_WRITE_BACK_CRASH;
+}
 
 std::optional<TuningKnobs> TuningIn(const Counts& knobs) {
     const auto read = [&](const char* knob) {

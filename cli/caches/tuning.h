@@ -23,6 +23,10 @@ struct TuningKnobs {
     std::optional<std::int32_t> fastRemove;  // nothing: not known
 };
 
+// Whether the library writes fast_remove for this mode, so that dirty blocks stay on the SSD when the device
+// is taken down.
+bool StaysDirty(std::int32_t mode);
+
 // Nothing when one of them is missing.
 std::optional<TuningKnobs> TuningIn(const Counts& knobs);
 

@@ -49,7 +49,7 @@ void PaceMeter::See(const Progress& progress) {
 
 void PaceMeter::Keep(const Cache& cache) const {
     constexpr std::chrono::duration<double> kShortest(0.5);
-    if (!first_ || least_->dirtyBlocks >= first_->dirtyBlocks) {
+    if (!first_ || !least_) {
         return;
     }
     const std::chrono::duration<double> span = least_->time - first_->time;

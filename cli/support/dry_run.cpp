@@ -1,37 +1,41 @@
 #include "support/dry_run.h"
 
-#include <optional>
 #include <utility>
 
 namespace cli {
 namespace {
 
-std::optional<Plan> noted;  // in a dry run alone
+bool isDryRun = false;
+Plan noted;
 
 }  // namespace
 
 void BeginDryRun() {
-    noted.emplace();
+    isDryRun = true;
 }
 
 bool IsDryRun() {
-    return noted.has_value();
+    return isDryRun;
 }
 
 const Plan& NotedPlan() {
-    return *noted;
+    return noted;
 }
 
 void NoteStep(Step step) {
-    noted->steps.push_back(std::move(step));
+    noted.steps.push_back(std::move(step));
 }
 
 void NoteLoss(const std::string& what) {
-    noted->losses.push_back(what);
+    noted.losses.push_back(what);
+}
+
+void NoteProblem(const std::string& problem) {
+    noted.problems.push_back(problem);
 }
 
 void NoteOutlook(Field field) {
-    noted->outlook.push_back(std::move(field));
+    noted.outlook.push_back(std::move(field));
 }
 
 Outcome Change(Runner run, const std::function<Step()>& step, const std::function<int()>& call, int well) {

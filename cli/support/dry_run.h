@@ -23,8 +23,9 @@ struct Step {
 // What a dry run has come upon.
 struct Plan {
     std::vector<Step> steps;
-    std::vector<std::string> losses;  // each completes "This would ..."
-    std::vector<Field> outlook;       // what will come of it: sizes, times, ...
+    std::vector<std::string> losses;    // each completes "This would ..."
+    std::vector<std::string> problems;  // parts of the work that would fail
+    std::vector<Field> outlook;         // what will come of it: sizes, times, ...
 };
 
 // From now on nothing is changed. Once, before the verb's action.
@@ -35,6 +36,7 @@ bool IsDryRun();
 const Plan& NotedPlan();
 void NoteStep(Step step);
 void NoteLoss(const std::string& what);
+void NoteProblem(const std::string& problem);
 void NoteOutlook(Field field);
 
 // How a library call is run: Attempt or Uninterrupted.

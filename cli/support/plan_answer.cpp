@@ -36,10 +36,13 @@ Record DescribeStep(std::size_t number, const Step& step) {
 
 // What would be lost, and what would come of it.
 Record Outlook(const Plan& plan, const Form& form) {
-    Record record{{{"losses", "Losses", plan.losses}}};
+    Record record{{{"losses", "Losses", plan.losses}, {"problems", "Problems", plan.problems}}};
     std::string text;
     for (const auto& loss : plan.losses) {
         text += Wrapped(fmt::format("It would {}.", loss), "  ");
+    }
+    for (const auto& problem : plan.problems) {
+        text += Wrapped(fmt::format("It would fail in part: {}", problem), "  ");
     }
     for (const auto& field : plan.outlook) {
         record.fields.push_back(field);
@@ -65,7 +68,7 @@ Answer PlanAnswer(const Form& form) {
         answer.records.push_back(DescribeStep(answer.records.size() + 1, step));
     }
     answer.total = Outlook(plan, form);
-    answer.tellsHarm = !plan.losses.empty();
+    answer.tellsHarm = !plan.losses.empty() || !plan.problems.empty();
     return answer;
 }
 

@@ -80,8 +80,10 @@ void Expand(Context& context, const ExpandOptions& options) {
     const Outcome outcome = Change(
         Uninterrupted,
         [&] {
-            return Step{
-                "VEMOFlashCacheExpand", {cache.entry->SpacePath}, ExpandingCache(*cache.entry, cache.device)};
+            const bool grows = before != DeviceSize(cache.entry->SpacePath);
+            return Step{"VEMOFlashCacheExpand",
+                        {cache.entry->SpacePath},
+                        grows ? ExpandingCache(*cache.entry, cache.device) : Programs()};
         },
         [&] { return VEMOFlashCacheExpand(cache.entry->SpacePath); });
     const auto after = DeviceSize(cache.device);

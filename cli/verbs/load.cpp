@@ -48,6 +48,9 @@ void LoadAll(Context& context, const Inventory& inventory) {
         try {
             LoadCache(cache, nobodyAsked);
         } catch (const Failure& failure) {
+            if (IsDryRun()) {
+                NoteProblem(failure.what + ": " + failure.why);
+            }
             failures.emplace(cache.Name(), failure);
         }
     }

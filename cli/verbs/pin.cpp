@@ -34,7 +34,11 @@ void ChangePins(Context& context, const PinOptions& options, bool pin) {
     Answer answer{"files", Layout::kTable, {}, "", ""};
     for (const auto& file : options.files) {
         const Pinning pinning = ChangePin(file, options.mount, pin);
-        context.failed |= pinning.result == Pinning::Result::kFailed;
+        const bool isFailed = pinning.result == Pinning::Result::kFailed;
+        context.failed |= isFailed;
+        if (isFailed && IsDryRun()) {
+            NoteProblem(pinning.path + ": " + pinning.problem);
+        }
         answer.records.push_back(pinning.Fields());
     }
     Print(answer, context.json);

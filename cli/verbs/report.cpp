@@ -121,13 +121,15 @@ std::vector<Argument> DeclareReport(ReportOptions& options) {
 }  // namespace
 
 Verb ReportVerb() {
-    return MakeVerb<ReportOptions>(
+    Verb verb = MakeVerb<ReportOptions>(
         "report",
         "Write all that a support case needs into one archive: findings, configuration, what kernel and SSDs "
         "tell, statistics and log, as a page (index.html) and for programs (report.json). It changes no "
         "cache",
         "vemocachectl report /root/report.tar.gz\n  vemocachectl report --seconds 60 /root/report.tar.gz",
         DeclareReport, MakeReport);
+    verb.canDryRun = false;  // all that it makes is a file that is asked for
+    return verb;
 }
 
 }  // namespace cli

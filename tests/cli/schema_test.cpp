@@ -38,7 +38,10 @@ using Story = std::vector<Answered>;
 
 const Story kOfCaches = {
     {"list", {"list"}},
+    {"plan", {"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "64M", "--dry-run"}},
     {"create", {"create", "/dev/md3", "/dev/vg1/volume_1", "--size", "64M"}},
+    {"plan", {"delete", "cachedev_0", "--dry-run"}},
+    {"plan", {"load", "--all", "--dry-run"}},
     {"create", {"create", "/dev/md4", "/dev/vg1/volume_2", "--size", "32M", "--mode", "thru"}},
     {"list", {"list"}},
     {"status", {"status"}},
