@@ -131,6 +131,9 @@ void Story::Step() {
             Interrupt(SIGKILL);
             break;
         case 5:  // no room for the copy
+            if (ToolLiesBelow("/tmp")) {
+                break;
+            }
             RunProgram({"mount", "-t", "tmpfs", "-o", "size=4k,nr_inodes=1", "none", "/tmp"});
             Tool({Choose(2) == 0 ? "unload" : "load", kName});
             RunProgram({"umount", "/tmp"});

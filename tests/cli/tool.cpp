@@ -233,4 +233,8 @@ int RunningTool::Wait() {
     return code;
 }
 
+bool ToolLiesBelow(const std::string& folder) {
+    return std::string_view(kTool).starts_with(folder + "/");
+}
+
 }  // namespace tests

@@ -99,4 +99,7 @@ class RunningTool {
     std::string unread_;
 };
 
+// Whether the tool is beyond reach when something else is mounted there.
+bool ToolLiesBelow(const std::string& folder);
+
 }  // namespace tests

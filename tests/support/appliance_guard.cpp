@@ -1,0 +1,32 @@
+// Part of each test program whose tests want an appliance of their own: started by hand on the machine it
+// tests nothing.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <string>
+
+namespace {
+
+bool IsOnAppliance() {
+    std::ifstream mounts("/proc/self/mounts");
+    for (std::string line; std::getline(mounts, line);) {
+        if (line.starts_with("vemo-kernel ")) {
+            return true;
+        }
+    }
+    return false;
+}
+
+class ApplianceGuard : public testing::Environment {
+  public:
+    void SetUp() override {
+        if (!IsOnAppliance()) {
+            FAIL() << "this program tests on the simulated appliance: run it with ctest, or behind "
+                      "vemo-appliance";
+        }
+    }
+};
+
+[[maybe_unused]] const auto* const kGuard = testing::AddGlobalTestEnvironment(new ApplianceGuard);
+
+}  // namespace
