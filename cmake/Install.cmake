@@ -4,11 +4,9 @@
 include(CMakePackageConfigHelpers)
 
 set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/vemoflashcache)
-file(RELATIVE_PATH libFromBin /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
 file(RELATIVE_PATH prefixFromPc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 
 set_target_properties(vemoflashcache vemocore vemosdk vemosysnotify PROPERTIES INSTALL_RPATH "$ORIGIN")
-set_target_properties(vemocachectl PROPERTIES INSTALL_RPATH "$ORIGIN/${libFromBin}")
 
 install(TARGETS vemoflashcache vemocore vemosdk vemosysnotify EXPORT vemoflashcacheTargets)
 install(TARGETS vemocachectl)
