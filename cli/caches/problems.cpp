@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
 #include <string_view>
 #include <vector>
 
@@ -108,6 +109,13 @@ void AddStateProblems(std::vector<std::string>& problems, const Cache& cache,
     }
 }
 
+// Any error that the kernel counts of the cache; doctor tells them apart.
+bool HasErrors(const Cache& cache) {
+    const auto errors = ReadCounts(KernelName(cache.Ssd(), cache.Volume()), "flashcache_errors");
+    return errors &&
+           std::any_of(errors->begin(), errors->end(), [](const auto& error) { return error.second > 0; });
+}
+
 std::vector<std::string> ProblemsOfRunning(const Cache& cache) {
     std::vector<std::string> problems;
     if (cache.entryIsUnknown) {
@@ -138,6 +146,10 @@ std::vector<std::string> ProblemsOfRunning(const Cache& cache) {
             fmt::format("its volume is larger than it: \"vemocachectl expand {}\"", cache.Name()));
     } else if (size && volume && *size > *volume) {
         problems.emplace_back("its volume has shrunk below its size");
+    }
+    if (HasErrors(cache)) {
+        problems.push_back(fmt::format(
+            "the kernel counts errors of it: \"vemocachectl doctor {}\" tells them", cache.Name()));
     }
     return problems;
 }

@@ -30,7 +30,7 @@ std::optional<Finding> WriteBackErrors(const CacheFacts& cache) {
         return std::nullopt;
     }
     const bool isForced = cache.kernel && cache.kernel->attribute == FLASHCACHE_ATTRIBUTE_FORCE_REMOVE;
-    Finding finding{fmt::format("Its volume {} refused {}.", cache.volume, Times(errors, "write-back"))};
+    Finding finding{fmt::format("{} to its volume {} failed.", Times(errors, "write-back"), cache.volume)};
     AddCounts(finding, cache, {{"write_disk_sync_errors", "Failed write-backs"}});
     const auto dirty = DirtyFields(cache);
     finding.details.insert(finding.details.end(), dirty.begin(), dirty.end());
@@ -89,8 +89,9 @@ std::vector<Check> ErrorChecks() {
          Severity::kCritical,
          DataLoss::kUnknown,
          "Write-backs failed",
-         "The kernel tried to write dirty blocks back, and the volume refused them. The blocks stay on the "
-         "SSD "
+         "The kernel tried to write dirty blocks back, and the volume refused them or the SSD could not be "
+         "read. "
+         "The blocks stay on the SSD "
          "and are tried again, unless force-remove is set: then they are lost. A flush without force-remove "
          "fails at the first such error. As long as the volume is not mended, the SSD alone has these data.",
          {Source::kTable, Source::kErrors},

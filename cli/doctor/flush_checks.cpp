@@ -39,7 +39,7 @@ std::optional<Finding> DeadFlush(const CacheFacts& cache) {
 // Why no block comes clean, as far as kernel and knobs tell.
 std::string WhyStalled(const CacheFacts& cache) {
     if (const auto errors = cache.Error("write_disk_sync_errors").value_or(0); errors > 0) {
-        return fmt::format("the volume refused {} write-backs", errors);
+        return fmt::format("{} write-backs failed", errors);
     }
     const auto state = StateOf(cache);
     if (state && !IsOfFlush(*state)) {

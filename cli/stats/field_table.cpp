@@ -179,18 +179,19 @@ Fields Devices() {
 }
 
 Fields Errors() {
-    Fields fields = {Counter("ssd_read_errors", "SSD read errors", kErrors, "ssd_read_errors",
-                             "reads that the SSD refused", kOpensGroup),
-                     Counter("ssd_write_errors", "SSD write errors", kErrors, "ssd_write_errors",
-                             "writes that the SSD refused"),
-                     Counter("volume_read_errors", "Volume read errors", kErrors, "disk_read_errors",
-                             "reads that the volume refused"),
-                     Counter("volume_write_errors", "Volume write errors", kErrors, "disk_write_errors",
-                             "writes that the volume refused"),
-                     Counter("memory_errors", "Memory errors", kErrors, "memory_alloc_errors",
-                             "requests for which the kernel had no memory"),
-                     Counter("write_errors", "Failed write-backs", kErrors, "write_disk_sync_errors",
-                             "write-backs that the volume refused; a flush may begin the count anew")};
+    Fields fields = {
+        Counter("ssd_read_errors", "SSD read errors", kErrors, "ssd_read_errors",
+                "reads that the SSD refused", kOpensGroup),
+        Counter("ssd_write_errors", "SSD write errors", kErrors, "ssd_write_errors",
+                "writes that the SSD refused"),
+        Counter("volume_read_errors", "Volume read errors", kErrors, "disk_read_errors",
+                "reads that the volume refused"),
+        Counter("volume_write_errors", "Volume write errors", kErrors, "disk_write_errors",
+                "writes that the volume refused"),
+        Counter("memory_errors", "Memory errors", kErrors, "memory_alloc_errors",
+                "requests for which the kernel had no memory"),
+        Counter("write_errors", "Failed write-backs", kErrors, "write_disk_sync_errors",
+                "write-backs that failed, for the volume or for the SSD; a flush may begin the count anew")};
     fields.back().view = kBoth;
     return fields;
 }

@@ -30,6 +30,7 @@ TEST(DiskFault, KeepsAFlushFromSuccessAndLosesNothing) {
         EXPECT_THAT(flush.err, HasSubstr(why));
         const auto cache = Answer({"list"})["caches"][0];
         EXPECT_EQ(cache["state"], "running");
+        EXPECT_THAT(cache["problem"], HasSubstr("the kernel counts errors of it"));
         EXPECT_GT(DirtyBlocks(), 0) << fault;
         const Ran errors = RunProgram({"cat", "/proc/flashcache/md3+volume_1/flashcache_errors"});
         EXPECT_THAT(errors.out, testing::Not(HasSubstr(std::string(counted) + "0"))) << fault;

@@ -356,7 +356,7 @@ TEST(DoctorChecks, AreSortedByWhatIsWorst) {
 
 TEST(DoctorChecks, TellWhyAFlushStandsStill) {
     const std::pair<std::function<void(Facts&)>, const char*> cases[] = {
-        {[](Facts& f) { SetError(f, "write_disk_sync_errors", 3); }, "refused 3 write-backs"},
+        {[](Facts& f) { SetError(f, "write_disk_sync_errors", 3); }, "3 write-backs failed"},
         {[](Facts& f) { SetKnob(f, "cache_all", 1); }, "handle state is normal"},
         {[](Facts& f) { SetKnob(f, "stop_sync", 1); }, "stop_sync is set"},
         {[](Facts& f) { SetKnob(f, "max_clean_ios_total", 0); }, "max_clean_ios_total is 0"},
