@@ -10,7 +10,7 @@
 #include "simulation/kernel/clean_pace.h"
 #include "simulation/kernel/disk.h"
 #include "simulation/kernel/faults.h"
-#include "simulation/kernel/placement.h"
+#include "simulation/kernel/model.h"
 #include "simulation/kernel/run.h"
 #include "simulation/kernel/ssd_map.h"
 #include "simulation/kernel/superblock.h"

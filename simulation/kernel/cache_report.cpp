@@ -41,7 +41,7 @@ std::string Cache::Table() const {
 }
 
 std::string Cache::Stats() const {
-    return placement_.Counts().Format(superblock_.mode);
+    return placement_.Counts().Format(placement_.Mode());
 }
 
 std::string Cache::Errors() const {

@@ -7,7 +7,7 @@
 #include "base/nearest.h"
 #include "simulation/common/count.h"
 #include "simulation/common/programs.h"
-#include "simulation/kernel/knobs.h"
+#include "simulation/kernel/model.h"
 
 namespace simulation {
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "simulation/kernel/disk.h"
-#include "simulation/kernel/placement.h"
+#include "simulation/kernel/model.h"
 
 namespace simulation {
 

@@ -10,7 +10,7 @@
 
 #include "base/ssd_layout.h"
 #include "simulation/kernel/kernel.h"
-#include "simulation/kernel/knobs.h"
+#include "simulation/kernel/model.h"
 
 namespace simulation {
 

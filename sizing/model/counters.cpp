@@ -1,8 +1,6 @@
-#include "simulation/kernel/counters.h"
+#include "sizing/model/counters.h"
 
-#include <fmt/format.h>
-
-namespace simulation {
+namespace sizing {
 
 namespace {
 
@@ -68,8 +66,8 @@ void Counters::Set(std::string_view name, uint64_t value) {
 
 std::string Counters::Format(WriteMode mode) const {
     const Counters& counters = *this;
-    std::string text =
-        fmt::format("reads={} writes={}\n", counters[Counter::kReads], counters[Counter::kWrites]);
+    std::string text = "reads=" + std::to_string(counters[Counter::kReads]) +
+                       " writes=" + std::to_string(counters[Counter::kWrites]) + "\n";
     const char* separator = "";
     for (const Field& field : kFields) {
         if (mode == WriteMode::kAround && field.onlyWriteCaching) {
@@ -80,10 +78,10 @@ std::string Counters::Format(WriteMode mode) const {
             const uint64_t whole = counters[field.percentOf];
             value = whole == 0 ? 0 : value * 100 / whole;
         }
-        text += fmt::format("{}{}={}", separator, field.name, value);
+        text += separator + std::string(field.name) + "=" + std::to_string(value);
         separator = " ";
     }
     return text + "\n";
 }
 
-}  // namespace simulation
+}  // namespace sizing

@@ -7,10 +7,10 @@
 #include <unordered_map>
 #include <vector>
 
-namespace simulation {
+namespace sizing {
 
 // Which slot of the SSD holds which block of the volume, which slots are dirty, and in what order they are
-// given up. It knows no disks: SsdMap brings it there and back.
+// given up. It knows no disks, but notes which pages of a map of it that lies on the SSD are out of date.
 class SlotMap {
   public:
     using Slot = uint32_t;
@@ -67,4 +67,4 @@ class SlotMap {
     uint64_t replaced_ = 0;
 };
 
-}  // namespace simulation
+}  // namespace sizing

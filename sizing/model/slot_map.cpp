@@ -1,6 +1,6 @@
-#include "simulation/kernel/slot_map.h"
+#include "sizing/model/slot_map.h"
 
-namespace simulation {
+namespace sizing {
 
 SlotMap::SlotMap(uint64_t slots) : entries_(slots) {
     byBlock_.reserve(slots);
@@ -63,4 +63,4 @@ void SlotMap::Touch(Slot slot) {
     list.splice(list.end(), list, entries_[slot].place);
 }
 
-}  // namespace simulation
+}  // namespace sizing

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace simulation {
+namespace sizing {
 
 // Recognises sequential streams among the last few that were seen.
 class SequenceTracker {
@@ -33,4 +33,4 @@ class SequenceTracker {
     size_t oldest_ = 0;
 };
 
-}  // namespace simulation
+}  // namespace sizing

@@ -3,12 +3,12 @@
 #include <optional>
 #include <vector>
 
-#include "simulation/kernel/counters.h"
-#include "simulation/kernel/knobs.h"
-#include "simulation/kernel/sequence.h"
-#include "simulation/kernel/slot_map.h"
+#include "sizing/model/counters.h"
+#include "sizing/model/knobs.h"
+#include "sizing/model/sequence.h"
+#include "sizing/model/slot_map.h"
 
-namespace simulation {
+namespace sizing {
 
 // The part of a block that a request is of.
 struct Piece {
@@ -28,7 +28,7 @@ struct Step {
 };
 
 // Decides what is cached and where, and counts it. It knows no disks: a request is decided as a whole, as if
-// all of it went well, and then carried out by a Cache.
+// all of it went well, and then carried out, or not, by whoever asked.
 class Placement {
   public:
     Placement(WriteMode mode, uint32_t blockSize, uint64_t slots)
@@ -44,6 +44,7 @@ class Placement {
     void MarkClean(SlotMap::Slot slot);
     void Count(Counter counter, uint64_t count = 1) { counters_.Add(counter, count); }
 
+    WriteMode Mode() const { return mode_; }
     SlotMap& Slots() { return slots_; }
     const SlotMap& Slots() const { return slots_; }
     KnobValues& Knobs() { return knobs_; }
@@ -71,4 +72,4 @@ class Placement {
     Counters counters_;
 };
 
-}  // namespace simulation
+}  // namespace sizing

@@ -1,8 +1,8 @@
-#include "simulation/kernel/placement.h"
+#include "sizing/model/placement.h"
 
 #include <algorithm>
 
-namespace simulation {
+namespace sizing {
 
 Piece Placement::PieceAt(uint64_t offset, uint64_t length) const {
     const uint64_t inBlock = offset % blockSize_;
@@ -151,4 +151,4 @@ void Placement::MarkClean(Slot slot) {
     slots_.SetDirty(slot, false);
 }
 
-}  // namespace simulation
+}  // namespace sizing

@@ -6,11 +6,11 @@
 #include <string>
 #include <string_view>
 
-#include "simulation/kernel/superblock.h"
+#include "sizing/model/write_mode.h"
 
-namespace simulation {
+namespace sizing {
 
-// What the kernel counts of one cache. Reads and writes are counted per block that they touch.
+// What a kernel counts of one cache. Reads and writes are counted per block that they touch.
 enum class Counter : uint8_t {
     kNone,  // counted by nothing here: no queue, no merging
     kReads,
@@ -60,4 +60,4 @@ class Counters {
     std::array<uint64_t, static_cast<size_t>(Counter::kCount)> values_{};
 };
 
-}  // namespace simulation
+}  // namespace sizing

@@ -1,8 +1,8 @@
-#include "simulation/kernel/knobs.h"
+#include "sizing/model/knobs.h"
 
 #include <charconv>
 
-namespace simulation {
+namespace sizing {
 
 std::optional<int32_t> ParseKnobValue(Knob knob, std::string_view text) {
     constexpr std::string_view kBlank(" \t\n\0", 4);
@@ -18,4 +18,4 @@ std::optional<int32_t> ParseKnobValue(Knob knob, std::string_view text) {
     return isNumber && value >= info.least && value <= info.most ? std::optional(value) : std::nullopt;
 }
 
-}  // namespace simulation
+}  // namespace sizing

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string_view>
 
-namespace simulation {
+namespace sizing {
 
 // The run-time knobs of one cache.
 enum class Knob : uint8_t {
@@ -83,4 +83,4 @@ class KnobValues {
 // allowed.
 std::optional<int32_t> ParseKnobValue(Knob knob, std::string_view text);
 
-}  // namespace simulation
+}  // namespace sizing
