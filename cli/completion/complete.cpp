@@ -9,26 +9,6 @@
 namespace cli {
 namespace {
 
-bool IsOption(const Argument& argument) {
-    return argument.name.starts_with('-');
-}
-
-bool IsFlag(const Argument& argument) {
-    return std::holds_alternative<bool*>(argument.target);
-}
-
-bool MayRepeat(const Argument& argument) {
-    return std::holds_alternative<std::vector<std::string>*>(argument.target);
-}
-
-// "-o,--output" has two.
-std::vector<std::string> SpellingsOf(const Argument& argument) {
-    const auto comma = argument.name.find(',');
-    return comma == std::string::npos
-               ? std::vector<std::string>{argument.name}
-               : std::vector<std::string>{argument.name.substr(0, comma), argument.name.substr(comma + 1)};
-}
-
 // What the words before the cursor mean.
 struct Cursor {
     const std::vector<Verb>* verbs = nullptr;  // that may be named next; empty: none
@@ -91,12 +71,6 @@ void StepOver(Cursor& cursor, const std::string& word) {
     } else if (const Argument* positional = NextPositional(cursor)) {
         cursor.given.push_back(positional->name);
     }
-}
-
-// The first sentence, as a list has little room.
-std::string InShort(const std::string& help) {
-    const auto end = help.find_first_of(";.");
-    return help.substr(0, end);
 }
 
 void OfferNames(Offers& offers, const std::vector<Offer>& names, const std::string& before) {

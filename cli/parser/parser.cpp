@@ -15,21 +15,12 @@ namespace cli {
 namespace {
 
 constexpr const char* kFooter =
-    "EXIT CODES\n"
-    "  0  done; the answer to a question is yes\n"
-    "  1  failed, in part or as a whole, or the answer could not be written\n"
-    "  2  wrong usage, nothing was tried\n"
-    "  3  the answer to a question is no; the verbs that ask one say so in their help\n"
-    "  doctor, as monitoring expects: 0 well, 1 warning, 2 critical, 3 could not tell\n"
     "\n"
     "Answers go to standard output, remarks, questions and errors to standard error;\n"
     "with --json everything is one JSON object on standard output, errors too.\n"
     "A flush that shows its progress puts such an object a line ahead of its answer.\n"
     "A table that is too wide for its terminal leaves out columns: --wide shows them.\n"
     "\"vemocachectl help VERB\" tells more about a verb.";
-
-constexpr const char* kDryRunHelp =
-    "tell the steps, the programs that they would run and what would be lost, and change nothing";
 
 // Turns "512M" or "120G" (units of 1024) into bytes.
 std::string ReadSize(std::string& text) {
@@ -71,8 +62,7 @@ void Restrict(CLI::Option& option, const Argument& argument) {
         option.type_name(argument.valueName);
     }
     // An option that may be repeated takes one value each time.
-    if (argument.name.starts_with('-') &&
-        std::holds_alternative<std::vector<std::string>*>(argument.target)) {
+    if (IsOption(argument) && MayRepeat(argument)) {
         option.allow_extra_args(false);
     }
     if (!argument.choices.empty()) {
@@ -107,8 +97,7 @@ void DeclareArguments(CLI::App& app, const Verb& verb) {
 
 std::string FooterOf(const Verb& verb) {
     const std::string example = verb.example.empty() ? "" : "Example:\n  " + verb.example + "\n\n";
-    const std::string yesOrNo = verb.no.empty() ? "" : fmt::format("  0  yes\n  3  no: {}\n", verb.no);
-    const std::string codes = verb.exits.empty() ? yesOrNo : verb.exits;
+    const std::string codes = ExitCodesOf(verb);
     return (codes.empty() ? "" : fmt::format("Exit codes:\n{}\n", codes)) + example +
            "General options and exit codes: vemocachectl --help";
 }
@@ -224,7 +213,7 @@ Request Parse(int argc, char** argv, const std::vector<Verb>& verbs, Context& co
     Request request;
     app.fallthrough();
     app.require_subcommand(1);
-    app.footer(kFooter);
+    app.footer(fmt::format("EXIT CODES\n{}{}", kExitCodes, kFooter));
     DeclareGeneralOptions(app, context);
     const std::set<std::string_view> words(argv, argv + argc);
     for (const auto& verb : verbs) {

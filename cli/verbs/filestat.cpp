@@ -122,7 +122,8 @@ std::vector<Argument> DeclareRun(RunOptions& options) {
              .completion = Completion::kFolder},
             {.name = "--id",
              .help = "under which name it is stored; default: the mount path's last part",
-             .target = &options.id},
+             .target = &options.id,
+             .valueName = "NAME"},
             {.name = "--plain",
              .help = "store days alone, in the plain format, in place of all that is stored",
              .target = &options.plain}};

@@ -180,17 +180,20 @@ std::vector<Argument> DeclareFlush(FlushOptions& options) {
          .help = "end at that time (06:00) or after that time (90m, 8h), and leave the rest dirty",
          .target = &options.deadline,
          .check = CheckDeadline,
-         .excludes = {"--cancel", "--status"}},
+         .excludes = {"--cancel", "--status"},
+         .valueName = "TIME"},
         {.name = "--until",
          .help = "end when so many percent of what was dirty are clean",
          .target = &options.untilPercent,
          .range = {1, 100},
-         .excludes = {"--cancel", "--status"}},
+         .excludes = {"--cancel", "--status"},
+         .valueName = "PERCENT"},
         {.name = "--stall",
          .help = "give up when no block came clean for so many seconds",
          .target = &options.stallSeconds,
          .range = {1, 86400},
-         .excludes = {"--cancel", "--status"}}};
+         .excludes = {"--cancel", "--status"},
+         .valueName = "SECONDS"}};
 }
 
 }  // namespace

@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include "output/filter.h"
 #include "verbs/verb.h"
 
@@ -47,6 +49,24 @@ std::vector<Argument> GeneralArguments(Context& context) {
                          .help = "show the library's log on standard error",
                          .target = &context.verbose});
     return arguments;
+}
+
+std::string ExitCodesOf(const Verb& verb) {
+    if (!verb.exits.empty()) {
+        return verb.exits;
+    }
+    return verb.no.empty() ? "" : fmt::format("  0  yes\n  3  no: {}\n", verb.no);
+}
+
+std::vector<std::string> SpellingsOf(const Argument& argument) {
+    const auto comma = argument.name.find(',');
+    return comma == std::string::npos
+               ? std::vector<std::string>{argument.name}
+               : std::vector<std::string>{argument.name.substr(0, comma), argument.name.substr(comma + 1)};
+}
+
+std::string InShort(const std::string& help) {
+    return help.substr(0, help.find_first_of(";."));
 }
 
 }  // namespace cli

@@ -62,7 +62,8 @@ std::vector<Argument> DeclareMetrics(MetricsOptions& options) {
                  "the plain text format that it reads",
          .target = &options.file,
          .check = CheckFile,
-         .completion = Completion::kFile},
+         .completion = Completion::kFile,
+         .valueName = "FILE"},
         {.name = "--plain",
          .help = "print the plain text format instead of OpenMetrics",
          .target = &options.plain}};

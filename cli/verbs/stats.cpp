@@ -76,7 +76,8 @@ std::vector<Argument> DeclareStats(StatsOptions& options) {
              .help = "read again every so many seconds, such as 2 or 0.5, and show rates: a table on a "
                      "terminal, else lines of CSV, with --json one object a line",
              .target = &options.watch,
-             .check = WhyNoSeconds},
+             .check = WhyNoSeconds,
+             .valueName = "SECONDS"},
             {.name = "--count",
              .help = "with --watch: end after so many readings",
              .target = &options.count,

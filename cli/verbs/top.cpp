@@ -119,7 +119,8 @@ std::vector<Argument> DeclareTop(TopOptions& options) {
              .help = "read every so many seconds, such as 5 or 0.5",
              .target = &options.watch,
              .showsDefault = true,
-             .check = WhyNoSeconds}};
+             .check = WhyNoSeconds,
+             .valueName = "SECONDS"}};
 }
 
 }  // namespace

@@ -60,6 +60,24 @@ struct Argument {
     std::string valueName = {};  // what the help calls the value of an option; empty: after its type
 };
 
+inline bool IsOption(const Argument& argument) {
+    return argument.name.starts_with('-');
+}
+
+inline bool IsFlag(const Argument& argument) {
+    return std::holds_alternative<bool*>(argument.target);
+}
+
+inline bool MayRepeat(const Argument& argument) {
+    return std::holds_alternative<std::vector<std::string>*>(argument.target);
+}
+
+// "-o,--output" has two.
+std::vector<std::string> SpellingsOf(const Argument& argument);
+
+// The first sentence of a help, for where there is little room.
+std::string InShort(const std::string& help);
+
 struct Verb {
     std::string name;
     std::string help;
@@ -116,6 +134,19 @@ inline Argument CacheArgument(std::string& cache) {
 
 // Options that all verbs take, which go into the context.
 std::vector<Argument> GeneralArguments(Context& context);
+
+// Of verbs that change something.
+inline constexpr const char* kDryRunHelp =
+    "tell the steps, the programs that they would run and what would be lost, and change nothing";
+
+// What the exit codes mean, a line each: those of all verbs, and those that a verb has of its own.
+inline constexpr const char* kExitCodes =
+    "  0  done; the answer to a question is yes\n"
+    "  1  failed, in part or as a whole, or the answer could not be written\n"
+    "  2  wrong usage, nothing was tried\n"
+    "  3  the answer to a question is no; the verbs that ask one say so in their help\n"
+    "  doctor, as monitoring expects: 0 well, 1 warning, 2 critical, 3 could not tell\n";
+std::string ExitCodesOf(const Verb& verb);
 
 // A verb without arguments.
 inline std::vector<Argument> NoArguments() {
