@@ -37,6 +37,7 @@ std::unique_ptr<Cache> Cache::Load(const Superblock& superblock, Disk& ssd, Disk
                                    const CleanPace& pace) {
     std::unique_ptr<Cache> cache(new Cache(superblock, ssd, space, faults, pace));
     cache->ssdMap_.Load(superblock.clean != 0);
+    cache->model_.Cleaner().Reset(pace.Nanoseconds());  // what is loaded dirty does not lie fallow at once
     cache->superblock_.clean = 0;
     WriteSuperblock(ssd, cache->superblock_);
     return cache;
@@ -49,9 +50,8 @@ Cache::Cache(const Superblock& superblock, Disk& ssd, Disk& space, Faults& fault
       faults_(faults),
       pace_(pace),
       size_(space.Size()),
-      placement_(ModelledMode(superblock.mode), superblock.blockSize, superblock.slots),
+      model_({ModelledMode(superblock.mode), superblock.blockSize, superblock.slots}),
       ssdMap_(map_, ssd),
-      writtenAt_(superblock.slots, pace_.Now()),  // what is loaded dirty does not lie fallow at once
       edges_{std::vector<char>(superblock.blockSize), std::vector<char>(superblock.blockSize)} {}
 
 bool Cache::Went(Counter errors, const std::function<void()>& work) {
@@ -65,7 +65,7 @@ bool Cache::Went(Counter errors, const std::function<void()>& work) {
 }
 
 void Cache::Read(uint64_t offset, std::span<char> into) {
-    Job job{placement_.Read(offset, into.size()), offset, into};
+    Job job{model_.Read(offset, into.size()), offset, into};
     ReadSsd(job);
     ReadSpace(job);
     if (job.failed) {
@@ -79,13 +79,9 @@ void Cache::Read(uint64_t offset, std::span<char> into) {
 
 void Cache::Write(uint64_t offset, std::span<const char> from) {
     // Read alone; readv and writev know one kind of memory.
-    Job job{placement_.Write(offset, from.size()), offset, {const_cast<char*>(from.data()), from.size()}};
-    const Clock::time_point now = pace_.Now();
-    for (const Step& step : job.steps) {
-        if (step.slot) {
-            writtenAt_[*step.slot] = now;
-        }
-    }
+    Job job{model_.Write(offset, from.size(), pace_.Nanoseconds()),
+            offset,
+            {const_cast<char*>(from.data()), from.size()}};
     FetchRests(job);
     if (job.failed) {
         Undo(job);
@@ -97,6 +93,7 @@ void Cache::Write(uint64_t offset, std::span<const char> from) {
     if (job.failed) {
         ThrowIo(superblock_.name);
     }
+    CleanAfterWrite();
 }
 
 void Cache::Discard(uint64_t offset, uint64_t length) {
@@ -104,25 +101,16 @@ void Cache::Discard(uint64_t offset, uint64_t length) {
         ThrowIo(space_.Path());
     }
     bool failed = false;
-    for (const uint64_t end = offset + length; offset < end;) {
-        const Piece piece = placement_.PieceAt(offset, end - offset);
-        offset += piece.length;
-        const auto slot = map_.Find(piece.block);
-        if (!slot) {
+    for (Step& step : model_.Discard(offset, length)) {
+        if (!step.slot) {
             continue;
         }
-        if (placement_.IsWhole(piece)) {
-            map_.Drop(*slot);
-            Count(Counter::kWriteInvalidates);
-            continue;
-        }
-        Count(Counter::kSsdWrites);
-        const std::vector<char> zeros(piece.length);
-        const uint64_t place = superblock_.SlotOffset(*slot) + piece.offset;
+        const std::vector<char> zeros(step.piece.length);
+        const uint64_t place = superblock_.SlotOffset(*step.slot) + step.piece.offset;
         if (!Went(Counter::kSsdWriteErrors, [&] { ssd_.Write(place, zeros); })) {
-            failed = failed || map_.IsDirty(*slot);
-            if (!map_.IsDirty(*slot)) {
-                map_.Drop(*slot);
+            failed = failed || step.wasDirty;
+            if (!step.wasDirty) {
+                GiveUpSlot(step);
             }
         }
     }

@@ -55,7 +55,7 @@ class Cache : public BlockTarget {
     // Leaves the SSD such that everything can be trusted when it is loaded again.
     void TakeDown();
 
-    std::string KnobText(Knob knob) const { return std::to_string(placement_.Knobs()[knob]) + "\n"; }
+    std::string KnobText(Knob knob) const { return std::to_string(model_.Knobs()[knob]) + "\n"; }
     // Takes what was written to a knob's file; an errno, 0 done.
     int SetKnob(Knob knob, std::string_view text);
     std::string Attribute() const { return forceRemove_ ? "force-remove\n" : "none\n"; }
@@ -64,7 +64,7 @@ class Cache : public BlockTarget {
     // Cleans what is due now.
     void Work();
     // How long, in milliseconds, until Work() has something to do; -1: not before a request comes.
-    int WorkWaitMs() const;
+    int WorkWaitMs();
     // Cleans up to that many blocks, whatever the knobs say; returns how many are done.
     uint64_t CleanBlocks(uint64_t count);
     uint64_t DirtyBlocks() const { return map_.Dirty(); }
@@ -101,8 +101,8 @@ class Cache : public BlockTarget {
     uint64_t SpaceOffset(const Piece& piece) const {
         return piece.block * superblock_.blockSize + piece.offset;
     }
-    int32_t Value(Knob knob) const { return placement_.Knobs()[knob]; }
-    void Count(Counter counter, uint64_t count = 1) { placement_.Count(counter, count); }
+    int32_t Value(Knob knob) const { return model_.Knobs()[knob]; }
+    void Count(Counter counter, uint64_t count = 1) { model_.Count(counter, count); }
     // Whether some work with a disk went well; a failure is counted.
     bool Went(Counter errors, const std::function<void()>& work);
 
@@ -121,13 +121,14 @@ class Cache : public BlockTarget {
     void Persist();
 
     void BeginSync();
-    bool MayCleanUnasked() const { return Value(Knob::kMaxCleanIosTotal) > 0; }
-    bool IsFallow() const;
-    std::optional<uint64_t> DirtyGoal() const;
-    // How many of the oldest dirty blocks are neighbours on both disks.
-    uint64_t OldestNeighbours(uint64_t most) const;
-    bool CleanOldest(uint64_t count);
-    bool GiveUpOldest();
+    void CleanAfterWrite();
+    void CleanExcess(uint64_t most);
+    void CleanFallow();
+    uint64_t Clean(uint64_t most, const std::function<std::optional<Cleaning::Due>()>& due);
+    void PersistCleaned(uint64_t cleaned);
+    Cleaning::Batch OldestIn(Cleaning::Set set, uint64_t most) const;
+    bool CleanBatch(const Cleaning::Batch& batch);
+    bool GiveUp(Slot slot);
 
     Superblock superblock_;
     Disk& ssd_;
@@ -135,10 +136,9 @@ class Cache : public BlockTarget {
     Faults& faults_;
     const CleanPace& pace_;
     uint64_t size_;
-    Placement placement_;
-    SlotMap& map_ = placement_.Slots();
+    CacheModel model_;
+    SlotMap& map_ = model_.Slots();
     SsdMap ssdMap_;
-    std::vector<Clock::time_point> writtenAt_;
     std::array<std::vector<char>, 2> edges_;  // the blocks at a request's ends that it is not of as a whole
     std::vector<char> cleaned_;
 

@@ -1,4 +1,4 @@
-// How a cache carries out what its placement decided: neighbours in one go, and around a disk that fails.
+// How a cache carries out what its model decided: neighbours in one go, and around a disk that fails.
 #include <algorithm>
 #include <set>
 
@@ -12,7 +12,7 @@ std::span<char> Cache::PartOf(const Job& job, const Step& step) const {
 
 // All of the block: the first and the last of a request are perhaps not wholly in its memory.
 std::span<char> Cache::WholeOf(const Job& job, const Step& step) {
-    if (placement_.IsWhole(step.piece)) {
+    if (model_.IsWhole(step.piece)) {
         return PartOf(job, step);
     }
     return edges_[&step == &job.steps.front() ? 0 : 1];
@@ -65,7 +65,7 @@ void Cache::ReadSpace(Job& job) {
             job.failed;
     }
     for (const Step& step : job.steps) {
-        if (step.isNew && !placement_.IsWhole(step.piece)) {
+        if (step.isNew && !model_.IsWhole(step.piece)) {
             const std::span<char> part = WholeOf(job, step).subspan(step.piece.offset, step.piece.length);
             std::copy(part.begin(), part.end(), PartOf(job, step).begin());
         }
@@ -124,7 +124,7 @@ void Cache::WriteSsd(Job& job, const Test& wanted) {
         job.failed = job.failed || run.isDirty;
         for (Step* step : run.steps) {
             if (run.isDirty) {
-                placement_.MarkDirty(*step->slot);
+                model_.MarkDirty(*step->slot);
                 step->toSpace = false;  // or the volume would have what the slot has not
             } else {
                 GiveUpSlot(*step);
@@ -147,7 +147,7 @@ void Cache::WriteSpace(Job& job) {
             if (!run.isDirty) {
                 GiveUpSlot(*step);
             } else if (step->slot) {
-                placement_.MarkDirty(*step->slot);
+                model_.MarkDirty(*step->slot);
             }
         }
     }

@@ -41,11 +41,11 @@ std::string Cache::Table() const {
 }
 
 std::string Cache::Stats() const {
-    return placement_.Counts().Format(placement_.Mode());
+    return model_.Counts().Format(model_.Mode());
 }
 
 std::string Cache::Errors() const {
-    const Counters& counts = placement_.Counts();
+    const Counters& counts = model_.Counts();
     return fmt::format(
         "disk_read_errors={} disk_write_errors={} ssd_read_errors={} ssd_write_errors={} "
         "memory_alloc_errors=0\n"

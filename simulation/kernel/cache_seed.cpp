@@ -35,7 +35,7 @@ bool Cache::SeedKnob(Knob knob, std::string_view text) {
     if (!value) {
         return false;
     }
-    placement_.Knobs()[knob] = *value;
+    model_.SetKnob(knob, *value);
     if (knob == Knob::kDoSync) {
         syncing_ = *value != 0 && map_.Dirty() > 0;
     }
@@ -44,11 +44,11 @@ bool Cache::SeedKnob(Knob knob, std::string_view text) {
 
 bool Cache::SeedStats(std::string_view text) {
     return ForEachCount(text, "reads",
-                        [&](std::string_view name, uint64_t value) { placement_.Counts().Set(name, value); });
+                        [&](std::string_view name, uint64_t value) { model_.Counts().Set(name, value); });
 }
 
 bool Cache::SeedErrors(std::string_view text) {
-    Counters& counts = placement_.Counts();
+    Counters& counts = model_.Counts();
     constexpr std::pair<std::string_view, Counter> kErrors[] = {
         {"disk_read_errors", Counter::kDiskReadErrors},
         {"disk_write_errors", Counter::kDiskWriteErrors},

@@ -16,10 +16,15 @@ class CleanPace {
     explicit CleanPace(uint64_t rate) : rate_(rate) {}
 
     Clock::time_point Now() const { return Clock::now() + ahead_; }
+    uint64_t Nanoseconds() const {
+        return static_cast<uint64_t>(std::chrono::nanoseconds(Now().time_since_epoch()).count());
+    }
     void MoveForward(Clock::duration time) { ahead_ += time; }
 
     void Pause(bool paused) { paused_ = paused; }
     bool Paused() const { return paused_; }
+    // Neither paused nor slowed.
+    bool IsImmediate() const { return !paused_ && rate_ == 0; }
 
     // How many blocks may be cleaned now when the last was at `last`, which moves on accordingly.
     uint64_t Budget(Clock::time_point& last) const {

@@ -1,10 +1,12 @@
 // The model of a cache that this kernel carries out.
 #pragma once
 
-#include "sizing/model/placement.h"
+#include "sizing/model/cache_model.h"
 
 namespace simulation {
 
+using sizing::CacheModel;
+using sizing::Cleaning;
 using sizing::Counter;
 using sizing::Counters;
 using sizing::kKnobs;
@@ -15,7 +17,6 @@ using sizing::kReclaimFifo;
 using sizing::kReclaimLru;
 using sizing::ParseKnobValue;
 using sizing::Piece;
-using sizing::Placement;
 using sizing::SlotMap;
 using sizing::Step;
 

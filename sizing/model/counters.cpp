@@ -1,5 +1,9 @@
 #include "sizing/model/counters.h"
 
+#include <algorithm>
+#include <cmath>
+#include <functional>
+
 namespace sizing {
 
 namespace {
@@ -50,8 +54,19 @@ constexpr Field kFields[] = {
 
 }  // namespace
 
-void Counters::Set(std::string_view name, uint64_t value) {
-    const auto put = [&](Counter counter) { values_[static_cast<size_t>(counter)] = value; };
+Counters& Counters::operator+=(const Counters& other) {
+    std::ranges::transform(values_, other.values_, values_.begin(), std::plus<>());
+    return *this;
+}
+
+void Counters::Scale(double factor) {
+    for (std::uint64_t& value : values_) {
+        value = static_cast<std::uint64_t>(std::llround(static_cast<double>(value) * factor));
+    }
+}
+
+void Counters::Set(std::string_view name, std::uint64_t value) {
+    const auto put = [&](Counter counter) { values_[static_cast<std::size_t>(counter)] = value; };
     if (name == "reads") {
         put(Counter::kReads);
     } else if (name == "writes") {
@@ -73,9 +88,9 @@ std::string Counters::Format(WriteMode mode) const {
         if (mode == WriteMode::kAround && field.onlyWriteCaching) {
             continue;
         }
-        uint64_t value = counters[field.counter];
+        std::uint64_t value = counters[field.counter];
         if (field.percentOf != Counter::kNone) {
-            const uint64_t whole = counters[field.percentOf];
+            const std::uint64_t whole = counters[field.percentOf];
             value = whole == 0 ? 0 : value * 100 / whole;
         }
         text += separator + std::string(field.name) + "=" + std::to_string(value);

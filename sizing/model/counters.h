@@ -11,7 +11,7 @@
 namespace sizing {
 
 // What a kernel counts of one cache. Reads and writes are counted per block that they touch.
-enum class Counter : uint8_t {
+enum class Counter : std::uint8_t {
     kNone,  // counted by nothing here: no queue, no merging
     kReads,
     kWrites,
@@ -47,17 +47,22 @@ enum class Counter : uint8_t {
 
 class Counters {
   public:
-    void Add(Counter counter, uint64_t count = 1) { values_[static_cast<size_t>(counter)] += count; }
-    uint64_t operator[](Counter counter) const { return values_[static_cast<size_t>(counter)]; }
+    void Add(Counter counter, std::uint64_t count = 1) {
+        values_[static_cast<std::size_t>(counter)] += count;
+    }
+    std::uint64_t operator[](Counter counter) const { return values_[static_cast<std::size_t>(counter)]; }
+    Counters& operator+=(const Counters& other);
+    // Each so many times as much.
+    void Scale(double factor);
     void Reset() { values_ = {}; }
     // By the name that Format gives it; nothing for another.
-    void Set(std::string_view name, uint64_t value);
+    void Set(std::string_view name, std::uint64_t value);
 
     // The two lines of "flashcache_stats"; a write-around cache has fewer counters than the others.
     std::string Format(WriteMode mode) const;
 
   private:
-    std::array<uint64_t, static_cast<size_t>(Counter::kCount)> values_{};
+    std::array<std::uint64_t, static_cast<std::size_t>(Counter::kCount)> values_{};
 };
 
 }  // namespace sizing

@@ -9,7 +9,7 @@
 namespace sizing {
 
 // The run-time knobs of one cache.
-enum class Knob : uint8_t {
+enum class Knob : std::uint8_t {
     kFallowDelay,
     kFallowCleanSpeed,
     kCacheAll,
@@ -29,24 +29,24 @@ enum class Knob : uint8_t {
     kCount
 };
 
-inline constexpr int32_t kReclaimFifo = 0;
-inline constexpr int32_t kReclaimLru = 1;
+inline constexpr std::int32_t kReclaimFifo = 0;
+inline constexpr std::int32_t kReclaimLru = 1;
 
 struct KnobInfo {
     std::string_view name;
-    int32_t initial;
-    int32_t least = 0;
-    int32_t most = 1;  // most are switches
+    std::int32_t initial;
+    std::int32_t least = 0;
+    std::int32_t most = 1;  // most are switches
 };
 
 // Beyond the two policies known, so that readers meet values of kernels to come; they reclaim as fifo does.
-inline constexpr int32_t kMostPolicy = 15;
-inline constexpr int32_t kMostSeconds = 365 * 24 * 60 * 60;
-inline constexpr int32_t kMostCleanIos = 65536;
-inline constexpr int32_t kMostPids = 65536;
-inline constexpr int32_t kMostSequentialKb = 1 << 30;  // 1 TiB
+inline constexpr std::int32_t kMostPolicy = 15;
+inline constexpr std::int32_t kMostSeconds = 365 * 24 * 60 * 60;
+inline constexpr std::int32_t kMostCleanIos = 65536;
+inline constexpr std::int32_t kMostPids = 65536;
+inline constexpr std::int32_t kMostSequentialKb = 1 << 30;  // 1 TiB
 
-inline constexpr std::array<KnobInfo, static_cast<size_t>(Knob::kCount)> kKnobs{
+inline constexpr std::array<KnobInfo, static_cast<std::size_t>(Knob::kCount)> kKnobs{
     {{"fallow_delay", 900, 0, kMostSeconds},
      {"fallow_clean_speed", 2, 1, 100},
      {"cache_all", 1},
@@ -68,19 +68,19 @@ inline constexpr std::array<KnobInfo, static_cast<size_t>(Knob::kCount)> kKnobs{
 class KnobValues {
   public:
     KnobValues() {
-        for (size_t i = 0; i < kKnobs.size(); ++i) {
+        for (std::size_t i = 0; i < kKnobs.size(); ++i) {
             values_[i] = kKnobs[i].initial;
         }
     }
-    int32_t& operator[](Knob knob) { return values_[static_cast<size_t>(knob)]; }
-    int32_t operator[](Knob knob) const { return values_[static_cast<size_t>(knob)]; }
+    std::int32_t& operator[](Knob knob) { return values_[static_cast<std::size_t>(knob)]; }
+    std::int32_t operator[](Knob knob) const { return values_[static_cast<std::size_t>(knob)]; }
 
   private:
-    std::array<int32_t, kKnobs.size()> values_{};
+    std::array<std::int32_t, kKnobs.size()> values_{};
 };
 
 // The number in what was written to a knob's file: one decimal in the knob's range, white space around it
 // allowed.
-std::optional<int32_t> ParseKnobValue(Knob knob, std::string_view text);
+std::optional<std::int32_t> ParseKnobValue(Knob knob, std::string_view text);
 
 }  // namespace sizing

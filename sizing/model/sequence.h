@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 
 namespace sizing {
@@ -11,26 +10,28 @@ class SequenceTracker {
   public:
     // Takes note of a request; true when it continues a stream that is by now longer than `threshold` bytes.
     //  A threshold of 0 recognises nothing.
-    bool IsLongStream(uint64_t offset, uint64_t length, uint64_t threshold) {
+    bool IsLongStream(std::uint64_t offset, std::uint64_t length, std::uint64_t threshold) {
+        ++clock_;
+        Stream* longestAgo = &streams_.front();
         for (Stream& stream : streams_) {
             if (stream.next == offset && stream.length > 0) {
-                stream.next += length;
-                stream.length += length;
+                stream = {offset + length, stream.length + length, clock_};
                 return threshold > 0 && stream.length > threshold;
             }
+            longestAgo = stream.lastSeen < longestAgo->lastSeen ? &stream : longestAgo;
         }
-        streams_[oldest_] = {offset + length, length};
-        oldest_ = (oldest_ + 1) % streams_.size();
+        *longestAgo = {offset + length, length, clock_};
         return threshold > 0 && length > threshold;
     }
 
   private:
     struct Stream {
-        uint64_t next = 0;
-        uint64_t length = 0;
+        std::uint64_t next = 0;
+        std::uint64_t length = 0;
+        std::uint64_t lastSeen = 0;
     };
     std::array<Stream, 8> streams_{};
-    size_t oldest_ = 0;
+    std::uint64_t clock_ = 0;
 };
 
 }  // namespace sizing
