@@ -15,43 +15,28 @@ namespace cli {
 namespace {
 
 constexpr const char* kStatisticsFile = "/etc/flashcache_file_statistics";
-constexpr std::array kLevelNames = {"today", "1 to 6 days ago", "7 to 29 days ago", "before"};
-
-// What was last touched in one span of time.
-struct Age {
-    std::string kind;  // "day" or "level"
-    std::string span;
-    Value files;  // levels count bytes alone
-    std::uint64_t bytes = 0;
-};
-
-struct Volume {
-    std::string id;
-    std::string time;
-    std::vector<Age> ages;
-};
 
 std::uint64_t Number(const std::string& text) {
     return std::strtoull(text.c_str(), nullptr, 10);
 }
 
 // A pair such as "2026-11-24=12,49152" or "Level_3=4096".
-void TakePair(Volume& volume, const std::string& key, const std::string& value) {
+void TakePair(AgedVolume& volume, const std::string& key, const std::string& value) {
     constexpr std::string_view kLevel = "Level_";
     if (key == "Time") {
         volume.time = value;
     } else if (key.starts_with(kLevel)) {
         const std::uint64_t level = Number(key.substr(kLevel.size()));
-        if (level < kLevelNames.size()) {
-            volume.ages.push_back({"level", kLevelNames.at(level), Value(), Number(value)});
+        if (level < kAgeLevels.size()) {
+            volume.ages.push_back({"level", kAgeLevels.at(level), Value(), Number(value)});
         }
     } else if (const auto comma = value.find(','); comma != std::string::npos) {
         volume.ages.push_back({"day", key, Number(value), Number(value.substr(comma + 1))});
     }
 }
 
-std::vector<Volume> ReadSections(std::ifstream& file) {
-    std::vector<Volume> volumes;
+std::vector<AgedVolume> ReadSections(std::ifstream& file) {
+    std::vector<AgedVolume> volumes;
     for (std::string line; std::getline(file, line);) {
         const auto equals = line.find('=');
         if (line.starts_with('[') && line.ends_with(']')) {
@@ -63,7 +48,7 @@ std::vector<Volume> ReadSections(std::ifstream& file) {
     return volumes;
 }
 
-Volume ReadPlain() {
+AgedVolume ReadPlain() {
     std::array<FLASHCACHE_FILE_STAT_DAY, 7> days{};
     std::array<char, 1024> name{};
     std::array<char, 1024> time{};
@@ -76,7 +61,7 @@ Volume ReadPlain() {
         throw LibraryFailure("the file statistics cannot be read", outcome,
                              "vemocachectl filestat run makes them anew");
     }
-    Volume volume{name.data(), time.data(), {}};
+    AgedVolume volume{name.data(), time.data(), {}};
     for (const auto& day : days) {
         volume.ages.push_back({"day", fmt::format("{:04}-{:02}-{:02}", day.Year, day.Month, day.Day),
                                day.FileCount, day.FileSizeSum});
@@ -85,7 +70,7 @@ Volume ReadPlain() {
 }
 
 // The share of a kind's bytes: levels hold all of a volume, days only its last week.
-std::uint64_t Sum(const Volume& volume, const std::string& kind) {
+std::uint64_t Sum(const AgedVolume& volume, const std::string& kind) {
     std::uint64_t sum = 0;
     for (const auto& age : volume.ages) {
         sum += age.kind == kind ? age.bytes : 0;
@@ -93,7 +78,7 @@ std::uint64_t Sum(const Volume& volume, const std::string& kind) {
     return sum;
 }
 
-Record Describe(const Volume& volume, const Age& age) {
+Record Describe(const AgedVolume& volume, const Age& age) {
     const std::uint64_t all = Sum(volume, age.kind);
     const double share = all == 0 ? 0.0 : 100.0 * static_cast<double>(age.bytes) / static_cast<double>(all);
     Record record{{{"id", "Volume", volume.id},
@@ -109,18 +94,22 @@ Record Describe(const Volume& volume, const Age& age) {
 
 }  // namespace
 
-std::vector<Record> ReadFileAges() {
-    std::vector<Record> records;
+std::vector<AgedVolume> ReadAgedVolumes() {
     std::ifstream file(kStatisticsFile);
     if (!file) {
-        return records;
+        return {};
     }
     constexpr std::string_view kPlainStart = "Volume=";
     std::string start(kPlainStart.size(), '\0');
     file.read(start.data(), static_cast<std::streamsize>(start.size()));
     file.clear();
     file.seekg(0);
-    for (const auto& volume : start == kPlainStart ? std::vector<Volume>{ReadPlain()} : ReadSections(file)) {
+    return start == kPlainStart ? std::vector<AgedVolume>{ReadPlain()} : ReadSections(file);
+}
+
+std::vector<Record> ReadFileAges() {
+    std::vector<Record> records;
+    for (const auto& volume : ReadAgedVolumes()) {
         for (const auto& age : volume.ages) {
             records.push_back(Describe(volume, age));
         }

@@ -1,4 +1,5 @@
 // How a running cache's blocks are used.
+#include "caches/thrashing.h"
 #include "doctor/check.h"
 #include "doctor/parts.h"
 
@@ -64,29 +65,26 @@ std::optional<Finding> AllDirty(const CacheFacts& cache) {
 }
 
 std::optional<Finding> Thrashing(const CacheFacts& cache) {
-    const auto total = cache.kernel ? cache.kernel->blocks.value_or(0) : 0;
-    const auto cached = cache.kernel ? cache.kernel->cachedBlocks.value_or(0) : 0;
     const auto count = [&](const char* name) {
         return static_cast<std::uint64_t>(std::max<std::int64_t>(cache.Counter(name).value_or(0), 0));
     };
-    constexpr std::uint64_t kFullPercent = 98;
-    constexpr std::uint64_t kFewHitsPercent = 20;
-    const std::uint64_t replaced = count("replacement") + count("write_replacement");
-    const std::uint64_t bypassed = count("uncached_sequential_reads");
-    const std::uint64_t reads = count("reads") - std::min(count("reads"), bypassed);
-    const std::uint64_t hits = count("read_hits");
-    if (total == 0 || cached * 100 < total * kFullPercent || replaced < total || reads < total ||
-        hits * 100 >= reads * kFewHitsPercent) {
+    BlockUse use;
+    use.total = cache.kernel ? cache.kernel->blocks.value_or(0) : 0;
+    use.cached = cache.kernel ? cache.kernel->cachedBlocks.value_or(0) : 0;
+    use.replaced = count("replacement") + count("write_replacement");
+    use.reads = count("reads") - std::min(count("reads"), count("uncached_sequential_reads"));
+    use.hits = count("read_hits");
+    if (!IsThrashing(use)) {
         return std::nullopt;
     }
     Finding finding{
         fmt::format("It is full and gives up blocks before they are read again: {}% of the reads "
                     "hit.",
-                    hits * 100 / reads)};
-    finding.details = {Number("total_blocks", "Blocks", total),
-                       Number("cached_blocks", "Cached blocks", cached),
-                       Number("replaced_blocks", "Replaced blocks", replaced),
-                       Number("reads", "Reads", reads), Number("read_hits", "Read hits", hits)};
+                    use.hits * 100 / use.reads)};
+    finding.details = {Number("total_blocks", "Blocks", use.total),
+                       Number("cached_blocks", "Cached blocks", use.cached),
+                       Number("replaced_blocks", "Replaced blocks", use.replaced),
+                       Number("reads", "Reads", use.reads), Number("read_hits", "Read hits", use.hits)};
     finding.commands = {CommandOn("status", cache)};
     finding.advice = fmt::format(
         "It is too small for what is read, or long sequential reads drive out the rest: \"{}\" lets those "

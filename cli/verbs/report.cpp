@@ -1,9 +1,8 @@
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include "doctor/describe_finding.h"
 #include "output/answer.h"
-#include "output/terminal.h"
+#include "output/step_line.h"
 #include "report/collect.h"
 #include "report/new_file.h"
 #include "report/write.h"
@@ -19,34 +18,6 @@ struct ReportOptions {
     std::string patience = "20";
     bool plain = false;
     bool force = false;
-};
-
-// A line on a terminal that tells how far the report is.
-class StepLine {
-  public:
-    explicit StepLine(bool json) : isShown_(!json && isatty(STDERR_FILENO) == 1 && !IsQuiet()) {}
-    ~StepLine() {
-        if (isShown_) {
-            PrintRemark("\r\x1b[K");
-        }
-    }
-    StepLine(const StepLine&) = delete;
-    StepLine& operator=(const StepLine&) = delete;
-
-    void Show(const std::string& step, double share) const {
-        if (!isShown_) {
-            return;
-        }
-        constexpr std::size_t kCells = 24;
-        const auto full = static_cast<std::size_t>(share * kCells);
-        const std::string line = fmt::format("[{}{}] {:3.0f}%  reading: {}", std::string(full, '#'),
-                                             std::string(kCells - full, '.'), share * 100, step);
-        const std::size_t columns = TerminalWidth(STDERR_FILENO);
-        PrintRemark(fmt::format("\r{}\x1b[K", CutToWidth(line, columns - 1)));
-    }
-
-  private:
-    bool isShown_;
 };
 
 std::uint64_t CountUnread(const Collected& all) {
@@ -67,7 +38,7 @@ void MakeReport(Context& context, const ReportOptions& options) {
     {
         const StepLine line(context.json);
         all = Collect({SecondsIn(options.seconds).count(), SecondsIn(options.patience).count()},
-                      [&](const std::string& step, double share) { line.Show(step, share); });
+                      [&](const std::string& step, double share) { line.Show("reading: " + step, share); });
     }
     const std::string archive = ArchiveOf(all, options.plain);
     file.Write(archive);

@@ -3,6 +3,7 @@
 namespace cli {
 
 // Each lies in the file of its name.
+Verb AdviseVerb();
 Verb ApmVerb();
 Verb AttributeVerb();
 Verb ConfigVerb();
@@ -33,7 +34,7 @@ Verb UnloadVerb();
 Verb WipeVerb();
 
 std::vector<Verb> AllVerbs() {
-    return {CreateVerb(),   ListVerb(),    StatusVerb(), DoctorVerb(),    ReportVerb(), StatsVerb(),
+    return {CreateVerb(),   ListVerb(),    StatusVerb(), DoctorVerb(),    ReportVerb(), AdviseVerb(), StatsVerb(),
             TopVerb(),      MetricsVerb(), LoadVerb(),   UnloadVerb(),    FlushVerb(),  DeleteVerb(),
             ExpandVerb(),   KnobVerb(),    StateVerb(),  AttributeVerb(), ConfigVerb(), ModulesVerb(),
             WipeVerb(),     SizeVerb(),    MemoryVerb(), ProbeVerb(),     SsdVerb(),    PinVerb(),
