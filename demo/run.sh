@@ -11,4 +11,6 @@ vemo-appliance --state "$work/appliance" "$here/first_boot.sh" 3>"$work/checksum
 vemo-appliance --state "$work/appliance" "$here/second_boot.sh" 3<"$work/checksums"
 # Slow enough to be cancelled on the way.
 vemo-appliance --state "$work/appliance" --clean-rate 60 "$here/third_boot.sh" 3<"$work/checksums"
+vemo-appliance --trace "$work/recorded" "$here/fourth_boot.sh"
+vemo-appliance "$here/fifth_boot.sh" 3<"$work/recorded"
 printf '\nThe story took %s seconds.\n' "$SECONDS"

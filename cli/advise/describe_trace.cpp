@@ -15,8 +15,9 @@ using sizing::CacheOutlook;
 using sizing::Kind;
 using sizing::Verdict;
 
+// Rounded down to tenths, as the kernel's counts are.
 double Percent(double share) {
-    return std::round(share * 1000) / 10;
+    return std::floor(share * 1000 + 1e-9) / 10;
 }
 
 std::uint64_t Whole(double number) {

@@ -13,6 +13,7 @@
 #include "simulation/kernel/clean_pace.h"
 #include "simulation/kernel/disk.h"
 #include "simulation/kernel/faults.h"
+#include "simulation/kernel/request_trace.h"
 #include "simulation/kernel/system_log.h"
 #include "simulation/kernel/tree.h"
 
@@ -27,7 +28,9 @@ namespace simulation {
 class Kernel {
   public:
     // `realProc` is a folder descriptor of the real /proc of the appliance's processes.
-    Kernel(std::vector<Disk> disks, SystemLog log, base::UniqueFd realProc, uint64_t cleanRate);
+    // What is asked of the cache devices is recorded in `trace`, if that is a file.
+    Kernel(std::vector<Disk> disks, SystemLog log, base::UniqueFd realProc, uint64_t cleanRate,
+           base::UniqueFd trace = {});
 
     Tree& Files() { return tree_; }
     SystemLog& Log() { return log_; }
@@ -97,6 +100,7 @@ class Kernel {
     SystemLog log_;
     base::UniqueFd realProc_;
     CleanPace pace_;
+    RequestTrace trace_;
     Faults faults_;
     bool powerIsCut_ = false;
     std::map<std::string, std::string> forcedTexts_;  // what an info file says instead, by its name
@@ -104,6 +108,8 @@ class Kernel {
     Tree tree_;
     std::vector<std::string> modules_;  // the youngest last
     std::map<std::string, std::unique_ptr<Cache>> caches_;
+    std::map<std::string, std::unique_ptr<BlockTarget>>
+        traced_;  // what stands before them, by the same names
 };
 
 // The exit code of a kernel whose power was cut.

@@ -104,7 +104,8 @@ void Kernel::AddKnobFile(const std::string& folder, Knob knob, Cache& cache) {
 }
 
 void Kernel::AddCacheFiles(const std::string& name, Cache& cache) {
-    tree_.AddTarget("data/" + name, cache);
+    BlockTarget& target = *(traced_[name] = trace_.Around(cache, name));
+    tree_.AddTarget("data/" + name, target);
     const std::string folder = InfoFolder(cache);
     AddInfoFile(folder, "flashcache_stats", [&cache] { return cache.Stats(); });
     AddInfoFile(folder, "flashcache_errors", [&cache] { return cache.Errors(); });

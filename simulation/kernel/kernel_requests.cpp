@@ -44,8 +44,12 @@ std::optional<WriteMode> ParseMode(const std::string& text) {
     return back ? std::optional(WriteMode::kBack) : std::nullopt;
 }
 
-Kernel::Kernel(std::vector<Disk> disks, SystemLog log, base::UniqueFd realProc, uint64_t cleanRate)
-    : log_(std::move(log)), realProc_(std::move(realProc)), pace_(cleanRate) {
+Kernel::Kernel(std::vector<Disk> disks, SystemLog log, base::UniqueFd realProc, uint64_t cleanRate,
+               base::UniqueFd trace)
+    : log_(std::move(log)),
+      realProc_(std::move(realProc)),
+      pace_(cleanRate),
+      trace_(std::move(trace), pace_) {
     std::move(disks.begin(), disks.end(), std::back_inserter(disks_));
     for (Disk& disk : disks_) {
         disk.BeforeEachUse([this, &disk](const DiskRequest& request) { UseDisk(disk, request); });
@@ -198,6 +202,7 @@ Answer Kernel::RemoveCache(const Words& arguments) {
     cache->CleanForRemoval();
     TakeDown(arguments[0], *cache);
     RemoveCacheFiles(arguments[0], *cache);
+    traced_.erase(arguments[0]);
     caches_.erase(arguments[0]);
     return {};
 }

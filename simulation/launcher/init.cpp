@@ -194,7 +194,8 @@ void Init::BeKernel(std::vector<Disk> disks, base::UniqueFd fuse, base::UniqueFd
           0);  // not to be made to wait for writers that wait for us; only if allowed
     setsid();
     SystemLog log(std::move(log_), state_.OpenLog());
-    Kernel kernel(std::move(disks), std::move(log), OpenOwnProc(), options_.cleanRate);
+    Kernel kernel(std::move(disks), std::move(log), OpenOwnProc(), options_.cleanRate,
+                  options_.trace ? std::move(*options_.trace) : base::UniqueFd());
     ServeKernel(kernel, fcntl(fuse.Get(), F_DUPFD_CLOEXEC, 0), requests.Get());
     _exit(0);
 }

@@ -1,5 +1,10 @@
 // vemo-appliance: runs a command on a simulated storage appliance, and sees to running ones.
+#include <fcntl.h>
+
 #include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <limits>
 
@@ -8,7 +13,9 @@
 #include "simulation/launcher/client.h"
 #include "simulation/launcher/launcher.h"
 #include "simulation/launcher/process.h"
+#include "simulation/launcher/replay.h"
 #include "simulation/launcher/report_archive.h"
+#include "sizing/failure.h"
 
 namespace {
 
@@ -35,12 +42,21 @@ void AddWhich(CLI::App& app, Which& which) {
 struct Arguments {
     Options options;
     Which which;
+    simulation::ReplayOptions replay;
     std::string name;
     std::string value;
     uint64_t size = 0;
     bool list = false;
     int code = 0;
 };
+
+std::shared_ptr<base::UniqueFd> OpenTrace(const std::string& file) {
+    base::UniqueFd fd(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    if (!fd) {
+        throw CLI::ValidationError("--trace", file + ": " + std::strerror(errno));
+    }
+    return std::make_shared<base::UniqueFd>(std::move(fd));
+}
 
 void AddOptions(CLI::App& app, Options& options) {
     const CLI::AsSizeValue size(false);
@@ -85,6 +101,9 @@ void AddOptions(CLI::App& app, Options& options) {
         ->excludes(report);
     app.add_option("--clean-rate", options.cleanRate, "Dirty blocks written back per second (0: no limit)")
         ->capture_default_str();
+    app.add_option_function<std::string>(
+        "--trace", [&options](const std::string& file) { options.trace = OpenTrace(file); },
+        "Record what is asked of the cache devices in this file, in the text form of block traces");
 }
 
 void AddFault(CLI::App& app, Arguments& arguments) {
@@ -154,6 +173,44 @@ void AddEnter(CLI::App& app, Arguments& arguments) {
     });
 }
 
+std::vector<std::string> OwnReplay(const simulation::ReplayOptions& replay) {
+    std::vector<std::string> command = {std::filesystem::read_symlink("/proc/self/exe"),
+                                        "replay",
+                                        "--device",
+                                        replay.device,
+                                        "--speed",
+                                        std::to_string(replay.speed)};
+    if (replay.json) {
+        command.emplace_back("--json");
+    }
+    command.insert(command.end(), replay.files.begin(), replay.files.end());
+    return command;
+}
+
+void AddReplay(CLI::App& app, Arguments& arguments) {
+    CLI::App* replay = app.add_subcommand(
+        "replay",
+        "Plays recorded requests against a cache device of a running appliance, verifies what it reads, and "
+        "tells what the kernel counts of the cache");
+    AddWhich(*replay, arguments.which);
+    replay
+        ->add_option("TRACE", arguments.replay.files,
+                     "Of any format that \"vemocachectl advise trace\" reads")
+        ->required();
+    replay->add_option("--device", arguments.replay.device, "The cache device")->capture_default_str();
+    replay
+        ->add_option("--speed", arguments.replay.speed,
+                     "How many times as fast as it was recorded (0: as fast as it goes)")
+        ->check(CLI::Range(0.0, 1e9))
+        ->capture_default_str();
+    replay->add_flag("--json", arguments.replay.json, "Tell it as JSON");
+    replay->callback([&arguments] {
+        const bool isElsewhere = !arguments.which.stateFolder.empty() || arguments.which.process != 0;
+        arguments.code = isElsewhere ? simulation::Enter(arguments.which, OwnReplay(arguments.replay))
+                                     : simulation::Replay(arguments.replay);
+    });
+}
+
 // What follows the options; none of it may look like one, unless "--" stands before it.
 std::vector<std::string> CommandOf(const CLI::App& app) {
     std::vector<std::string> command = app.remaining();
@@ -185,6 +242,7 @@ int Serve(int argc, char** argv) {
     AddGrow(app, arguments);
     AddClock(app, arguments);
     AddEnter(app, arguments);
+    AddReplay(app, arguments);
     try {
         app.parse(argc, argv);
         if (!app.get_subcommands().empty()) {
@@ -195,6 +253,9 @@ int Serve(int argc, char** argv) {
             throw CLI::RequiredError("COMMAND");
         }
         return simulation::RunAppliance(arguments.options);
+    } catch (const sizing::Failure& failure) {
+        simulation::Complain(failure.what() + std::string(": ") + failure.why);
+        return simulation::kExitFailed;
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : simulation::kExitFailed;
     }

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "base/unique_fd.h"
 #include "simulation/launcher/reported_state.h"
 
 namespace simulation {
@@ -19,6 +21,7 @@ struct Options {
     uint64_t cleanRate = 0;                 // blocks per second, 0: as fast as it goes
     std::optional<uint64_t> volatileSeed;   // disks have a volatile cache; chooses what a power cut takes
     std::optional<ReportedState> reported;  // boots into this, with its disks and no others
+    std::shared_ptr<base::UniqueFd> trace;  // what is asked of the cache devices goes there; may be none
     std::vector<std::string> command;
 };
 
