@@ -19,6 +19,7 @@ namespace {
 
 struct UnloadOptions {
     std::string cache;
+    bool all = false;
 };
 
 // The device writes back on its way down, where no one could tell any more what was given up.
@@ -77,19 +78,17 @@ std::string HeadlineOfUnload(const Cache& cache, std::optional<std::uint64_t> le
                        headline, number, stale);
 }
 
-void TellUnloaded(const Context& context, const Cache& cache, std::optional<std::uint64_t> left) {
+Record UnloadedRecord(const Cache& cache, std::optional<std::uint64_t> left) {
     Record record = Identity(cache);
     record.fields.insert(
         record.fields.end(),
         {{"dirty_blocks_left", "Dirty blocks left", left ? Value(*left) : Value()},
          {"dirty_bytes_left", "Dirty left", BytesOf(left, cache.BlockSize()), Format::kBytes}});
-    Print(One("unloaded", record, HeadlineOfUnload(cache, left)), context.json);
+    return record;
 }
 
-void Unload(const Context& context, const UnloadOptions& options) {
-    const LifecycleLock lock("unload");
-    Inventory inventory = TakeInventory();
-    const Cache& cache = FindRunning(inventory, options.cache);
+// Returns how many blocks lie on the SSD alone then, at the most.
+std::optional<std::uint64_t> UnloadCache(const Cache& cache) {
     RequireIdle(cache);
     const FlushLock noFlush(cache);
     const auto left = MostLeft(cache);
@@ -99,17 +98,63 @@ void Unload(const Context& context, const UnloadOptions& options) {
     if (cache.entry != nullptr) {
         After(HeadlineOfUnload(cache, left) + " But ", [&] { MarkLoaded(cache.Name(), false); });
     }
-    TellUnloaded(context, cache, left);
+    return left;
+}
+
+// A cache that stays up keeps no other from going down.
+void UnloadAll(Context& context, const Inventory& inventory) {
+    Answer answer{"caches", Layout::kTable, {}, "", "No cache is up."};
+    for (const auto& cache : inventory.caches) {
+        if (!cache.IsUp()) {
+            continue;
+        }
+        std::string problem;
+        std::optional<std::uint64_t> left = MostLeft(cache);
+        try {
+            left = UnloadCache(cache);
+        } catch (const Failure& failure) {
+            problem = failure.what + ": " + failure.why;
+            context.failed = true;
+            if (IsDryRun()) {
+                NoteProblem(problem);
+            }
+        }
+        Record record = UnloadedRecord(cache, left);
+        record.fields.push_back({"problem", "Problem", KnownText(problem), Format::kSentence, false, true});
+        answer.records.push_back(std::move(record));
+    }
+    Print(answer, context.json);
+}
+
+void Unload(Context& context, const UnloadOptions& options) {
+    if (options.cache.empty() && !options.all) {
+        throw Failure{"wrong usage", "CACHE or --all is required", "vemocachectl unload --help", std::nullopt,
+                      FailureKind::kUsage};
+    }
+    const LifecycleLock lock("unload");
+    Inventory inventory = TakeInventory();
+    if (options.all) {
+        UnloadAll(context, inventory);
+        return;
+    }
+    const Cache& cache = FindRunning(inventory, options.cache);
+    const auto left = UnloadCache(cache);
+    Print(One("unloaded", UnloadedRecord(cache, left), HeadlineOfUnload(cache, left)), context.json);
+}
+
+std::vector<Argument> DeclareUnload(UnloadOptions& options) {
+    Argument cache = CacheArgument(options.cache);
+    cache.required = false;
+    return {cache,
+            {.name = "--all", .help = "all that are up", .target = &options.all, .excludes = {"CACHE"}}};
 }
 
 }  // namespace
 
 Verb UnloadVerb() {
     return MakeVerb<UnloadOptions>(
-        "unload", "Take a cache device down; its blocks and metadata stay on the SSD",
-        "vemocachectl unload cachedev_0",
-        [](UnloadOptions& options) -> std::vector<Argument> { return {CacheArgument(options.cache)}; },
-        Unload);
+        "unload", "Take a cache device down, or all; their blocks and metadata stay on the SSDs",
+        "vemocachectl unload cachedev_0", DeclareUnload, Unload);
 }
 
 }  // namespace cli

@@ -189,6 +189,23 @@ TEST(Delete, JudgesAgainWhatChangedDuringItsQuestion) {
     EXPECT_EQ(DirtyBlocks(), 28);
 }
 
+TEST(Unload, OfAllLeavesNoneUpForAnother) {
+    CreateDirtyCache();
+    ASSERT_EQ(Tool({"create", "/dev/md4", "/dev/vg1/volume_2", "--size", "32M"}).code, 0);
+    ASSERT_EQ(RunProgram({"mkfs.ext4", "-q", "/dev/mapper/cachedev_1"}).code, 0);
+    ASSERT_EQ(RunProgram({"mount", "/dev/mapper/cachedev_1", "/mnt"}).code, 0);
+    const Json some = Answer({"unload", "--all"}, 1)["caches"];
+    EXPECT_EQ(some[0]["dirty_blocks_left"], kDirty);
+    EXPECT_TRUE(some[0]["problem"].IsNull());
+    EXPECT_THAT(std::string(some[1]["problem"]), HasSubstr("it is mounted on /mnt"));
+    ASSERT_EQ(RunProgram({"umount", "/mnt"}).code, 0);
+    EXPECT_EQ(Answer({"unload", "--all"})["caches"].size(), 1U);
+    EXPECT_EQ(Answer({"unload", "--all"})["caches"].size(), 0U);
+    EXPECT_EQ(Tool({"unload"}).code, kUsage);
+    ASSERT_EQ(Tool({"load", "--all"}).code, 0);
+    EXPECT_EQ(DirtyBlocks(), kDirty);
+}
+
 TEST(Unload, TellsWhatStaysOnTheSsd) {
     CreateDirtyCache();
     const Ran ran = Tool({"unload", "cachedev_0", "--json"});

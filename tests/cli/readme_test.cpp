@@ -2,11 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <fstream>
 #include <regex>
 #include <sstream>
-#include <thread>
 
 #include "cli/tool.h"
 
@@ -88,19 +86,17 @@ void WriteFiles() {
     }
 }
 
-// A flush on a terminal until its bar tells how long it takes. The kernel cleans block by block meanwhile:
-// how fast this machine is makes no difference.
-std::string FlushUntilItsRateShows(const Words& words) {
+// A flush on a terminal until its bar tells how long it takes: after it has shown how much there is, half of
+// that is written back, and the rest stays for as long as it likes to show the rate.
+std::string FlushUntilItsRateShows(Words words) {
     Fault("cleaning", "pause");
-    std::atomic<bool> isOver = false;
-    std::thread cleaning([&] {
-        while (!isOver) {
-            Fault("cleaning", "1");
-        }
-    });
-    const Ran ran = ToolOnTerminal(words, "to go", "\x1c", 120);  // Ctrl-\ ends it
-    isOver = true;
-    cleaning.join();
+    words.insert(words.begin(), VEMOCACHECTL_PATH);
+    const auto cleanHalf = [](pid_t) {
+        Fault("cleaning", std::to_string(DirtyBlocks() / 2));
+        return std::string();
+    };
+    const Ran ran = OnTerminal(words, {{"left", cleanHalf}, {"to go", [](pid_t) { return "\x1c"; }}}, 120,
+                               24);  // Ctrl-\ ends it
     return ran.out;
 }
 

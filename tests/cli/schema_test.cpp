@@ -93,7 +93,8 @@ const Story kOfCaches = {
     {"error", {"unload", "nothing"}, 1},
     {"error", {"list", "-o", "nothing"}, kUsage},
     {"delete", {"delete", "cachedev_0"}},
-    {"unload", {"unload", "cachedev_1"}},
+    {"unload-all", {"unload", "--all"}},
+    {"unload-all", {"unload", "--all"}},
     {"wipe", {"wipe", "/dev/md4", "--discard-metadata"}},
     {"config-removed", {"config", "remove", "md4+volume_2", "--forget-cache"}},
 };
