@@ -8,7 +8,8 @@ file(RELATIVE_PATH prefixFromPc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 
 set_target_properties(vemoflashcache vemocore vemosdk vemosysnotify PROPERTIES INSTALL_RPATH "$ORIGIN")
 
-install(TARGETS vemoflashcache vemocore vemosdk vemosysnotify EXPORT vemoflashcacheTargets)
+install(TARGETS vemoflashcache EXPORT vemoflashcacheTargets)
+install(TARGETS vemocore vemosdk vemosysnotify LIBRARY NAMELINK_SKIP)
 install(TARGETS vemocachectl)
 install(FILES include/vemoflashcache.h TYPE INCLUDE)
 
@@ -27,3 +28,8 @@ install(FILES contrib/completion/vemocachectl.bash DESTINATION ${CMAKE_INSTALL_D
   RENAME vemocachectl)
 install(FILES contrib/completion/_vemocachectl DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
 install(FILES contrib/completion/vemocachectl.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+
+# Units that whoever wants them enables.
+set(VEMO_UNIT_FOLDER lib/systemd/system CACHE STRING "Where systemd looks for units")
+file(GLOB units CONFIGURE_DEPENDS contrib/systemd/*.service contrib/systemd/*.timer)
+install(FILES ${units} DESTINATION ${VEMO_UNIT_FOLDER})

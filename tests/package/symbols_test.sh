@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# symbols_test.sh LIBRARY MAP HEADER: header, version map and dynamic symbol table name the same functions,
-# and the library is linked as we promise.
+# symbols_test.sh LIBRARY MAP HEADER PACKAGED: header, version map, dynamic symbol table and the package's list of symbols
+# name the same functions, and the library is linked as we promise.
 set -euo pipefail
-library=$1 map=$2 header=$3
+library=$1 map=$2 header=$3 packaged=$4
 
 Fail() {
     echo "$*" >&2
@@ -29,6 +29,12 @@ LibraryNames() {
     nm -D --defined-only --with-symbol-versions "$library" | awk '$2 != "A" { print $3 }' | sort
 }
 
+# The same of the package's list, which has the version's own name, too.
+PackagedNames() {
+    sed -nE 's/^ ([A-Za-z0-9_]+)@([A-Za-z0-9_.]+) .*/\1@@\2/p' "$packaged" |
+        awk -F@@ '$1 != $2' | sort
+}
+
 Same() {
     local what=$1 left=$2 right=$3
     [ -n "$left" ] || Fail "$what: nothing found"
@@ -37,6 +43,7 @@ Same() {
 
 Same "header and map" "$(HeaderNames)" "$(MapNames | sed 's/@@.*//')"
 Same "map and library" "$(MapNames)" "$(LibraryNames)"
+Same "map and package" "$(MapNames)" "$(PackagedNames)"
 
 # The loader is the C library's own part: it hands out what each thread has to itself.
 readonly mayNeed='lib(vemo(core|sdk|sysnotify)|stdc\+\+|c|m)\.so\.6|libgcc_s\.so\.1|ld-linux[-a-z0-9_]*\.so\.[0-9]'
