@@ -34,11 +34,11 @@ Verb UnloadVerb();
 Verb WipeVerb();
 
 std::vector<Verb> AllVerbs() {
-    return {CreateVerb(),   ListVerb(),    StatusVerb(), DoctorVerb(),    ReportVerb(), AdviseVerb(), StatsVerb(),
-            TopVerb(),      MetricsVerb(), LoadVerb(),   UnloadVerb(),    FlushVerb(),  DeleteVerb(),
-            ExpandVerb(),   KnobVerb(),    StateVerb(),  AttributeVerb(), ConfigVerb(), ModulesVerb(),
-            WipeVerb(),     SizeVerb(),    MemoryVerb(), ProbeVerb(),     SsdVerb(),    PinVerb(),
-            FilestatVerb(), SerialsVerb(), NotifyVerb(), ApmVerb()};
+    return {CreateVerb(),  ListVerb(),     StatusVerb(),  DoctorVerb(), ReportVerb(),    AdviseVerb(),
+            StatsVerb(),   TopVerb(),      MetricsVerb(), LoadVerb(),   UnloadVerb(),    FlushVerb(),
+            DeleteVerb(),  ExpandVerb(),   KnobVerb(),    StateVerb(),  AttributeVerb(), ConfigVerb(),
+            ModulesVerb(), WipeVerb(),     SizeVerb(),    MemoryVerb(), ProbeVerb(),     SsdVerb(),
+            PinVerb(),     FilestatVerb(), SerialsVerb(), NotifyVerb(), ApmVerb()};
 }
 
 }  // namespace cli

@@ -3,7 +3,7 @@
 #include <stdio.h>
 #include <vemoflashcache.h>
 
-static const char *ModeName(int32_t mode) {
+static const char* ModeName(int32_t mode) {
     switch (mode) {
         case FLASHCACHE_WRITE_BACK:
             return "write-back";
@@ -17,7 +17,7 @@ static const char *ModeName(int32_t mode) {
 }
 
 int main(void) {
-    FLASHCACHE_STAT *caches = NULL;
+    FLASHCACHE_STAT* caches = NULL;
     const int count = VEMOFlashCacheStatGet(NULL, &caches);
     if (count < 0) {
         /* A code in the slot may be of an earlier call; here there was none. */
@@ -25,7 +25,7 @@ int main(void) {
                 (unsigned)VLIBCErrGet());
         return 1;
     }
-    for (const FLASHCACHE_STAT *cache = caches; cache != NULL; cache = cache->Next) {
+    for (const FLASHCACHE_STAT* cache = caches; cache != NULL; cache = cache->Next) {
         const uint64_t mib = cache->TotalBlocks * (uint64_t)cache->BlockSizeKB / 1024;
         printf("%s in front of %s: %s, %" PRIu64 " MiB, %u%% of the reads hit\n", cache->SSDDevPath,
                cache->SpacePath, ModeName(cache->WriteMode), mib, cache->CountStat.ReadHitPercent);

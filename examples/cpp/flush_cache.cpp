@@ -14,20 +14,20 @@ namespace {
 std::atomic<bool> isCancelled = false;
 
 struct FreeStat {
-    void operator()(FLASHCACHE_STAT *caches) const { VEMOFlashCacheStatFree(&caches); }
+    void operator()(FLASHCACHE_STAT* caches) const { VEMOFlashCacheStatFree(&caches); }
 };
 using Stat = std::unique_ptr<FLASHCACHE_STAT, FreeStat>;
 
-Stat StatOf(const std::string &device) {
+Stat StatOf(const std::string& device) {
     FLASHCACHE_STAT_SEARCH search{};
     search.type = FLASHCACHE_SEARCH_BY_CACHE_DEV_PATH;
     search.CacheDevPath = device.c_str();
-    FLASHCACHE_STAT *found = nullptr;
+    FLASHCACHE_STAT* found = nullptr;
     return VEMOFlashCacheStatGet(&search, &found) == 1 ? Stat(found) : nullptr;
 }
 
 // Until the flush is over; asks it to stop once that is wished.
-void Watch(const std::string &device, const FLASHCACHE_STAT &cache, const std::atomic<bool> &isOver) {
+void Watch(const std::string& device, const FLASHCACHE_STAT& cache, const std::atomic<bool>& isOver) {
     bool isAsked = false;
     while (!isOver) {
         const int dirty = VEMOFlashCacheDirtyBlockGet(VEMOFlashCacheGetShortDevName(cache.SSDDevPath),
@@ -44,7 +44,7 @@ void Watch(const std::string &device, const FLASHCACHE_STAT &cache, const std::a
 
 }  // namespace
 
-int main(int argc, char **argv) {
+int main(int argc, char** argv) {
     if (argc != 2) {
         std::fprintf(stderr, "usage: flush_cache /dev/mapper/cachedev_N\n");
         return 2;
