@@ -1,6 +1,8 @@
 // The pieces that manual pages are put together from, in the form that scdoc reads.
 #pragma once
 
+#include <fmt/format.h>
+
 #include <string>
 #include <string_view>
 
@@ -10,11 +12,11 @@ namespace manual {
 std::string Plain(std::string_view text);
 
 inline std::string Bold(std::string_view text) {
-    return "*" + Plain(text) + "*";
+    return fmt::format("*{}*", Plain(text));
 }
 
 inline std::string Underlined(std::string_view text) {
-    return "_" + Plain(text) + "_";
+    return fmt::format("_{}_", Plain(text));
 }
 
 // "vemocachectl-flush(8)" and its short description: what a page begins with.

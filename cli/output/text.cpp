@@ -5,9 +5,22 @@
 #include <algorithm>
 
 #include "output/table.h"
+#include "output/wrap.h"
 
 namespace cli {
 namespace {
+
+// A sentence is wrapped to the terminal; what goes elsewhere keeps to a line a field.
+std::string LabelledLines(const Field& field, std::size_t width, const Form& form) {
+    const std::string label = fmt::format("  {:<{}}  ", field.label, width);
+    const std::string value = ToText(field, form.bytes);
+    if (field.format != Format::kSentence || form.columns == 0 || IsUnknown(field)) {
+        return label + value + "\n";
+    }
+    const std::string wrapped =
+        Wrapped(value, std::string(label.size(), ' '), std::max(form.columns, label.size() + 20));
+    return label + wrapped.substr(label.size());
+}
 
 std::string BlockOf(const Record& record, const Form& form) {
     if (record.prose && !form.noHeadings) {
@@ -27,7 +40,7 @@ std::string BlockOf(const Record& record, const Form& form) {
             continue;
         }
         text += field.opensGroup ? "\n" : "";
-        text += fmt::format("  {:<{}}  {}\n", field.label, width, ToText(field, form.bytes));
+        text += LabelledLines(field, width, form);
     }
     return text;
 }

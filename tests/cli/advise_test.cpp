@@ -54,6 +54,10 @@ TEST(AdviseTrace, PlotsOnATerminalAlone) {
     const Ran shown = ToolOnTerminal({"advise", "trace", kTrace}, "Hits lost", "", 80);
     EXPECT_THAT(shown.out, HasSubstr("100% |"));
     EXPECT_THAT(shown.out, HasSubstr("^ knee"));
+    std::istringstream lines(shown.out.substr(shown.out.find("Advice")));
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LE(line.size(), 82U) << line;  // with the terminal's line end
+    }
 }
 
 TEST(AdviseTrace, CountsWhatADeviceOfThatSizeWould) {

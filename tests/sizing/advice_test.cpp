@@ -29,7 +29,7 @@ std::string TraceOf(const Load& load, std::uint64_t requests) {
     return text;
 }
 
-Advice AdviceFor(const Load& load, const AdviceOptions& options = {}, std::uint64_t requests = 60'000) {
+Advice AdviceFor(const Load& load, const AdviceOptions& options = {}, std::uint64_t requests = 30'000) {
     const PrivateFolder folder;
     WriteText(folder / "trace.csv", TraceOf(load, requests));
     AdviceOptions as = options;
