@@ -45,7 +45,7 @@ class PowerTest : public testing::TestWithParam<const char*> {
         const ShellResult result = Boot(script + "vemo-appliance fault power cut; sleep 100");
         ASSERT_EQ(result.status, 137) << result.output;
         CheckContent();
-        Note(operations, CountDone(result.output));
+        Note(operations, DoneIn(result.output));
     }
 
     void ExpectAllSynced() {
@@ -101,30 +101,36 @@ class PowerTest : public testing::TestWithParam<const char*> {
                      std::to_string(bytes) +
                      " iflag=skip_bytes skip=" + std::to_string(number * kMostSectors * kSector) +
                      " oflag=direct,seek_bytes seek=" + std::to_string(write.first * kSector) +
-                     (write.syncs ? " conv=notrunc,fsync" : " conv=notrunc");
+                     (write.syncs ? " conv=nocreat,notrunc,fsync" : " conv=nocreat,notrunc");
         return write;
     }
 
-    // The number of the last operation that was done: each tells its own.
-    static size_t CountDone(const std::string& output) {
+    // The numbers of the operations that were done: each tells its own. One that failed tells none, such as a
+    // removal while a program of the machine looks at the device.
+    static std::set<size_t> DoneIn(const std::string& output) {
         std::istringstream lines(output);
-        size_t done = 0;
+        std::set<size_t> done = {0};
         for (std::string line; std::getline(lines, line);) {
-            done = std::isdigit(static_cast<unsigned char>(line[0])) != 0 ? std::stoul(line) : done;
+            if (std::isdigit(static_cast<unsigned char>(line[0])) != 0) {
+                done.insert(std::stoul(line));
+            }
         }
         return done;
     }
 
-    // Takes down what the sectors may hold after that many operations, and perhaps a part of the next.
-    void Note(const std::vector<Operation>& operations, size_t done) {
+    // Takes down what the sectors may hold after those operations, and perhaps a part of the next.
+    void Note(const std::vector<Operation>& operations, const std::set<size_t>& done) {
+        const size_t last = *done.rbegin();
         for (size_t i = 0; i < operations.size(); ++i) {
             const Operation& operation = operations[i];
+            const bool isDone = done.contains(i + 1);
             ++lastStamp_;
-            for (uint32_t sector = 0; i <= done && sector < operation.count; ++sector) {
-                last_[operation.first + sector] = lastStamp_;
+            for (uint32_t sector = 0; i <= last && sector < operation.count; ++sector) {
+                uint32_t& lastHere = last_[operation.first + sector];
+                lastHere = isDone ? lastStamp_ : lastHere;
                 possible_[operation.first + sector].insert(lastStamp_);
             }
-            for (uint32_t sector = 0; i < done && operation.syncs && sector < kSectors; ++sector) {
+            for (uint32_t sector = 0; isDone && operation.syncs && sector < kSectors; ++sector) {
                 possible_[sector] = {last_[sector]};
             }
         }
