@@ -11,9 +11,9 @@ struct Regime {
     int total, set, cacheAll, stopSync, doSync;
 };
 inline constexpr Regime kRegimes[] = {{FLASHCACHE_HANDLE_STATE_FLUSH, 20, 10, 0, -1, 1},
-                               {FLASHCACHE_HANDLE_STATE_NORMAL, 4, 2, 1, 1, 0},
-                               {FLASHCACHE_HANDLE_STATE_REPAIRING, 0, 2, 0, 1, 0},
-                               {FLASHCACHE_HANDLE_STATE_STOP_WRITEBACK, 0, 0, 1, 1, 0}};
+                                      {FLASHCACHE_HANDLE_STATE_NORMAL, 4, 2, 1, 1, 0},
+                                      {FLASHCACHE_HANDLE_STATE_REPAIRING, 0, 2, 0, 1, 0},
+                                      {FLASHCACHE_HANDLE_STATE_STOP_WRITEBACK, 0, 0, 1, 1, 0}};
 
 // A new cache's.
 Knobs NewKnobs();
