@@ -21,11 +21,17 @@ mkdir -p "$used"/packages/{old,new} "$used/tests"
 cp "$packages"/*.deb "$used/packages/new"
 rm -f "$used"/packages/new/*-dbgsym_*
 for package in "$used"/packages/new/*.deb; do
-    dpkg-deb --raw-extract "$package" "$used/packages/work"
+    dpkg-deb --raw-extract "$package" "$used/packages/unpacked"
     version=$(dpkg-deb --field "$package" Version)
-    sed -i "/^\(Version\|Depends\):/s/\b${version//./\\.}\b/0.0.1/g" "$used/packages/work/DEBIAN/control"
-    dpkg-deb --build --root-owner-group "$used/packages/work" "$used/packages/old" >/dev/null
-    rm -r "$used/packages/work"
+    control=$used/packages/unpacked/DEBIAN/control
+    awk -v newer="$version" '
+        BEGIN { gsub(/[.]/, "[.]", newer) }
+        $1 == "Version:" || $1 == "Depends:" { gsub(newer, "0.0.1") }
+        { print }' "$control" >"$control.older"
+    grep -qx 'Version: 0.0.1' "$control.older"
+    mv "$control.older" "$control"
+    dpkg-deb --build --root-owner-group "$used/packages/unpacked" "$used/packages/old" >/dev/null
+    rm -r "$used/packages/unpacked"
 done
 cp "$here"/../debian/tests/{story,programs} "$here/in_root.sh" "$used/tests"
 
