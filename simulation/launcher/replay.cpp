@@ -189,9 +189,22 @@ std::string FileName(const std::string& path) {
     return std::filesystem::path(path).filename();
 }
 
+// The table of a cache device of the appliance that we are on. Throws where it is none, or we are on no
+// appliance: what is played would overwrite whatever else lies there.
+std::string RequireTable(const std::string& device) {
+    const std::string name = FileName(device);
+    if (device != "/dev/mapper/" + name) {
+        throw std::runtime_error(device + " is no cache device: these are /dev/mapper/cachedev_N");
+    }
+    try {
+        return SendRequest({}, {"table", name});
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(device + " is no cache device of a simulated appliance: " + error.what());
+    }
+}
+
 // The kernel's own counters of the cache, in their order.
-Counts CountersOf(const std::string& device) {
-    const std::string table = SendRequest({}, {"table", FileName(device)});
+Counts CountersOf(const std::string& table) {
     const std::string pair =
         FileName(Between(table, "ssd dev (", ")")) + "+" + FileName(Between(table, "disk dev (", ")"));
     std::ifstream file("/proc/flashcache/" + pair + "/flashcache_stats");
@@ -236,6 +249,7 @@ void Print(const Outcome& outcome, const Counts& counters, bool json) {
 }  // namespace
 
 int Replay(const ReplayOptions& options) {
+    const std::string table = RequireTable(options.device);
     sizing::Trace trace(options.files, {});
     Player player(options);
     for (auto batch = trace.NextBatch(); !batch.empty(); batch = trace.NextBatch()) {
@@ -244,7 +258,7 @@ int Replay(const ReplayOptions& options) {
         }
     }
     const Outcome outcome = player.Finish();
-    Print(outcome, CountersOf(options.device), options.json);
+    Print(outcome, CountersOf(table), options.json);
     return outcome.failed == 0 && outcome.wrongReads == 0 ? 0 : 1;
 }
 

@@ -93,12 +93,18 @@ TEST(Replay, TellsWhatWentWrong) {
         "! $a replay /tmp/made.csv >/tmp/out; grep -v 'failed 0' /tmp/out | grep failed\n"
         "$a fault read.vg1/volume_1 ok\n"
         "! $a replay /tmp/none.csv\n"
-        "! $a replay --device /dev/none /tmp/made.csv\n";
+        "! $a replay --device /dev/none /tmp/made.csv\n"
+        "! $a replay --device /dev/vg1/volume_1 /tmp/made.csv\n"
+        "! $a replay --device /dev/mapper/cachedev_9 /tmp/made.csv\n";
     const Ran ran = RunProgram({VEMO_APPLIANCE_PATH, "sh", "-ec", script});
     EXPECT_EQ(ran.code, 0) << ran.out << ran.err;
     EXPECT_THAT(ran.err, HasSubstr("/tmp/none.csv"));
     EXPECT_THAT(ran.err, HasSubstr("/dev/none"));
     EXPECT_EQ(RunProgram({VEMO_APPLIANCE_PATH, "--trace", "/nowhere/trace", "true"}).code, 125);
+    // On the machine itself nothing is written to, whatever lies there.
+    const Ran outside = RunProgram({VEMO_APPLIANCE_PATH, "replay", "/dev/null"});
+    EXPECT_EQ(outside.code, 125);
+    EXPECT_THAT(outside.err, HasSubstr("is no cache device of a simulated appliance"));
 }
 
 }  // namespace

@@ -2,20 +2,9 @@
 // tests nothing.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <string>
+#include "support/on_appliance.h"
 
 namespace {
-
-bool IsOnAppliance() {
-    std::ifstream mounts("/proc/self/mounts");
-    for (std::string line; std::getline(mounts, line);) {
-        if (line.starts_with("vemo-kernel ")) {
-            return true;
-        }
-    }
-    return false;
-}
 
 class ApplianceGuard : public testing::Environment {
   public:

@@ -18,6 +18,7 @@
 
 #include "support/appliance.h"
 #include "support/failing_memory.h"
+#include "support/on_appliance.h"
 #include "sweep/operations.h"
 
 namespace sweep {
@@ -299,7 +300,7 @@ std::optional<Options> Parse(int argc, char** argv) {
 }
 
 int Sweep(const Options& options) {
-    if (access("/run/lock/ssdcache.lock", F_OK) != 0 && access("/usr/vemo/etc", F_OK) != 0) {
+    if (!IsOnAppliance()) {
         std::cerr << "sweep-faults runs on a simulated appliance alone: ./dev sweep faults\n";
         return 2;
     }
