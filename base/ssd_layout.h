@@ -5,11 +5,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/write_mode.h"
+
 namespace base {
 
 inline constexpr char kCacheMagic[16] = "vemo-flashcache";
-
-enum class WriteMode : std::uint32_t { kThru = 0, kBack = 1, kAround = 2 };
 
 inline constexpr std::uint32_t kVersionOriginal = 2;  // blocks of 4 KiB
 inline constexpr std::uint32_t kVersionNew = 10;      // blocks of 64 KiB

@@ -11,18 +11,6 @@ namespace {
     throw std::system_error(EIO, std::generic_category(), what);
 }
 
-sizing::WriteMode ModelledMode(WriteMode mode) {
-    switch (mode) {
-        case WriteMode::kThru:
-            return sizing::WriteMode::kThru;
-        case WriteMode::kAround:
-            return sizing::WriteMode::kAround;
-        case WriteMode::kBack:
-            break;
-    }
-    return sizing::WriteMode::kBack;
-}
-
 }  // namespace
 
 std::unique_ptr<Cache> Cache::Create(const Superblock& superblock, Disk& ssd, Disk& space, Faults& faults,
@@ -50,7 +38,7 @@ Cache::Cache(const Superblock& superblock, Disk& ssd, Disk& space, Faults& fault
       faults_(faults),
       pace_(pace),
       size_(space.Size()),
-      model_({ModelledMode(superblock.mode), superblock.blockSize, superblock.slots}),
+      model_({superblock.mode, superblock.blockSize, superblock.slots}),
       ssdMap_(map_, ssd),
       edges_{std::vector<char>(superblock.blockSize), std::vector<char>(superblock.blockSize)} {}
 

@@ -3,12 +3,12 @@
 #include <optional>
 #include <vector>
 
+#include "base/write_mode.h"
 #include "sizing/model/cleaning.h"
 #include "sizing/model/counters.h"
 #include "sizing/model/knobs.h"
 #include "sizing/model/sequence.h"
 #include "sizing/model/slot_map.h"
-#include "sizing/model/write_mode.h"
 
 namespace sizing {
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <iterator>
 
 namespace sizing {
 
@@ -65,16 +66,20 @@ void Counters::Scale(double factor) {
     }
 }
 
-void Counters::Set(std::string_view name, std::uint64_t value) {
-    const auto put = [&](Counter counter) { values_[static_cast<std::size_t>(counter)] = value; };
-    if (name == "reads") {
-        put(Counter::kReads);
-    } else if (name == "writes") {
-        put(Counter::kWrites);
+std::string_view NameOf(Counter counter) {
+    if (counter == Counter::kReads || counter == Counter::kWrites) {
+        return counter == Counter::kReads ? "reads" : "writes";
     }
-    for (const Field& field : kFields) {
-        if (name == field.name && field.counter != Counter::kNone && field.percentOf == Counter::kNone) {
-            put(field.counter);
+    const auto* const found = std::ranges::find_if(kFields, [&](const Field& field) {
+        return counter != Counter::kNone && field.counter == counter && field.percentOf == Counter::kNone;
+    });
+    return found == std::end(kFields) ? std::string_view() : found->name;
+}
+
+void Counters::Set(std::string_view name, std::uint64_t value) {
+    for (std::size_t i = 0; i < values_.size(); ++i) {
+        if (!name.empty() && name == NameOf(static_cast<Counter>(i))) {
+            values_[i] = value;
         }
     }
 }

@@ -6,9 +6,11 @@
 #include <string>
 #include <string_view>
 
-#include "sizing/model/write_mode.h"
+#include "base/write_mode.h"
 
 namespace sizing {
+
+using base::WriteMode;
 
 // What a kernel counts of one cache. Reads and writes are counted per block that they touch.
 enum class Counter : std::uint8_t {
@@ -44,6 +46,9 @@ enum class Counter : std::uint8_t {
     kSsdWriteErrors,
     kCount
 };
+
+// As the kernel calls it; empty for what it does not tell.
+std::string_view NameOf(Counter counter);
 
 class Counters {
   public:
