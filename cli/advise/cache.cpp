@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 
 #include "caches/inventory.h"
 #include "caches/thrashing.h"
@@ -40,12 +39,6 @@ std::optional<Use> UseOf(const Reading& reading, std::optional<std::uint64_t> vo
                   number("reads") - std::min(number("reads"), number("uncached_sequential_reads")),
                   number("read_hits")};
     return use;
-}
-
-Value Percent(std::uint64_t part, std::uint64_t whole) {
-    return whole == 0
-               ? Value()
-               : Value(std::round(1000.0 * static_cast<double>(part) / static_cast<double>(whole)) / 10);
 }
 
 struct Judgement {
@@ -113,21 +106,21 @@ Answer AdviseOnCache(const std::string& name) {
     const std::uint64_t bytes = use->blocks.total * reading.blockSize;
     return One(
         "cache",
-        Record{
-            {{"name", "Name", cache.Name()},
-             {"verdict", "Verdict", std::string(judgement.verdict)},
-             {"advice", "Advice", judgement.advice, Format::kSentence},
-             {"size_bytes", "Size", bytes, Format::kBytes, true},
-             {"volume_bytes", "Volume", volumeBytes ? Value(*volumeBytes) : Value(), Format::kBytes},
-             {"volume_share_percent", "Of the volume, it holds",
-              Percent(use->blocks.cached, use->volumeBlocks), Format::kPercent},
-             {"cached_percent", "Filled", Percent(use->blocks.cached, use->blocks.total), Format::kPercent},
-             {"accesses", "Blocks read and written", use->references, Format::kNumber, true},
-             {"hit_percent", "Hits", Percent(use->hits, use->references), Format::kPercent},
-             {"bypassed_percent", "Passed by as streams", Percent(use->bypassed, use->references),
-              Format::kPercent},
-             {"replaced_percent", "Replaced, of its blocks", Percent(use->blocks.replaced, use->blocks.total),
-              Format::kPercent}}});
+        Record{{{"name", "Name", cache.Name()},
+                {"verdict", "Verdict", std::string(judgement.verdict)},
+                {"advice", "Advice", judgement.advice, Format::kSentence},
+                {"size_bytes", "Size", bytes, Format::kBytes, true},
+                {"volume_bytes", "Volume", volumeBytes ? Value(*volumeBytes) : Value(), Format::kBytes},
+                {"volume_share_percent", "Of the volume, it holds",
+                 PercentValue(use->blocks.cached, use->volumeBlocks), Format::kPercent},
+                {"cached_percent", "Filled", PercentValue(use->blocks.cached, use->blocks.total),
+                 Format::kPercent},
+                {"accesses", "Blocks read and written", use->references, Format::kNumber, true},
+                {"hit_percent", "Hits", PercentValue(use->hits, use->references), Format::kPercent},
+                {"bypassed_percent", "Passed by as streams", PercentValue(use->bypassed, use->references),
+                 Format::kPercent},
+                {"replaced_percent", "Replaced, of its blocks",
+                 PercentValue(use->blocks.replaced, use->blocks.total), Format::kPercent}}});
 }
 
 }  // namespace cli

@@ -141,10 +141,6 @@ std::string VerdictName(Verdict verdict) {
     return "no_requests";
 }
 
-Value OfWhole(std::uint64_t part, std::uint64_t whole) {
-    return whole == 0 ? Value() : Value(Percent(static_cast<double>(part) / static_cast<double>(whole)));
-}
-
 std::vector<Field> TraceFields(const Advice& advice) {
     const auto& reads = advice.totals.Of(Kind::kRead);
     const auto& writes = advice.totals.Of(Kind::kWrite);
@@ -153,7 +149,7 @@ std::vector<Field> TraceFields(const Advice& advice) {
         {"advice", "Advice", Sentence(advice), Format::kSentence},
         {"verdict", "Verdict", VerdictName(advice.verdict)},
         {"read_requests", "Reads", reads.requests, Format::kNumber, true},
-        {"read_percent", "Share of reads", OfWhole(reads.requests, reads.requests + writes.requests),
+        {"read_percent", "Share of reads", PercentValue(reads.requests, reads.requests + writes.requests),
          Format::kPercent},
         {"write_requests", "Writes", writes.requests, Format::kNumber},
         {"discard_requests", "Discards", advice.totals.Of(Kind::kDiscard).requests, Format::kNumber},
@@ -170,27 +166,27 @@ std::vector<Field> TraceFields(const Advice& advice) {
 // The device's own counters, as far as a trace brings them about.
 std::vector<Field> CounterFields(const sizing::Counters& counters) {
     using sizing::Counter;
-    constexpr std::pair<const char*, Counter> kTold[] = {
-        {"reads", Counter::kReads},
-        {"writes", Counter::kWrites},
-        {"read_hits", Counter::kReadHits},
-        {"write_hits", Counter::kWriteHits},
-        {"dirty_write_hits", Counter::kDirtyWriteHits},
-        {"write_miss_ssd", Counter::kWriteMissSsd},
-        {"replacement", Counter::kReplacement},
-        {"no_room", Counter::kNoRoom},
-        {"cleanings", Counter::kCleanings},
-        {"fallow_cleanings", Counter::kFallowCleanings},
-        {"disk_reads", Counter::kDiskReads},
-        {"disk_writes", Counter::kDiskWrites},
-        {"ssd_reads", Counter::kSsdReads},
-        {"ssd_writes", Counter::kSsdWrites},
-        {"uncached_reads", Counter::kUncachedReads},
-        {"uncached_writes", Counter::kUncachedWrites},
-        {"uncached_sequential_reads", Counter::kUncachedSequentialReads},
-        {"uncached_sequential_writes", Counter::kUncachedSequentialWrites}};
+    constexpr Counter kTold[] = {Counter::kReads,
+                                 Counter::kWrites,
+                                 Counter::kReadHits,
+                                 Counter::kWriteHits,
+                                 Counter::kDirtyWriteHits,
+                                 Counter::kWriteMissSsd,
+                                 Counter::kReplacement,
+                                 Counter::kNoRoom,
+                                 Counter::kCleanings,
+                                 Counter::kFallowCleanings,
+                                 Counter::kDiskReads,
+                                 Counter::kDiskWrites,
+                                 Counter::kSsdReads,
+                                 Counter::kSsdWrites,
+                                 Counter::kUncachedReads,
+                                 Counter::kUncachedWrites,
+                                 Counter::kUncachedSequentialReads,
+                                 Counter::kUncachedSequentialWrites};
     std::vector<Field> fields;
-    for (const auto& [name, counter] : kTold) {
+    for (const Counter counter : kTold) {
+        const std::string name(sizing::NameOf(counter));
         fields.push_back({name, name, counters[counter], Format::kNumber});
     }
     return fields;

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <filesystem>
 
 #include "caches/file_ages.h"
 #include "caches/memory_need.h"
@@ -23,7 +22,7 @@ struct HotBytes {
 };
 
 AgedVolume StatisticsOf(const std::string& mount) {
-    const std::string id = std::filesystem::absolute(mount).lexically_normal().filename().string();
+    const std::string id = CountedAs(mount);
     for (const auto& volume : ReadAgedVolumes()) {
         if (volume.id == id) {
             return volume;

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <utility>
@@ -93,6 +94,14 @@ Record Describe(const AgedVolume& volume, const Age& age) {
 }
 
 }  // namespace
+
+std::string CountedAs(const std::string& mount) {
+    std::error_code error;
+    auto path = std::filesystem::absolute(mount, error).lexically_normal();
+    // "/volume1/" has nothing behind its last slash.
+    path = path.has_filename() ? path : path.parent_path();
+    return path.filename();
+}
 
 std::vector<AgedVolume> ReadAgedVolumes() {
     std::ifstream file(kStatisticsFile);

@@ -27,6 +27,9 @@ struct AgedVolume {
 // The levels of age, the youngest first; they hold all of a volume, days its last week alone.
 inline constexpr std::array kAgeLevels = {"today", "1 to 6 days ago", "7 to 29 days ago", "before"};
 
+// Under which name a volume's files are counted unless another is given: the last part of its mount path.
+std::string CountedAs(const std::string& mount);
+
 // In the file's order; none without statistics. Throws a Failure when they cannot be read.
 std::vector<AgedVolume> ReadAgedVolumes();
 

@@ -58,6 +58,14 @@ std::string PartsText(const std::vector<Field>& parts, bool exactBytes) {
 
 }  // namespace
 
+Value PercentValue(std::uint64_t part, std::uint64_t whole) {
+    if (whole == 0) {
+        return {};
+    }
+    const double percent = static_cast<double>(part) * 100 / static_cast<double>(whole);
+    return part == 0 ? 0.0 : std::max(std::floor(percent * 10) / 10, 0.1);
+}
+
 std::string HumanSize(std::uint64_t bytes) {
     constexpr std::array kUnits = {"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
     if (bytes < 1024) {

@@ -66,6 +66,9 @@ Value KnownFlag(std::optional<bool> flag);
 // The bytes of so many blocks; not known where either number is not, which 0 as a block's size says.
 Value BytesOf(std::optional<std::uint64_t> blocks, std::uint64_t blockSize);
 
+// A part in percent of a whole, rounded down to tenths, but for what is there at all; not known of no whole.
+Value PercentValue(std::uint64_t part, std::uint64_t whole);
+
 // A size for people, such as "1.5 GiB"; exact numbers up to 1023 bytes.
 std::string HumanSize(std::uint64_t bytes);
 

@@ -75,13 +75,8 @@ double Tenths(double number) {
     return std::round(number * 10) / 10;
 }
 
-// Rounded down, but for what is there at all.
 Value PartOf(const Count& part, const Count& whole) {
-    if (!part || !whole || *whole == 0) {
-        return {};
-    }
-    const double percent = static_cast<double>(*part) * 100 / static_cast<double>(*whole);
-    return *part == 0 ? 0.0 : std::max(std::floor(percent * 10) / 10, 0.1);
+    return part && whole ? PercentValue(*part, *whole) : Value();
 }
 
 }  // namespace

@@ -1,15 +1,18 @@
 #include "support/kept_file.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 
 #include "base/unique_fd.h"
 #include "base/write_all.h"
+#include "support/failure.h"
 
 namespace cli {
 namespace {
@@ -45,6 +48,21 @@ bool WriteKeptFile(const std::string& path, const std::string& text, mode_t mode
         return false;
     }
     return SyncFolder(folder);
+}
+
+std::string WhyNoFile(const std::string& path) {
+    std::error_code error;
+    const auto folder = std::filesystem::absolute(path, error).parent_path();
+    return std::filesystem::is_directory(folder, error) ? ""
+                                                        : fmt::format("{} is no folder", folder.string());
+}
+
+void WriteFileForAll(const std::string& path, const std::string& text, const std::string& what) {
+    constexpr mode_t kReadableByAll = 0644;
+    if (!WriteKeptFile(path, text, kReadableByAll)) {
+        throw Failure{fmt::format("{} could not be written to {}", what, path), std::strerror(errno),
+                      "see that its folder is there, can be written and has room"};
+    }
 }
 
 }  // namespace cli

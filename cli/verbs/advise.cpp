@@ -1,8 +1,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
 #include <map>
 
 #include "advise/cache.h"
@@ -66,14 +64,10 @@ sizing::AdviceOptions OptionsFor(const AdviseTraceOptions& options, const StepLi
 }
 
 void WriteCurve(const std::string& path, const CurvePicture& picture) {
-    constexpr mode_t kReadableByAll = 0644;
     if (picture.lines.empty()) {
         throw Failure{"there is no curve to draw", "the trace has no reads and writes", ""};
     }
-    if (!WriteKeptFile(path, SvgFileOf(picture), kReadableByAll)) {
-        throw Failure{fmt::format("the picture could not be written to {}", path), std::strerror(errno),
-                      "see that its folder is there, can be written and has room"};
-    }
+    WriteFileForAll(path, SvgFileOf(picture), "the picture");
 }
 
 // For people alone: a pipe gets the numbers.
@@ -157,6 +151,7 @@ std::vector<Argument> DeclareAdviseTrace(AdviseTraceOptions& options) {
         {.name = "--svg",
          .help = "write the curve as a picture to this file",
          .target = &options.svg,
+         .check = WhyNoFile,
          .completion = Completion::kFile}};
 }
 
@@ -192,6 +187,7 @@ Verb AdviseVerb() {
                                                .help = "mount path of the volume",
                                                .target = &options.mount,
                                                .required = true,
+                                               .isFolder = true,
                                                .completion = Completion::kFolder},
                                               {.name = "--ssd",
                                                .help = "the SSD that a cache would have",

@@ -59,7 +59,7 @@ Answer AgesAnswer() {
 void RunWalk(const Context& context, const RunOptions& options) {
     const std::string mount = std::filesystem::absolute(options.mount).lexically_normal();
     RequireNoRun(mount);
-    const std::string id = options.id.empty() ? std::filesystem::path(mount).filename().string() : options.id;
+    const std::string id = options.id.empty() ? CountedAs(mount) : options.id;
     if (!context.json && !IsDryRun()) {
         Note(fmt::format("walking the shares of {}; this may take a while", mount));
     }

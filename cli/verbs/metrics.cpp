@@ -1,9 +1,4 @@
-#include <fmt/format.h>
-
-#include <cerrno>
-#include <cstring>
 #include <ctime>
-#include <filesystem>
 
 #include "doctor/doctor.h"
 #include "doctor/mutes.h"
@@ -19,8 +14,6 @@ struct MetricsOptions {
     std::string file;
     bool plain = false;
 };
-
-constexpr mode_t kReadableByAll = 0644;
 
 std::string MetricsText(Exposition exposition) {
     const Facts facts = GatherFacts();
@@ -42,17 +35,9 @@ void Metrics(Context& context, const MetricsOptions& options) {
     const std::string text = MetricsText(isPlain ? Exposition::kPlain : Exposition::kOpenMetrics);
     if (options.file.empty()) {
         PrintText(text);
-    } else if (!WriteKeptFile(options.file, text, kReadableByAll)) {
-        throw Failure{fmt::format("the metrics could not be written to {}", options.file),
-                      std::strerror(errno), "see that its folder is there, can be written and has room"};
+    } else {
+        WriteFileForAll(options.file, text, "the metrics");
     }
-}
-
-std::string CheckFile(const std::string& path) {
-    std::error_code error;
-    const auto folder = std::filesystem::absolute(path, error).parent_path();
-    return std::filesystem::is_directory(folder, error) ? ""
-                                                        : fmt::format("{} is no folder", folder.string());
 }
 
 std::vector<Argument> DeclareMetrics(MetricsOptions& options) {
@@ -61,7 +46,7 @@ std::vector<Argument> DeclareMetrics(MetricsOptions& options) {
          .help = "write them to this file instead, as a whole or not at all, for a textfile collector: in "
                  "the plain text format that it reads",
          .target = &options.file,
-         .check = CheckFile,
+         .check = WhyNoFile,
          .completion = Completion::kFile,
          .valueName = "FILE"},
         {.name = "--plain",

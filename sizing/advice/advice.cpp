@@ -5,6 +5,7 @@
 #include <deque>
 
 #include "sizing/curve/exact_curve.h"
+#include "sizing/failure.h"
 
 namespace sizing {
 namespace {
@@ -36,6 +37,17 @@ std::vector<CacheOptions> Ladder(const AdviceOptions& options) {
         }
     }
     return caches;
+}
+
+// In full each slot takes some 50 bytes.
+void RequireFullSizeFits(const AdviceOptions& options) {
+    constexpr std::uint64_t kMostSlots = std::uint64_t{1} << 25U;
+    const std::uint64_t slots = options.bytes >> options.blockSize.Shift();
+    if (options.samples == 0 && slots > kMostSlots) {
+        throw Failure("a cache of " + std::to_string(slots) + " blocks cannot be simulated in full",
+                      "the most that memory is taken for is " + std::to_string(kMostSlots) + " blocks",
+                      "the same without --exact simulates a sample of them");
+    }
 }
 
 std::vector<CacheOptions> Asked(const AdviceOptions& options) {
@@ -203,6 +215,7 @@ std::uint64_t KneeOf(const MissRatioCurve& curve) {
 }
 
 Advice AdviseOnTrace(const std::vector<std::string>& files, const AdviceOptions& options) {
+    RequireFullSizeFits(options);
     Trace trace(files, options.read);
     Pass pass(options, trace);
     Totals totals;

@@ -87,7 +87,8 @@ TEST(AdviseTrace, RefusesWhatIsNoTrace) {
         {{kTrace, "--format", "sorcery"}, kUsage, "sorcery"},
         {{kTrace, "--size", "1"}, 1, "no block"},
         {{kTrace, "--sample", "3"}, kUsage, "--sample"},
-        {{kTrace, "--svg", "/tmp/nowhere/else/curve.svg/"}, 1, "picture could not be written"},
+        {{kTrace, "--svg", "/tmp/nowhere/else/curve.svg"}, kUsage, "/tmp/nowhere/else is no folder"},
+        {{kTrace, "--exact", "--block", "4K", "--size", "100T"}, 1, "cannot be simulated in full"},
     };
     for (const auto& [words, code, says] : cases) {
         Words all = {"advise", "trace"};
@@ -153,6 +154,9 @@ TEST(AdviseVolume, GoesByTheFilesLastTouched) {
     EXPECT_EQ(volume["size_bytes"], 128 << 20);
     EXPECT_EQ(volume["ssd"], "/dev/md3");
     EXPECT_EQ(Tool({"advise", "volume", "/volume1", "--ssd", "/dev/md9"}).code, 1);
+    EXPECT_EQ(Tool({"advise", "volume", ""}).code, kUsage);
+    ASSERT_EQ(Tool({"filestat", "run", "/volume1/"}).code, 0);
+    EXPECT_EQ(Answer({"advise", "volume", "/volume1/"})["volume"]["id"], "volume1");
 }
 
 }  // namespace
