@@ -1,6 +1,7 @@
 #include "simulation/platform/whole_file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/random.h>
 
 #include <climits>
@@ -74,7 +75,14 @@ class NewFile {
         WithFreshName([&] {
             file_ = base::UniqueFd(
                 openat(folder_, name_, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC | O_NOFOLLOW, mode));
-            return static_cast<bool>(file_);
+            if (!file_) return false;
+            const bool isHeld = Hold();
+            if (isHeld && IsNamed(file_.Get())) return true;
+            // Taken for abandoned before we held it, and removed by whoever holds it; without locks by us.
+            if (!isHeld && errno != EWOULDBLOCK) unlinkat(folder_, name_, 0);
+            file_.Reset();
+            errno = EEXIST;
+            return false;
         });
     }
     NewFile(const NewFile&) = delete;
@@ -89,12 +97,14 @@ class NewFile {
     int Fd() const { return file_.Get(); }
 
     bool GiveName() {
-        return named_ || WithFreshName([&] {
-                   if (linkat(file_.Get(), "", folder_, name_, AT_EMPTY_PATH) == 0) return true;
-                   if (errno == EEXIST) return false;
-                   const std::string self = "/proc/self/fd/" + std::to_string(file_.Get());
-                   return linkat(AT_FDCWD, self.c_str(), folder_, name_, AT_SYMLINK_FOLLOW) == 0;
-               });
+        if (named_) return true;
+        if (!Hold()) return false;
+        return WithFreshName([&] {
+            if (linkat(file_.Get(), "", folder_, name_, AT_EMPTY_PATH) == 0) return true;
+            if (errno == EEXIST) return false;
+            const std::string self = "/proc/self/fd/" + std::to_string(file_.Get());
+            return linkat(AT_FDCWD, self.c_str(), folder_, name_, AT_SYMLINK_FOLLOW) == 0;
+        });
     }
     bool RenameTo(const char* name) {
         if (renameat(folder_, name_, folder_, name) != 0) return false;
@@ -103,16 +113,48 @@ class NewFile {
     }
 
   private:
+    // Few names, tried in turn, so that what a process left behind when it was killed is met and removed by
+    // the next. Only where others hold them all, such as in a folder that everybody may write to, one is
+    // drawn.
     template <typename Make>
     bool WithFreshName(const Make& make) {
-        for (int attempt = 0; attempt < 100 && !named_; ++attempt) {
-            unsigned number = 0;
-            if (getrandom(&number, sizeof number, 0) != sizeof number) return false;
+        constexpr unsigned kOrdinaryNames = 8;
+        for (unsigned attempt = 0; attempt < 100 && !named_; ++attempt) {
+            unsigned number = attempt;
+            if (attempt >= kOrdinaryNames && getrandom(&number, sizeof number, 0) != sizeof number)
+                return false;
             std::snprintf(name_, sizeof name_, ".vemo-%08x", number);
-            named_ = make();
+            named_ = make() || (errno == EEXIST && RemoveAbandoned() && make());
             if (!named_ && errno != EEXIST) return false;
         }
         return named_;
+    }
+
+    // The file is locked as long as its maker lives: so whoever meets it can tell it from one that was left
+    // behind.
+    bool Hold() const {
+        return flock(file_.Get(), LOCK_EX | LOCK_NB) == 0 || errno == ENOLCK || errno == EINVAL ||
+               errno == EOPNOTSUPP;  // a file system without locks, where nothing is taken for abandoned
+    }
+
+    // Whether the name still belongs to this file.
+    bool IsNamed(int fd) const {
+        struct stat held{};
+        struct stat named{};
+        return fstat(fd, &held) == 0 && fstatat(folder_, name_, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+               named.st_ino == held.st_ino && named.st_dev == held.st_dev;
+    }
+
+    // Removes what lies under the name if it is a file that nobody is making any more.
+    bool RemoveAbandoned() {
+        const base::UniqueFd left(openat(folder_, name_, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        struct stat status{};
+        const bool isAbandoned = left && fstat(left.Get(), &status) == 0 && S_ISREG(status.st_mode) &&
+                                 flock(left.Get(), LOCK_EX | LOCK_NB) == 0 &&
+                                 IsNamed(left.Get());  // another may have been faster, and made its own
+        const bool isGone = isAbandoned && unlinkat(folder_, name_, 0) == 0;
+        errno = EEXIST;
+        return isGone;
     }
 
     int folder_;

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -292,6 +293,10 @@ int FlashCacheDmTableParse(const char* cacheDevPath, FLASHCACHE_STAT* record) {
     while (const char* line = lines.Next()) {
         printed = true;
         ParseDmTableLine(line, table);
+    }
+    if (std::ferror(output.get()) != 0) {  // which must not pass for a device without a table
+        __extension__ LogError()("Failed to read the table of %s, Error=%m", cacheDevPath);
+        return -1;
     }
     record->SupportPin = table.supportPin;
     LogDebug()("Support pin = %d", record->SupportPin);

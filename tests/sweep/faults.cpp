@@ -1,32 +1,31 @@
-// sweep-faults: every operation of the library, while the n-th call of each kind fails, once and from then
-// on, for n from 1 until the operation no longer notices. Runs on a simulated appliance.
-#include <dirent.h>
+// Every operation while the n-th call of each kind fails, once and from then on, for n from 1 until the
+// operation no longer notices.
 #include <fcntl.h>
 #include <malloc.h>
-#include <sys/file.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <map>
 #include <optional>
-#include <set>
 
 #include "support/appliance.h"
 #include "support/failing_memory.h"
-#include "support/on_appliance.h"
-#include "sweep/operations.h"
+#include "sweep/sweep.h"
+#include "sweep/tracer.h"
 
 namespace sweep {
 namespace {
 
 constexpr const char* kAllocation = "alloc";
-constexpr const char* kKinds[] = {kAllocation,
-                                  "open",
+constexpr const char* kCalls[] = {"open",
                                   "write",
                                   "fsync",
                                   "chmod",
@@ -51,17 +50,21 @@ constexpr const char* kKinds[] = {kAllocation,
                                   "VLIBCSzHashAlloc",
                                   "VLIBCSzHashSetValue",
                                   "VLIBCSzListAlloc"};
-constexpr const char* kLocks[] = {"/run/lock/ssdcache.lock", "/run/lock/ssdcache-apm-flush.lock",
-                                  "/var/lock/cache_config_serial_list.lock"};
-constexpr const char* kFolders[] = {"/usr/vemo/etc", "/tmp"};
-constexpr unsigned kHangSeconds = 30;
-
-struct Options {
-    std::string operation;  // empty: all
-    std::string kind;
-    int number = 0;  // 0: each
-    int every = 1;   // of the numbers, each so-manieth: a sample
+// System calls that are made where no function of ours can stand between, such as inside the C library.
+struct SystemCall {
+    const char* kind;
+    std::vector<long> numbers;
+    int error;
 };
+const std::vector<SystemCall> kSystemCalls = {{"read", {SYS_read, SYS_pread64}, EIO},
+                                              {"stat", {SYS_newfstatat, SYS_fstat, SYS_statx}, EIO},
+                                              {"readdir", {SYS_getdents64}, EIO},
+                                              {"seek", {SYS_lseek}, EIO},
+                                              {"fork", {SYS_clone, SYS_clone3, SYS_vfork}, EAGAIN},
+                                              {"wait", {SYS_wait4, SYS_waitid}, ECHILD},
+                                              {"pipe", {SYS_pipe2}, EMFILE},
+                                              {"quota", {SYS_write, SYS_pwrite64}, EDQUOT}};
+constexpr unsigned kLongestCall = 30;
 
 struct Point {
     const Operation& operation;
@@ -75,23 +78,25 @@ std::string CommandOf(const Point& point) {
            std::to_string(point.number) + (point.stays ? "  (and all after it)" : "");
 }
 
-std::set<std::string> Entries(const std::string& folder) {
-    std::set<std::string> names;
-    DIR* const dir = opendir(folder.c_str());
-    while (const dirent* entry = dir == nullptr ? nullptr : readdir(dir)) {
-        names.insert(entry->d_name);
+// Asks for each, as a look into /proc would make calls that are to fail.
+std::size_t OpenDescriptors() {
+    constexpr int kMost = 256;
+    std::size_t open = 0;
+    for (int fd = 0; fd < kMost; ++fd) {
+        open += fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
     }
-    if (dir != nullptr) {
-        closedir(dir);
-    }
-    return names;
+    return open;
 }
 
-std::size_t OpenDescriptors() {
-    return Entries("/proc/self/fd").size();
+const SystemCall* SystemCallOf(const Point& point) {
+    const auto found = std::ranges::find(kSystemCalls, point.kind, &SystemCall::kind);
+    return found == kSystemCalls.end() ? nullptr : &*found;
 }
 
 void Arm(const Point& point) {
+    if (SystemCallOf(point) != nullptr) {
+        return;  // which is the tracer's work
+    }
     if (point.kind == kAllocation) {
         memory::plan = {.allocation = point.number, .stays = point.stays};
     } else {
@@ -101,6 +106,9 @@ void Arm(const Point& point) {
 
 // How many calls have failed; nothing fails any more.
 int Disarm(const Point& point) {
+    if (SystemCallOf(point) != nullptr) {
+        return 0;
+    }
     if (point.kind == kAllocation) {
         return std::exchange(memory::plan, {}).failed;
     }
@@ -114,7 +122,16 @@ bool MayKeepLock(const Point& point) {
     return point.kind == "flock" || point.kind == "VLIBCFileUnlockByFile";
 }
 
-std::string Judge(const Operation& operation, const Result& result) {
+// The C library's glob takes a folder that cannot be read to its end for one with fewer entries.
+bool MayMissDevices(const Point& point) {
+    return point.kind == "readdir" && point.operation.name == "StatGet";
+}
+
+std::string Judge(const Point& point, const Result& result) {
+    const Operation& operation = point.operation;
+    if (MayMissDevices(point) && result.value == 0) {
+        return "";
+    }
     if (std::ranges::find(operation.documented, result.value) == operation.documented.end()) {
         return "the result " + std::to_string(result.value) + " is none that is documented";
     }
@@ -126,7 +143,7 @@ std::pair<std::string, bool> Call(const Point& point) {
     Arm(point);
     const Result result = point.operation.call();
     const bool isMet = Disarm(point) > 0;
-    return {Judge(point.operation, result), isMet};
+    return {Judge(point, result), isMet};
 }
 
 // What is kept for the first time, such as a buffer of the C library's, is no leak, nor what a block that is
@@ -145,15 +162,20 @@ bool Leaks(const Point& point) {
     return true;
 }
 
-// Exit codes: 0 met and well, 1 something is wrong and told, 2 the fault was not met.
+// Of a child whose end cannot be learned nothing more can be done.
+bool MayLeaveChild(const Point& point) {
+    return point.kind == "wait";
+}
+
+// Exit codes: 0 met and well, 1 something is wrong and told, 2 the fault was not met as far as we can tell.
 int Try(const Point& point) {
-    alarm(kHangSeconds);
+    alarm(kLongestCall);
     const std::size_t before = OpenDescriptors();
     auto [wrong, isMet] = Call(point);
     if (wrong.empty() && !MayKeepLock(point) && OpenDescriptors() != before) {
         wrong = "descriptors are left open";
     }
-    if (wrong.empty() && (waitpid(-1, nullptr, WNOHANG) >= 0 || errno != ECHILD)) {
+    if (wrong.empty() && !MayLeaveChild(point) && (waitpid(-1, nullptr, WNOHANG) >= 0 || errno != ECHILD)) {
         wrong = "a child is left";
     }
     if (wrong.empty() && isMet && !point.operation.changesCaches && !MayKeepLock(point) && Leaks(point)) {
@@ -166,76 +188,22 @@ int Try(const Point& point) {
     return isMet ? 0 : 2;
 }
 
-// The files hold what they held, or what the operation makes of them, and nothing beside.
-class Files {
-  public:
-    Files() {
-        for (const char* folder : kFolders) {
-            names_[folder] = Entries(folder);
-        }
-        for (const char* file : kKept) {
-            texts_[file] = ReadWhole(file);
-        }
-    }
-    void Restore() const {
-        for (const auto& [file, text] : texts_) {
-            WriteWhole(file, text);
-        }
-    }
-    [[nodiscard]] std::string Wrong(const Operation& operation) const {
-        for (const auto& [folder, names] : names_) {
-            for (const std::string& name : Entries(folder)) {
-                // A power cut may leave one; a fault must not.
-                if (!names.contains(name) &&
-                    (name.find("XXXX") != std::string::npos || name.ends_with(".tmp"))) {
-                    return folder + "/" + name + " is left";
-                }
-            }
-        }
-        if (operation.name != "ConfigGet" && VEMOFlashCacheConfigGet(nullptr, nullptr) < 0) {
-            return "the configuration cannot be read any more";
-        }
-        for (const char* file : {appliance::kConfig, appliance::kConfigCopy}) {
-            if (ReadWhole(file).find("/dev/vg1/volume_8") == std::string::npos) {
-                return std::string(file) + " has lost another cache's entry";
-            }
-        }
-        return "";
-    }
-
-  private:
-    static constexpr const char* kKept[] = {appliance::kConfig, appliance::kConfigCopy,
-                                            "/usr/vemo/etc/flashcache_ssd_sn_list.conf"};
-    std::map<std::string, std::set<std::string>> names_;
-    std::map<std::string, std::string> texts_;
-};
-
-std::string HeldLock() {
-    for (const char* path : kLocks) {
-        const int fd = open(path, O_RDWR | O_CLOEXEC);
-        const bool isHeld = fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) != 0;
-        if (fd >= 0) {
-            close(fd);
-        }
-        if (isHeld) {
-            return std::string(path) + " is still held";
-        }
-    }
-    return "";
-}
-
-struct Tally {
-    std::map<std::string, int> points;  // tried, by kind
-    int findings = 0;
-};
-
-// Whether a further number makes sense.
-bool TryPoint(const Point& point, const Files& files, Tally& tally) {
-    if (point.operation.prepare) {
-        point.operation.prepare();
+void Begin(const Operation& operation, const Files& files) {
+    files.Restore();
+    if (operation.prepare) {
+        operation.prepare();
     }
     spy::state() = {};
-    files.Restore();
+}
+
+// How the process ended that tried it, and whether the fault was met.
+std::pair<int, bool> RunPoint(const Point& point) {
+    if (const SystemCall* const call = SystemCallOf(point)) {
+        const Traced traced = RunTraced(
+            [&] { return Try(point); },
+            {.call = point.number, .of = call->numbers, .error = call->error, .stays = point.stays});
+        return {traced.status, traced.isMet};
+    }
     std::cout.flush();
     const pid_t child = fork();
     if (child == 0) {
@@ -243,7 +211,14 @@ bool TryPoint(const Point& point, const Files& files, Tally& tally) {
     }
     int status = 0;
     waitpid(child, &status, 0);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == 2) {
+    return {status, WIFEXITED(status) && WEXITSTATUS(status) != 2};
+}
+
+// Whether a further number makes sense.
+bool TryPoint(const Point& point, const Files& files, Tally& tally) {
+    Begin(point.operation, files);
+    const auto [status, isMet] = RunPoint(point);
+    if (!isMet && WIFEXITED(status) && WEXITSTATUS(status) != 1) {
         return false;
     }
     ++tally.points[point.kind];
@@ -251,62 +226,59 @@ bool TryPoint(const Point& point, const Files& files, Tally& tally) {
     if (WIFSIGNALED(status)) {
         wrong = WTERMSIG(status) == SIGALRM ? "it hangs"
                                             : "it crashes: " + std::string(strsignal(WTERMSIG(status)));
-    } else if (WEXITSTATUS(status) == 0) {
+    } else if (WEXITSTATUS(status) != 1) {
         wrong = MayKeepLock(point) ? "" : HeldLock();
         wrong = wrong.empty() ? files.Wrong(point.operation) : wrong;
+        const auto left = files.Leftovers();  // a power cut may leave one; a fault must not
+        wrong = wrong.empty() && !left.empty() ? *left.begin() + " is left" : wrong;
     }
     if (!wrong.empty()) {
         std::cout << "finding: " << CommandOf(point) << ": " << wrong << std::endl;
     }
-    tally.findings += wrong.empty() && WIFEXITED(status) && WEXITSTATUS(status) == 0 ? 0 : 1;
-    return true;
+    tally.findings += wrong.empty() && WIFEXITED(status) && WEXITSTATUS(status) != 1 ? 0 : 1;
+    return isMet;
 }
 
-void SweepKind(const Operation& operation, const std::string& kind, const Options& options,
-               const Files& files, Tally& tally) {
-    for (const bool stays : {false, true}) {
-        for (int n = std::max(options.number, 1);; n += options.every) {
-            if (!TryPoint({operation, kind, n, stays}, files, tally)) {
-                if (n == 1) {
-                    return;  // it makes no such call at all
-                }
-                break;
-            }
-            if (options.number > 0) {
-                break;
-            }
+// How often an operation makes the calls of each kind when nothing fails.
+std::map<std::string, int> CallsOf(const Operation& operation, const Files& files) {
+    constexpr int kNever = 1 << 30;
+    std::map<std::string, int> calls;
+    Begin(operation, files);
+    memory::plan = {.allocation = kNever};
+    for (const char* kind : kCalls) {
+        spy::state().faults[kind].call = kNever;
+    }
+    operation.call();
+    calls[kAllocation] = kNever - std::exchange(memory::plan, {}).allocation;
+    for (const char* kind : kCalls) {
+        calls[kind] = kNever - spy::state().faults[kind].call;
+    }
+    Begin(operation, files);
+    const Traced traced = RunTraced([&] { return operation.call().value == 0 ? 0 : 1; }, {});
+    for (const SystemCall& call : kSystemCalls) {
+        for (const long number : call.numbers) {
+            const auto made = traced.calls.find(number);
+            calls[call.kind] += made == traced.calls.end() ? 0 : made->second;
+        }
+    }
+    return calls;
+}
+
+void SweepOperation(const Operation& operation, const Options& options, const Files& files, Places& places,
+                    Tally& tally) {
+    const auto calls = CallsOf(operation, files);
+    for (const auto& [kind, made] : calls) {
+        if (made == 0 || !IsWanted(options.kind, kind)) {
+            continue;
+        }
+        for (const bool stays : {false, true}) {
+            places.ForEach([&](int n) { return TryPoint({operation, kind, n, stays}, files, tally); }, made);
         }
     }
 }
 
-std::optional<Options> Parse(int argc, char** argv) {
-    Options options;
-    for (int i = 1; i + 1 < argc; i += 2) {
-        const std::string name = argv[i];
-        const std::string value = argv[i + 1];
-        if (name == "--operation") {
-            options.operation = value;
-        } else if (name == "--kind") {
-            options.kind = value;
-        } else if (name == "--n") {
-            options.number = std::atoi(value.c_str());
-        } else if (name == "--every") {
-            options.every = std::max(std::atoi(value.c_str()), 1);
-        } else {
-            return std::nullopt;
-        }
-    }
-    return argc % 2 == 1 ? std::optional(options) : std::nullopt;
-}
-
-int Sweep(const Options& options) {
-    if (!IsOnAppliance()) {
-        std::cerr << "sweep-faults runs on a simulated appliance alone: ./dev sweep faults\n";
-        return 2;
-    }
-    PrepareAppliance();
-    const Files files;
-    // What is done once in a process is done before anything fails.
+// What is done once in a process is done before anything fails.
+void WarmUp(const Files& files) {
     for (const Operation& operation : Operations()) {
         if (!operation.changesCaches) {
             operation.call();
@@ -314,45 +286,20 @@ int Sweep(const Options& options) {
         }
     }
     spy::state() = {};
-    Tally tally;
-    for (const Operation& operation : Operations()) {
-        if (!options.operation.empty() && operation.name != options.operation) {
-            continue;
-        }
-        for (const char* kind : kKinds) {
-            if (options.kind.empty() || options.kind == kind) {
-                SweepKind(operation, kind, options, files, tally);
-            }
-        }
-    }
-    int all = 0;
-    for (const auto& [kind, points] : tally.points) {
-        std::cout << kind << ": " << points << " points\n";
-        all += points;
-    }
-    std::cout << all << " points tried, " << tally.findings << " findings\n";
-    return tally.findings == 0 && all > 0 ? 0 : 1;
 }
 
 }  // namespace
+
+Tally SweepFaults(const Options& options, const Files& files) {
+    WarmUp(files);
+    Places places(options);
+    Tally tally;
+    for (const Operation& operation : Operations()) {
+        if (IsWanted(options.operation, operation.name)) {
+            SweepOperation(operation, options, files, places, tally);
+        }
+    }
+    return tally;
+}
+
 }  // namespace sweep
-
-// The C library's own stores of freed memory count as used: without them its numbers are exact.
-void RequireExactMemory(char** argv) {
-    constexpr const char* kTunables = "glibc.malloc.tcache_count=0:glibc.malloc.mxfast=0";
-    const char* const set = std::getenv("GLIBC_TUNABLES");
-    if (set == nullptr || std::string_view(set) != kTunables) {
-        setenv("GLIBC_TUNABLES", kTunables, 1);
-        execv("/proc/self/exe", argv);
-    }
-}
-
-int main(int argc, char** argv) {
-    RequireExactMemory(argv);
-    const auto options = sweep::Parse(argc, argv);
-    if (!options) {
-        std::cerr << "usage: sweep-faults [--operation NAME] [--kind KIND] [--n NUMBER] [--every STEP]\n";
-        return 2;
-    }
-    return sweep::Sweep(*options);
-}

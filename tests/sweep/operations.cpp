@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 
@@ -15,7 +16,9 @@ using appliance::kSpace;
 using appliance::kSsd;
 
 constexpr const char* kSection = "mine";
-constexpr const char* kShare = "/volume1/share";
+constexpr const char* kPinned = "/volume2";  // a volume that is mounted
+constexpr const char* kFile = "/volume2/share/file";
+constexpr const char* kMarker = "/tmp/flashcache_file_statistics_processing";
 const std::vector<int> kActs = {0, -1};
 const std::vector<int> kAnswers = {0, 1};
 const std::vector<int> kReads = {0, 1, -1};
@@ -102,7 +105,7 @@ Result Create() {
     FLASHCACHE_CREATE_PARAM param{};
     param.SSDDevPath = kSsd;
     param.SpacePath = kSpace;
-    param.CacheSizeKB = 16 * 1024;
+    param.CacheSizeKB = 16384;
     param.Policy.WriteMode = FLASHCACHE_WRITE_BACK;
     param.CacheVersion = FLASHCACHE_VERSION_ORIGINAL;
     return Plain(VEMOFlashCacheCreate(&param, nullptr, 0));
@@ -133,14 +136,27 @@ std::vector<Operation> ConfigOperations() {
     };
 }
 
+void RecordFlush() {
+    for (const char* file : {appliance::kConfig, appliance::kConfigCopy}) {
+        appliance::Replace(file, "[mine]\n", "[mine]\n\tFlushState=flushing\n");
+    }
+}
+
+std::string FinishCancel() {
+    VEMOFlashCacheFlushCancel(kCache);
+    return appliance::FlushStateOf() == "normal" ? "" : "the flush cannot be cancelled";
+}
+
 std::vector<Operation> KernelOperations() {
     return {
-        {"SysctlGet", kActs, ReadKnob, {}},
+        {"SysctlGet", kActs, ReadKnob, [] { SetNormalState(kSsd, kSpace); }},
         {"SysctlSet",
          kActs,
          [] { return Plain(VEMOFlashCacheDoSysctlSet(FLASHCACHE_SYSCTL_FALLOW_DELAY, 60, kSsd, kSpace)); },
          {}},
         {"SetNormalState", kActs, [] { return Plain(SetNormalState(kSsd, kSpace)); }, {}},
+        {"SetFlushState", kActs, [] { return Plain(SetFlushState(kSsd, kSpace)); },
+         [] { SetNormalState(kSsd, kSpace); }},
         {"HandleStateGet",
          {1, -1},
          [] { return Plain(VEMOFlashCacheHandleStateGet(kSsd, kSpace)); },
@@ -166,47 +182,157 @@ std::vector<Operation> KernelOperations() {
          {}},
         {"CheckMetadataExist", kAnswers, [] { return Plain(VEMOFlashCacheCheckMetadataExist(kSsd)); }, {}},
         {"IsKModuleLoad", kAnswers, [] { return Plain(VEMOFlashCacheIsKModuleLoad("flashcache")); }, {}},
-        {"FlushCancel", kReads, [] { return Plain(VEMOFlashCacheFlushCancel(kCache)); }, {}},
+        {"FlushCancel", kReads, [] { return Plain(VEMOFlashCacheFlushCancel(kCache)); }, RecordFlush, false,
+         FinishCancel},
         {"SupportSSDGet", kReads, ReadSupported, {}},
         {"IsSSDSupport", kAnswers, [] { return Plain(VEMOFlashCacheIsSSDSupport("QM-S400|240")); }, {}},
     };
 }
 
+// The marker of a run that died stays, and does not count; whoever looks after it removes it.
+std::string FinishStatistics(decltype(FlashcacheDoStatistics)* run) {
+    if (FlashcacheFileStatisticsIsProcessing() != 0) {
+        return "a run that died counts as one in progress";
+    }
+    unlink(kMarker);
+    return run("volume2", kPinned) == 0 ? "" : "a new process cannot count the files";
+}
+
+// What is no longer pinned cannot be unpinned.
+std::string FinishUnpinning() {
+    std::uint32_t isAdded = 1;
+    VEMOFlashCachePinRemoveFiles(kFile, kPinned);
+    const bool isTold = VEMOFlashCachePinIsFileAdded(kFile, &isAdded) == 0;
+    return isTold && isAdded == 0 ? "" : "the file cannot be unpinned";
+}
+
+void RemoveMarker() {
+    unlink(kMarker);
+}
+
 std::vector<Operation> FileOperations() {
     return {
-        {"PinAddFiles",
-         kActs,
-         [] { return Plain(VEMOFlashCachePinAddFiles("/volume1/share/file", "/volume1")); },
-         {}},
-        {"PinIsVolumeSupport",
-         kAnswers,
-         [] { return Plain(VEMOFlashCachePinIsVolumeSupport("/volume1")); },
-         {}},
-        {"DoStatistics", kActs, [] { return Plain(FlashcacheDoStatistics("volume1", "/volume1")); }, {}},
-        {"FileStatistics", kActs, [] { return Plain(FlashcacheFileStatistics("volume1", "/volume1")); }, {}},
-        {"GetAndParse", kActs, ReadAges, [] { FlashcacheFileStatistics("volume1", "/volume1"); }},
+        {"PinAddFiles", kActs, [] { return Plain(VEMOFlashCachePinAddFiles(kFile, kPinned)); }, {}},
+        {"PinRemoveFiles", kActs, [] { return Plain(VEMOFlashCachePinRemoveFiles(kFile, kPinned)); },
+         [] { VEMOFlashCachePinAddFiles(kFile, kPinned); }, false, FinishUnpinning},
+        {"PinIsVolumeSupport", kAnswers, [] { return Plain(VEMOFlashCachePinIsVolumeSupport(kPinned)); }, {}},
+        {"DoStatistics", kActs, [] { return Plain(FlashcacheDoStatistics("volume2", kPinned)); },
+         RemoveMarker, false, [] { return FinishStatistics(FlashcacheDoStatistics); }},
+        {"FileStatistics", kActs, [] { return Plain(FlashcacheFileStatistics("volume2", kPinned)); },
+         RemoveMarker, false, [] { return FinishStatistics(FlashcacheFileStatistics); }},
+        {"GetAndParse", kActs, ReadAges, [] { FlashcacheFileStatistics("volume2", kPinned); }},
     };
+}
+
+// What the cache held before its life was changed; it is dirty in part.
+constexpr int kBlocks = 8;
+
+bool IsUp() {
+    return access(kCache, F_OK) == 0;
+}
+
+void TakeDown() {
+    if (IsUp()) {
+        VEMOFlashCacheUnload(kCache);
+    }
+}
+
+void MakeUp() {
+    TakeDown();
+    Create();
+    appliance::WriteBlocks(kCache, kBlocks);
+}
+
+void MakeConfigured() {
+    MakeUp();
+    TakeDown();
+}
+
+void MakeOutgrown() {
+    static int megabytes = 2048;
+    MakeUp();
+    appliance::RunProgram({"vemo-appliance", "grow", kSpace, std::to_string(++megabytes) + "M"});
+}
+
+std::string LoadWhatIsDown() {
+    return IsUp() || VEMOFlashCacheLoad(kSsd, kSpace, nullptr, 0) == 0 ? "" : "it cannot be loaded";
+}
+
+std::string HoldsAll(const char* device) {
+    return appliance::HoldsBlocks(device, kBlocks) ? "" : std::string(device) + " has lost what was written";
+}
+
+std::string FinishCreate() {
+    TakeDown();
+    return Create().value == 0 ? "" : "it cannot be created";
+}
+
+std::string FinishLoad() {
+    std::string wrong = LoadWhatIsDown();
+    return wrong.empty() ? HoldsAll(kCache) : wrong;
+}
+
+std::string FinishUnload() {
+    if (IsUp() && VEMOFlashCacheUnload(kCache) != 0) {
+        return "it cannot be unloaded";
+    }
+    return FinishLoad();
+}
+
+std::string FinishFlush() {
+    return VEMOFlashCacheFlush(kCache) < 0 ? "it cannot be flushed" : HoldsAll(kSpace);
+}
+
+std::string FinishDelete() {
+    if (IsUp() && VEMOFlashCacheDelete(kCache, nullptr, 0) != 0) {
+        return "it cannot be deleted";
+    }
+    return HoldsAll(kSpace);
+}
+
+std::string FinishExpand() {
+    if (std::string wrong = LoadWhatIsDown(); !wrong.empty()) {
+        return wrong;
+    }
+    return VEMOFlashCacheExpand(kSpace) != 0 ? "it cannot be expanded" : HoldsAll(kCache);
 }
 
 // They take the cache away or make it; what they are to begin on is made anew for each try.
 std::vector<Operation> LifeOperations() {
-    const auto absent = [] { VEMOFlashCacheUnload(kCache); };
-    const auto present = [] {
-        VEMOFlashCacheUnload(kCache);
-        Create();
-    };
-    const auto unloaded = [present] {
-        present();
-        VEMOFlashCacheUnload(kCache);
-    };
     return {
-        {"Create", kActs, Create, absent, true},
-        {"Load", kActs, [] { return Plain(VEMOFlashCacheLoad(kSsd, kSpace, nullptr, 0)); }, unloaded, true},
-        {"Unload", kActs, [] { return Plain(VEMOFlashCacheUnload(kCache)); }, present, true},
-        {"Flush", kReads, [] { return Plain(VEMOFlashCacheFlush(kCache)); }, present, true},
-        {"Delete", kActs, [] { return Plain(VEMOFlashCacheDelete(kCache, nullptr, 0)); }, present, true},
+        {"Create", kActs, Create, TakeDown, true, FinishCreate},
+        {"Load", kActs, [] { return Plain(VEMOFlashCacheLoad(kSsd, kSpace, nullptr, 0)); }, MakeConfigured,
+         true, FinishLoad},
+        {"Unload", kActs, [] { return Plain(VEMOFlashCacheUnload(kCache)); }, MakeUp, true, FinishUnload},
+        {"Flush", kReads, [] { return Plain(VEMOFlashCacheFlush(kCache)); }, MakeUp, true, FinishFlush},
+        {"Delete", kActs, [] { return Plain(VEMOFlashCacheDelete(kCache, nullptr, 0)); }, MakeUp, true,
+         FinishDelete},
+        {"Expand", kActs, [] { return Plain(VEMOFlashCacheExpand(kSpace)); }, MakeOutgrown, true,
+         FinishExpand},
     };
 }
+
+constexpr const char* kWriting[] = {"ConfigSet",
+                                    "ConfigDelete",
+                                    "ConfigTmpUpdate",
+                                    "SerialListSet",
+                                    "SerialListDelete",
+                                    "ApmFlushStatusSet",
+                                    "SysctlSet",
+                                    "SetNormalState",
+                                    "SetFlushState",
+                                    "AttributeSet",
+                                    "FlushCancel",
+                                    "PinAddFiles",
+                                    "PinRemoveFiles",
+                                    "DoStatistics",
+                                    "FileStatistics",
+                                    "Create",
+                                    "Load",
+                                    "Unload",
+                                    "Flush",
+                                    "Delete",
+                                    "Expand"};
 
 }  // namespace
 
@@ -216,6 +342,9 @@ const std::vector<Operation>& Operations() {
         for (const auto& part :
              {ConfigOperations(), KernelOperations(), FileOperations(), LifeOperations()}) {
             operations.insert(operations.end(), part.begin(), part.end());
+        }
+        for (Operation& operation : operations) {
+            operation.writes = std::ranges::find(kWriting, operation.name) != std::end(kWriting);
         }
         return operations;
     }();
@@ -228,8 +357,11 @@ void PrepareAppliance() {
     VEMOFlashcacheConfigSerialListSet("c", "S1,S2");
     VEMOFlashCacheApmFlushStatusSet("k", 1);
     Create();
-    appliance::RunProgram({"mkdir", "-p", kShare});
-    appliance::Touch(std::string(kShare) + "/file");
+    appliance::RunProgram({"mkfs.ext4", "-q", "-F", "/dev/vg1/volume_2"});
+    appliance::RunProgram({"mkdir", "-p", kPinned});
+    appliance::RunProgram({"mount", "/dev/vg1/volume_2", kPinned});
+    appliance::RunProgram({"mkdir", "-p", "/volume2/share"});
+    WriteWhole(kFile, std::string(200000, 'f'));
 }
 
 }  // namespace sweep

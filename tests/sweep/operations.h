@@ -19,6 +19,10 @@ struct Operation {
     std::function<Result()> call;   // also releases what it got
     std::function<void()> prepare;  // before each try, in the driver; may be empty
     bool changesCaches = false;     // of the kernel: each try begins on a new one
+    // Of those that a kill may interrupt: what a process does that finds the work begun, and what is wrong
+    // then; empty: it calls again, which must give 0.
+    std::function<std::string()> finish = nullptr;
+    bool writes = false;
 };
 
 const std::vector<Operation>& Operations();
