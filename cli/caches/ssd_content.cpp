@@ -73,4 +73,13 @@ std::optional<SsdContent> ReadSsdContent(const std::string& ssd, std::uint64_t m
     return content;
 }
 
+bool IsBlank(const std::string& ssd) {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): open has no other form.
+    const base::UniqueFd device(open(ssd.c_str(), O_RDONLY | O_CLOEXEC));
+    std::vector<char> start(base::kMapOffset);
+    return device &&
+           pread(device.Get(), start.data(), start.size(), 0) == static_cast<ssize_t>(start.size()) &&
+           std::ranges::all_of(start, [](char byte) { return byte == 0; });
+}
+
 }  // namespace cli

@@ -31,4 +31,7 @@ inline constexpr std::uint64_t kAnyBlocks = UINT64_MAX;
 // than `mostBlocks` blocks are not counted.
 std::optional<SsdContent> ReadSsdContent(const std::string& ssd, std::uint64_t mostBlocks = kAnyBlocks);
 
+// Whether nothing stands where a cache has its superblock, as after a wipe. False when it cannot be read.
+bool IsBlank(const std::string& ssd);
+
 }  // namespace cli

@@ -7,6 +7,7 @@
 #include "caches/entry.h"
 #include "caches/fresh_pair.h"
 #include "caches/inventory.h"
+#include "caches/loading.h"
 #include "caches/lost.h"
 #include "caches/memory_need.h"
 #include "caches/metadata.h"
@@ -236,10 +237,65 @@ void TellCreated(const Context& context, const Cache& cache, const Lost& lost) {
     Print(One("cache", record, headline), context.json);
 }
 
+// A creation of this cache that was killed half-way: its entry says so.
+const Cache* Begun(const Inventory& inventory, const CreateOptions& options) {
+    const auto begun = std::ranges::find_if(inventory.caches, [&](const Cache& cache) {
+        return cache.entry != nullptr && cache.entry->CreateCritSection != 0 &&
+               SameDevice(cache.Ssd(), options.ssd) && SameDevice(cache.Volume(), options.volume);
+    });
+    return begun == inventory.caches.end() ? nullptr : &*begun;
+}
+
+void RequireSameWish(const Cache& begun, const FLASHCACHE_CREATE_PARAM& param) {
+    const FLASHCACHE_POLICY& was = begun.entry->Policy;
+    const FLASHCACHE_POLICY& is = param.Policy;
+    if (was.WriteMode != is.WriteMode || was.ReclaimPolicy != is.ReclaimPolicy ||
+        was.SkipSeqIO != is.SkipSeqIO || was.DelaySeconds != is.DelaySeconds ||
+        was.DirtyThreshPercent != is.DirtyThreshPercent || begun.entry->CacheVersion != param.CacheVersion) {
+        throw Failure{
+            fmt::format("the cache {} is up, and its creation did not finish", begun.Name()),
+            "it was begun with other options than these",
+            fmt::format("vemocachectl load {0} finishes it as it was begun; vemocachectl delete {0} "
+                        "makes room for another",
+                        begun.Name()),
+            std::nullopt, FailureKind::kInUse};
+    }
+}
+
+// The cache came up before its creation was killed: what is left are its tuning and its record.
+void FinishBegun(const Context& context, const Cache& begun, const CreateOptions& options,
+                 const Consent& consent) {
+    RequireSameWish(begun, ParamFor(options));
+    Note(fmt::format("a creation of {} was begun before and did not finish: this finishes it", begun.Name()));
+    LoadCache(begun, consent);
+    if (!IsDryRun()) {
+        Inventory after = TakeInventory();
+        TellCreated(context, Find(after, begun.Name()), Lost{});
+    }
+}
+
+// The cache did not come up before its creation was killed: its entry, whose name this returns, is all that
+// there is of it and gives way.
+std::string PassOver(Inventory& inventory, const Cache& begun) {
+    RequireKnownState(begun);
+    std::string name = begun.Name();
+    Note(fmt::format("a creation of {} was begun before and did not finish: this begins it anew", name));
+    std::erase_if(inventory.caches, [&](const Cache& cache) { return cache.Name() == name; });
+    return name;
+}
+
 void CreateAgreed(const Context& context, const CreateOptions& options, const Consent& consent) {
     const LifecycleLock lock("create");
-    const Inventory inventory = TakeInventory();
+    Inventory inventory = TakeInventory();
     RequireWholeConfig(inventory);
+    std::string left;  // of an earlier attempt
+    if (const Cache* const begun = Begun(inventory, options); begun != nullptr) {
+        if (begun->IsUp()) {
+            FinishBegun(context, *begun, options, consent);
+            return;
+        }
+        left = PassOver(inventory, *begun);
+    }
     RequireAllKnown(inventory, fmt::format("the SSD {} is free", options.ssd));
     RequireFreshPair(inventory, options.ssd, options.volume);
     RequireNewDevice(options.device);
@@ -254,6 +310,9 @@ void CreateAgreed(const Context& context, const CreateOptions& options, const Co
         Note("the status of a write-through cache cannot be read: its counters will not be shown");
     }
     const SignalsHeld signals;
+    if (!left.empty()) {
+        RemoveEntry(left);
+    }
     CreateWithEntry(entry, param);
     if (IsDryRun()) {
         return;

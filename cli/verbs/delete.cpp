@@ -7,6 +7,7 @@
 #include "caches/kernel_state.h"
 #include "caches/metadata.h"
 #include "caches/programs.h"
+#include "caches/ssd_content.h"
 #include "flush/run.h"
 #include "output/answer.h"
 #include "support/background_call.h"
@@ -162,7 +163,7 @@ void RemoveCache(const DeleteOptions& options, const Cache& cache) {
 // The library wipes after write-back alone. False when the metadata is still there.
 bool WipeSsd(const Cache& cache) {
     if (IsDryRun()) {
-        if (!cache.MayHoldDirty()) {
+        if (!cache.MayHoldDirty() || (!cache.IsUp() && HoldsCache(cache.Ssd()))) {
             NoteStep(WipeStep(cache.Ssd()));
         }
         return true;
@@ -216,6 +217,32 @@ void RequireLoaded(const Cache& cache) {
                   std::nullopt, FailureKind::kRefused};
 }
 
+// Whether the SSD of a cache that is down shows that nothing is lost with it: a clean cache of this volume
+// lies there, or nothing any more, where a deletion was killed after its wipe.
+bool IsDownAndClean(const Cache& cache) {
+    if (cache.entry == nullptr || cache.IsUp() || cache.mayBeUp || !IsBlockDevice(cache.Ssd())) {
+        return false;
+    }
+    const auto content = ReadSsdContent(cache.Ssd());
+    return content ? content->inOrder && content->dirtyBlocks == 0U && cache.ForeignVolume().empty()
+                   : IsBlank(cache.Ssd());
+}
+
+void DeleteWhatIsDown(Context& context, const std::string& name) {
+    const LifecycleLock lock("delete");
+    Inventory inventory = TakeInventory();
+    const Cache& cache = Find(inventory, name);
+    if (!IsDownAndClean(cache)) {
+        throw Failure{fmt::format("{} is not deleted, it changed meanwhile", name),
+                      "it was loaded by another process, or its SSD was written",
+                      fmt::format("vemocachectl delete {}", name), std::nullopt, FailureKind::kRefused};
+    }
+    RequireUnused(cache.Ssd(), "SSD");
+    const bool isWiped = WipeSsd(cache);
+    Forget(cache);
+    TellDeleted(context, cache, {}, isWiped);
+}
+
 void TakeDownForGood(Context& context, const DeleteOptions& options, const Cache& judged,
                      const Settled& settled) {
     const LifecycleLock lock("delete");
@@ -233,6 +260,10 @@ void TakeDownForGood(Context& context, const DeleteOptions& options, const Cache
 
 void Delete(Context& context, const DeleteOptions& options) {
     Inventory first = TakeInventory();
+    if (const Cache& named = Find(first, options.cache); IsDownAndClean(named)) {
+        DeleteWhatIsDown(context, named.Name());
+        return;
+    }
     RequireLoaded(Find(first, options.cache));
     const Cache& judged = FindRunning(first, options.cache);
     RequireKnownMode(options, judged);

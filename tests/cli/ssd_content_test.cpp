@@ -139,8 +139,16 @@ TEST(LostConfig, IsAdoptedFromTheKernel) {
     }
 }
 
-TEST(DeadSsd, HasAWayOut) {
+TEST(SsdContent, LetsACacheBeDeletedThatIsDownAndClean) {
     CreateCache();
+    ASSERT_EQ(Tool({"unload", "cachedev_0"}).code, 0);
+    EXPECT_EQ(Tool({"delete", "md3+volume_1"}).code, 0);
+    EXPECT_EQ(Answer({"probe", "/dev/md3"})["probe"]["holds_cache"], false);
+    EXPECT_TRUE(Answer({"list"})["caches"].empty());
+}
+
+TEST(DeadSsd, HasAWayOut) {
+    CreateDirtyCache();
     ASSERT_EQ(Tool({"unload", "cachedev_0"}).code, 0);
     EXPECT_THAT(Tool({"delete", "md3+volume_1"}).err, HasSubstr("vemocachectl load md3+volume_1; "));
     ASSERT_EQ(RunProgram({"mv", "/dev/md3", "/dev/gone"}).code, 0);

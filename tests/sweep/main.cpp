@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <string_view>
@@ -13,7 +14,7 @@
 namespace {
 
 constexpr const char* kUsage =
-    "usage: sweep faults|kills [--operation NAME] [--kind KIND] [--n NUMBER] [--every STEP]\n";
+    "usage: sweep faults|kills|tool [--operation NAME] [--kind KIND] [--n NUMBER] [--every STEP]\n";
 
 std::optional<sweep::Options> Parse(int argc, char** argv) {
     sweep::Options options;
@@ -36,7 +37,10 @@ std::optional<sweep::Options> Parse(int argc, char** argv) {
 }
 
 decltype(&sweep::SweepFaults) SweepCalled(std::string_view name) {
-    return name == "faults" ? sweep::SweepFaults : name == "kills" ? sweep::SweepKills : nullptr;
+    return name == "faults"  ? sweep::SweepFaults
+           : name == "kills" ? sweep::SweepKills
+           : name == "tool"  ? sweep::SweepToolKills
+                             : nullptr;
 }
 
 int Run(decltype(&sweep::SweepFaults) sweepAll, const sweep::Options& options) {
@@ -50,6 +54,13 @@ int Run(decltype(&sweep::SweepFaults) sweepAll, const sweep::Options& options) {
     }
     std::cout << all << " points tried, " << tally.findings << " findings\n";
     return tally.findings == 0 && all > 0 ? 0 : 1;
+}
+
+// The tool that is tried is the one that was built with this program.
+void FindOwnTool() {
+    const std::string folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    const char* const path = std::getenv("PATH");
+    setenv("PATH", (folder + ":" + (path == nullptr ? "/usr/sbin:/usr/bin" : path)).c_str(), 1);
 }
 
 // The C library's own stores of freed memory count as used: without them its numbers are exact.
@@ -76,5 +87,6 @@ int main(int argc, char** argv) {
         std::cerr << "the sweeps run on a simulated appliance alone: ./dev sweep " << argv[1] << '\n';
         return 2;
     }
+    FindOwnTool();
     return Run(sweepAll, *options);
 }

@@ -54,4 +54,7 @@ Tally SweepFaults(const Options& options, const Files& files);
 // The operation, or a program that it runs, is killed at its n-th system call.
 Tally SweepKills(const Options& options, const Files& files);
 
+// A command of the tool is killed at its n-th step, or a program that it runs.
+Tally SweepToolKills(const Options& options, const Files& files);
+
 }  // namespace sweep
