@@ -143,7 +143,7 @@ TEST(SsdContent, LetsACacheBeDeletedThatIsDownAndClean) {
     CreateCache();
     ASSERT_EQ(Tool({"unload", "cachedev_0"}).code, 0);
     EXPECT_EQ(Tool({"delete", "md3+volume_1"}).code, 0);
-    EXPECT_EQ(Answer({"probe", "/dev/md3"})["probe"]["holds_cache"], false);
+    EXPECT_EQ(Answer({"probe", "/dev/md3"}, kNo)["probe"]["has_metadata"], false);
     EXPECT_TRUE(Answer({"list"})["caches"].empty());
 }
 
