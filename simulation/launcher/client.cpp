@@ -66,6 +66,7 @@ int Enter(const Which& which, const std::vector<std::string>& command) {
     const PidNamespaceScope scope;
     Checked(setns(process.Get(), CLONE_NEWPID), "the appliance");
     const pid_t child = Fork([&] {
+        Checked(unshare(CLONE_FS), "a working folder of its own");
         Checked(setns(process.Get(), CLONE_NEWNS | kOwnNamespaces), "the appliance");
         return BecomeCommand(command, folder);
     });
