@@ -188,8 +188,8 @@ void Init::StartKernel(std::vector<Disk> disks) {
 // The daemon lives in the machine's mount namespace: in the appliance's own it would, when that is torn
 // down, be waited for by the unmounting of what it serves.
 void Init::BeKernel(std::vector<Disk> disks, base::UniqueFd fuse, base::UniqueFd requests) {
-    // A runtime that has threads of its own, as a sanitizer's, shares the working folder with them, which a mount
-    // namespace is not joined with.
+    // A runtime that has threads of its own, as a sanitizer's, shares the working folder with them, which a
+    // mount namespace is not joined with.
     Checked(unshare(CLONE_FS), "a working folder of its own");
     Checked(setns(outerMounts_.Get(), CLONE_NEWNS), "the machine's mount namespace");
     prctl(PR_SET_NAME, "vemo-kernel");

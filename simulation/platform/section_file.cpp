@@ -139,10 +139,16 @@ int WriteSection(const char* file, const char* section, const VLIBC_SZHASH* hash
     }
     auto text = mayCreate ? ReadFileToEdit(file) : ReadWholeFile(file);
     if (!text) return -1;
-    if (!text->empty() && text->back() != '\n') *text += '\n';  // what is added begins a line of its own
+    const bool ended = text->empty() || text->back() == '\n';
+    if (!ended) *text += '\n';  // what is added begins a line of its own
     const SectionDocument document(std::move(*text));
-    if (!mayCreate && !document.Body(section)) return Fail(VLIBC_ERR_SECTION_NOT_FOUND);
-    if (ReplaceFile(file, WithKeys(document, *header, section, *hash, *lines)) != 0) return -1;
+    const auto body = document.Body(section);
+    if (!mayCreate && !body) return Fail(VLIBC_ERR_SECTION_NOT_FOUND);
+    std::string changed = WithKeys(document, *header, section, *hash, *lines);
+    const bool changesTheEnd =
+        !body || body->data() + body->size() == document.Text().data() + document.Text().size();
+    if (!ended && !changesTheEnd) changed.pop_back();  // another section's last line stays without its end
+    if (ReplaceFile(file, changed) != 0) return -1;
     return static_cast<int>(lines->size());
 }
 

@@ -15,6 +15,7 @@
 #include "base/unique_fd.h"
 #include "simulation/common/checked.h"
 #include "simulation/tools/pin_bitmap.h"
+#include "simulation/tools/pin_list.h"
 #include "simulation/tools/tool.h"
 
 namespace simulation {
@@ -41,39 +42,13 @@ struct Request {
     std::string config = "/usr/vemo/etc/flashcache_pin_file.conf";
 };
 
-// The pinned files by volume; a volume's mount path in brackets and then its files, one a line.
-using Pins = std::map<std::string, std::set<std::string>>;
-
-Words Lines(std::istream&& text) {
-    Words lines;
-    for (std::string line; std::getline(text, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 Pins ReadPins(const std::string& config) {
-    Pins pins;
-    std::string volume;
-    for (const std::string& line : Lines(std::ifstream(config))) {
-        if (line.starts_with('[') && line.ends_with(']')) {
-            volume = line.substr(1, line.size() - 2);
-        } else if (line.starts_with('/')) {
-            pins[volume].insert(line);
-        }
-    }
-    return pins;
+    std::ifstream file(config);
+    return ParsePins(file);
 }
 
 void StorePins(const std::string& config, const Pins& pins) {
-    std::string text;
-    for (const auto& [volume, files] : pins) {
-        text += "[" + volume + "]\n";
-        for (const std::string& file : files) {
-            text += file + "\n";
-        }
-    }
-    Store(config, text);
+    Store(config, TextOf(pins));
 }
 
 // What the kernel was told of a volume.
@@ -194,7 +169,8 @@ int PinTool(const Words& arguments) {
         return Refuse(kPinUsage);
     }
     if (verb->namesFiles) {
-        request.files = Lines(std::istringstream(arguments[1]));
+        std::istringstream files(arguments[1]);
+        request.files = Lines(files);
     }
     try {
         const base::UniqueFd lock(

@@ -20,6 +20,10 @@ inline bool Contains(const char* text, std::string_view part) noexcept {
     return std::string_view(text).find(part) != std::string_view::npos;
 }
 
+inline bool IsDigit(char character) noexcept {
+    return character >= '0' && character <= '9';
+}
+
 // A text that may be NULL, for messages: spelled as printf itself would.
 inline const char* TextOrNull(const char* text) noexcept {
     return text == nullptr ? "(null)" : text;

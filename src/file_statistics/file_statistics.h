@@ -19,4 +19,9 @@ using Process = Handle<VLIBC_PROC, VLIBCProcFree>;
 // one set of accumulators, which its next walk overwrites; NULL when the walk failed.
 const FileAges* CountVolume(const tm& local, const char* volumePath);
 
+// Reads statistics as FlashcacheFileStatisticsGetAndParse does; the out texts may be NULL. Returns 0, or -1
+// with what came before the line that is none of the format.
+int ParseStatistics(std::FILE* file, FLASHCACHE_FILE_STAT_DAY* days, int dayCount, char* volume,
+                    int volumeSize, char* time, int timeSize);
+
 }  // namespace flashcache

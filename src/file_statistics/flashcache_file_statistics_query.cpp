@@ -59,30 +59,17 @@ int ReadDays(LineReader& lines, FLASHCACHE_FILE_STAT_DAY* days, int dayCount) {
     return 0;
 }
 
-int ReadStatistics(FLASHCACHE_FILE_STAT_DAY* days, int dayCount, char* volume, int volumeSize, char* time,
-                   int timeSize) {
+// The statistics file, empty (with its code) when it cannot be read.
+File OpenStatistics() {
     if (access(kStatisticsFile, R_OK) != 0) {
         LogError()("Fail to access() [%s] in FlashcacheFileStatisticsGetAndParse()", kStatisticsFile);
-        return -1;
+        return File();
     }
-    const File file(std::fopen(kStatisticsFile, "re"));
+    File file(std::fopen(kStatisticsFile, "re"));
     if (!file) {
         SetError(VLIBC_ERR_OPEN_FAILED);
-        return -1;
     }
-    LineReader lines(file.get());
-    char value[kTextSize];
-    if (!ReadTextLine(lines, "Volume=%1023[^\n]", value)) {
-        LogError()("Fail to parse volume name!");
-        return -1;
-    }
-    StoreText(value, volume, volumeSize);
-    if (!ReadTextLine(lines, "Time=%1023[^\n]", value)) {
-        LogError()("Fail to parse time!");
-        return -1;
-    }
-    StoreText(value, time, timeSize);
-    return ReadDays(lines, days, dayCount);
+    return file;
 }
 
 // ---- Whether a run is in progress ----
@@ -124,6 +111,24 @@ int IsProcessing(char* volumeId, int size) noexcept {
 }
 
 }  // namespace
+
+int ParseStatistics(std::FILE* file, FLASHCACHE_FILE_STAT_DAY* days, int dayCount, char* volume,
+                    int volumeSize, char* time, int timeSize) {
+    LineReader lines(file);
+    char value[kTextSize];
+    if (!ReadTextLine(lines, "Volume=%1023[^\n]", value)) {
+        LogError()("Fail to parse volume name!");
+        return -1;
+    }
+    StoreText(value, volume, volumeSize);
+    if (!ReadTextLine(lines, "Time=%1023[^\n]", value)) {
+        LogError()("Fail to parse time!");
+        return -1;
+    }
+    StoreText(value, time, timeSize);
+    return ReadDays(lines, days, dayCount);
+}
+
 }  // namespace flashcache
 
 using namespace flashcache;
@@ -134,7 +139,10 @@ int FlashcacheFileStatisticsGetAndParse(FLASHCACHE_FILE_STAT_DAY* days, int dayC
         SetError(VLIBC_ERR_BAD_PARAMETER);
         return -1;
     }
-    return Guarded(-1, [&] { return ReadStatistics(days, dayCount, volume, volumeSize, time, timeSize); });
+    return Guarded(-1, [&] {
+        const File file = OpenStatistics();
+        return file ? ParseStatistics(file.get(), days, dayCount, volume, volumeSize, time, timeSize) : -1;
+    });
 }
 
 int FlashcacheFileStatisticsIsProcessing(void) {

@@ -233,7 +233,23 @@ int FlashCacheFlushStateSet(const char* ssdPath, FLASHCACHE_FLUSH_STATE state) n
     });
 }
 
-// Lines such as "disk_read_errors=0 ... write_disk_sync_errors=0\n".
+// A line such as "disk_read_errors=0 ... write_disk_sync_errors=0\n".
+bool ParseSyncErrors(const char* text, long& count) noexcept {
+    const char* found = std::strstr(text, kErrorsKey);
+    if (found == nullptr) {
+        LogError()("Parse key failed");
+        return false;
+    }
+    // Eighteen digits always fit; cut, to 32 bits or to its first digits, a count of failures could read as
+    // 0.
+    int end = 0;
+    if (std::sscanf(found, "write_disk_sync_errors=%18ld%n", &count, &end) != 1 || IsDigit(found[end])) {
+        LogError()("Can't find the match pattern (line=%s)", found);
+        return false;
+    }
+    return true;
+}
+
 SyncErrors FlashCacheSyncErrorCheck(const char* ssdPath, const char* spacePath) noexcept {
     const bool debug = VEMOFlashCacheIsDebug(0) == 1;
     if (ssdPath == nullptr || spacePath == nullptr) {
@@ -245,14 +261,8 @@ SyncErrors FlashCacheSyncErrorCheck(const char* ssdPath, const char* spacePath) 
         LogError()("Failed to get proc entry");
         return SyncErrors::kUnknown;
     }
-    const char* found = std::strstr(text.get(), kErrorsKey);
-    if (found == nullptr) {
-        LogError()("Parse key failed");
-        return SyncErrors::kUnknown;
-    }
-    long count = 0;  // eighteen digits always fit; cut to 32 bits, a count of failures could read as 0
-    if (std::sscanf(found, "write_disk_sync_errors=%18ld", &count) != 1) {
-        LogError()("Can't find the match pattern (line=%s)", found);
+    long count = 0;
+    if (!ParseSyncErrors(text.get(), count)) {
         return SyncErrors::kUnknown;
     }
     if (debug) {

@@ -37,14 +37,15 @@ bool ReadCounts(const char* ssdName, const char* spaceName, FlushCounts& counts,
 
 }  // namespace
 
-// A text such as "initial_num_of_dirty=200 remaining_num_of_dirty=50\n". A number that were cut to 32 bits
-// could tell that nothing is left; eighteen digits always fit a long.
+// A text such as "initial_num_of_dirty=200 remaining_num_of_dirty=50\n". A number that were cut, to 32 bits
+// or to its first digits, could tell that nothing is left; eighteen digits always fit a long.
 bool ParseFlushCounts(const char* text, FlushCounts& counts) noexcept {
     long initial = 0;
     long remaining = 0;
-    if (std::sscanf(text, "initial_num_of_dirty=%18ld remaining_num_of_dirty=%18ld", &initial, &remaining) !=
-            2 ||
-        !std::in_range<int>(initial) || !std::in_range<int>(remaining)) {
+    int end = 0;
+    if (std::sscanf(text, "initial_num_of_dirty=%18ld remaining_num_of_dirty=%18ld%n", &initial, &remaining,
+                    &end) != 2 ||
+        IsDigit(text[end]) || !std::in_range<int>(initial) || !std::in_range<int>(remaining)) {
         return false;
     }
     counts = {static_cast<int>(initial), static_cast<int>(remaining)};

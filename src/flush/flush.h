@@ -26,6 +26,9 @@ bool ParseFlushCounts(const char* text, FlushCounts& counts) noexcept;
 // The percentage that these counts stand for.
 float FlushPercent(const FlushCounts& counts) noexcept;
 
+// Takes the number of failed write-backs out of the kernel's line of errors. Returns whether it has one.
+bool ParseSyncErrors(const char* text, long& count) noexcept;
+
 // What the kernel counts of failed write-backs.
 enum class SyncErrors { kNone, kSome, kUnknown };
 

@@ -125,8 +125,7 @@ bool SectionFits(const char* name, const char* model, uint64_t size) noexcept {
     if (bar == nullptr || !std::string_view(name, static_cast<std::size_t>(bar - name)).starts_with(model)) {
         return false;
     }
-    const bool hasDigits = bar[1] >= '0' && bar[1] <= '9';
-    const uint64_t gib = hasDigits ? std::strtoull(bar + 1, nullptr, 10) : 0;
+    const uint64_t gib = IsDigit(bar[1]) ? std::strtoull(bar + 1, nullptr, 10) : 0;
     if (gib > UINT64_MAX / (2 * kGiB)) {
         return false;  // no SSD's capacity, and its bytes would wrap round to one
     }

@@ -1,4 +1,5 @@
-// Leaks on purpose: the leak checker is to see it on a simulated appliance, where it would otherwise be silent unnoticed.
+// Leaks on purpose: the leak checker is to see it on a simulated appliance, where it would otherwise be
+// silent unnoticed.
 #include <cstdlib>
 
 int main() {
