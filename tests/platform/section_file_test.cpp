@@ -101,7 +101,7 @@ TEST_F(SectionFile, WritesKeepWhatTheyWereNotAskedToChange) {
     WriteText(file_, "# head\n[a]\n\tk = 1\n;note\n\tjunk\n  k=2\n\n# about b\n[b]\nk=3\n[a]\nk=4");
     EXPECT_EQ(Set(file_, "a", {{"new", "n"}, {"k", "v"}}), 2);
     EXPECT_EQ(ReadText(file_),
-              "# head\n[a]\n\tk = v\n;note\n\tjunk\n  k=2\n\tnew = n\n\n# about b\n[b]\nk=3\n[a]\nk=4\n");
+              "# head\n[a]\n\tk = v\n;note\n\tjunk\n  k=2\n\tnew = n\n\n# about b\n[b]\nk=3\n[a]\nk=4");
     EXPECT_EQ(Add(file_, "a", {{"k", "w"}}), 1);  // what is added can be read, also when the section is there
     EXPECT_EQ(SectionValue(file_, "a", "k"), "w");
     EXPECT_EQ(Remove(file_, "a"), 1);  // with its double, which must not come to light

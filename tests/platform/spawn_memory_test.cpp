@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <spawn.h>
 
+#include <atomic>
 #include <cerrno>
 #include <filesystem>
 #include <iterator>
@@ -11,8 +12,8 @@
 
 namespace {
 
-int callsLeft = 0;  // until the one that fails, 0: none does
-int unreleased = 0;
+std::atomic<int> callsLeft = 0;   // until the one that fails, 0: none does
+std::atomic<int> unreleased = 0;  // tests of the same program start programs in many threads
 
 // What is asked for while a start is being prepared; hit when its turn has come.
 template <typename... Parameters, typename... Arguments>
